@@ -1,0 +1,30 @@
+# Warnings as errors, hardening and sanitizers, for every target of ours.
+set(CMAKE_CXX_EXTENSIONS OFF)
+set(CMAKE_C_STANDARD 11)
+set(CMAKE_EXPORT_COMPILE_COMMANDS ON)
+
+set(IXFS_WARNINGS -Wall -Wextra -Wconversion -Wsign-conversion -Wshadow -Wundef -Wcast-align
+    -Wformat=2 -Wnull-dereference -Wpointer-arith -Werror)
+set(IXFS_CXX_WARNINGS -Wnon-virtual-dtor -Wold-style-cast -Woverloaded-virtual -Wextra-semi)
+set(IXFS_GCC_WARNINGS -Wduplicated-cond -Wduplicated-branches -Wlogical-op)
+
+function(ixfs_compiler_options target)
+    target_compile_options(${target} PRIVATE
+        ${IXFS_WARNINGS}
+        "$<$<COMPILE_LANGUAGE:CXX>:${IXFS_CXX_WARNINGS}>"
+        "$<$<CXX_COMPILER_ID:GNU>:${IXFS_GCC_WARNINGS}>"
+        -fstack-protector-strong)
+    if(IXFS_SANITIZE)
+        target_compile_options(${target} PRIVATE
+            -fsanitize=${IXFS_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
+        target_link_options(${target} PRIVATE -fsanitize=${IXFS_SANITIZE})
+        # The sanitizers' runtime comes with the program, not with the library.
+        get_target_property(type ${target} TYPE)
+        if(type STREQUAL "SHARED_LIBRARY")
+            target_link_options(${target} PRIVATE "LINKER:-z,undefs")
+        endif()
+    else()
+        target_compile_definitions(${target} PRIVATE
+            "$<$<NOT:$<CONFIG:Debug>>:_FORTIFY_SOURCE=2>")
+    endif()
+endfunction()

@@ -1,0 +1,16 @@
+# ACE, Boost.Uuid, and strlcpy/strlcat from the C library or else from libbsd.
+find_package(PkgConfig REQUIRED)
+find_package(Boost REQUIRED)
+find_package(Threads REQUIRED)
+pkg_check_modules(ACE REQUIRED IMPORTED_TARGET ACE)
+target_link_libraries(ixfs PRIVATE PkgConfig::ACE Threads::Threads)
+target_include_directories(ixfs SYSTEM PRIVATE ${Boost_INCLUDE_DIRS})
+
+include(CheckCXXSymbolExists)
+check_cxx_symbol_exists(strlcpy string.h IXFS_LIBC_HAS_STRLCPY)
+if(IXFS_LIBC_HAS_STRLCPY)
+    target_compile_definitions(ixfs PRIVATE IXFS_LIBC_HAS_STRLCPY)
+else()
+    pkg_check_modules(LIBBSD REQUIRED IMPORTED_TARGET libbsd)
+    target_link_libraries(ixfs PRIVATE PkgConfig::LIBBSD)
+endif()

@@ -1,0 +1,27 @@
+# What a client needs: the library, the public headers, a pkg-config module and a CMake package. All
+# are relocatable: they find themselves from where they stand.
+include(CMakePackageConfigHelpers)
+
+set(IXFS_HEADER_DIR "${CMAKE_INSTALL_INCLUDEDIR}/ixfs")
+set(IXFS_PACKAGE_DIR "${CMAKE_INSTALL_LIBDIR}/cmake/ixfs")
+
+install(TARGETS ixfs EXPORT ixfs LIBRARY DESTINATION "${CMAKE_INSTALL_LIBDIR}")
+install(FILES
+    include/ixfs.h
+    include/ixfs_vmir.h
+    src/ec_status_exception.h
+    framework/code_page.h
+    framework/lmf_pathname.h
+    framework/lmf_string.h
+    DESTINATION "${IXFS_HEADER_DIR}")
+
+install(EXPORT ixfs NAMESPACE ixfs:: FILE ixfs-config.cmake DESTINATION "${IXFS_PACKAGE_DIR}")
+write_basic_package_version_file("${PROJECT_BINARY_DIR}/ixfs-config-version.cmake"
+    COMPATIBILITY SameMajorVersion)
+install(FILES "${PROJECT_BINARY_DIR}/ixfs-config-version.cmake" DESTINATION "${IXFS_PACKAGE_DIR}")
+
+file(RELATIVE_PATH IXFS_PC_TO_PREFIX
+    "/${CMAKE_INSTALL_LIBDIR}/pkgconfig" "/")
+string(REGEX REPLACE "/$" "" IXFS_PC_TO_PREFIX "${IXFS_PC_TO_PREFIX}")
+configure_file(cmake/ixfs.pc.in "${PROJECT_BINARY_DIR}/ixfs.pc" @ONLY)
+install(FILES "${PROJECT_BINARY_DIR}/ixfs.pc" DESTINATION "${CMAKE_INSTALL_LIBDIR}/pkgconfig")

@@ -1,0 +1,43 @@
+// Code page identities: which code page a string's bytes are in. No text is ever converted.
+#ifndef LMF_CODE_PAGE_H
+#define LMF_CODE_PAGE_H
+
+#include <atomic>
+
+#if defined(__GNUC__)
+#define LMF_API __attribute__((visibility("default")))
+#else
+#define LMF_API
+#endif
+
+// Opaque; its address is the code page's id. Lives as long as the process.
+class CodePageDef;
+
+// The process's registry of code pages. Any thread.
+class LMF_API CodePageMgr
+{
+public:
+    // Returns the code page called `name`: "" for the process's default narrow code page, "UTF8"
+    // for UTF-8. Every other name, and null, gets the default. Never null.
+    CodePageDef* getCodePageId(char const* name);
+};
+
+LMF_API CodePageMgr& getCodePageMgr();
+
+// The two code pages in use, each looked up at its first need. Any thread.
+class LMF_API StringConverter
+{
+public:
+    // Returns the default narrow code page. With `cached_only` it is not looked up, and the result
+    // is null before its first need.
+    static CodePageDef* getDefaultNarrowCodePage(bool cached_only);
+
+    // Returns UTF-8.
+    static CodePageDef* getUtf8CodePage();
+
+    // Null until needed. Atomic, since two threads may both find a cache empty.
+    static std::atomic<CodePageDef*> s_defaultNarrowCodePageId;
+    static std::atomic<CodePageDef*> s_utf8CodePageId;
+};
+
+#endif

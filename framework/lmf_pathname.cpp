@@ -1,0 +1,55 @@
+#include "lmf_pathname.h"
+
+#include <utility>
+
+namespace
+{
+
+constexpr char separator = '/';
+
+} // namespace
+
+NameSegments::NameSegments(std::string const& path)
+{
+    std::size_t start = 0;
+    std::size_t name = path.find_first_not_of(separator);
+    if (name == std::string::npos && !path.empty())
+        segments_.push_back(path); // nothing but separators: the root
+    while (name != std::string::npos) {
+        std::size_t const end = path.find(separator, name);
+        segments_.push_back(path.substr(start, end == std::string::npos ? end : end - start));
+        start = name = path.find_first_not_of(separator, end);
+    }
+}
+
+char const* NameSegments::getSegment(long index, std::string* /*unused1*/,
+                                     std::string* /*unused2*/) const
+{
+    long const number = index == -1 ? count() : index;
+    if (number < 1 || number > count())
+        return nullptr;
+    return segments_[static_cast<std::size_t>(number) - 1].c_str();
+}
+
+LmfPathname::~LmfPathname() = default;
+
+void LmfPathname::makeFilename(char const* name, bool append)
+{
+    std::string component = name != nullptr ? name : ""; // a copy: the name may be this path's own
+    if (append && !path_.empty())
+        component.insert(0, path_ + separator);
+    path_ = std::move(component);
+    segments_.reset();
+}
+
+void LmfPathname::makeSegments() const
+{
+    segments_.emplace(path_);
+}
+
+char const* LmfPathname::last_segment() const
+{
+    if (!segments_)
+        makeSegments();
+    return segments_->getSegment(-1, nullptr, nullptr);
+}

@@ -1,0 +1,51 @@
+// A string that knows which code page its bytes are in.
+#ifndef LMF_STRING_H
+#define LMF_STRING_H
+
+#include "code_page.h"
+
+#include <string>
+
+// Options of a string's construction. None are defined: pass 0.
+using SecurityOptions = unsigned int;
+
+class LMF_API LmfString
+{
+public:
+    // Length argument that means: up to the terminating NUL.
+    static constexpr unsigned long to_nul = ~0UL;
+
+    // Empty text in the default narrow code page.
+    LmfString();
+
+    // `length` bytes of `text` (they may hold NULs), or with `to_nul` all up to the NUL. A null
+    // text is empty; a null code page is the default narrow one.
+    LmfString(char const* text, unsigned long length, CodePageDef* code_page,
+              SecurityOptions options);
+
+    LmfString(LmfString const&) = default;
+    LmfString(LmfString&&) = default;
+    LmfString& operator=(LmfString const&) = default;
+    LmfString& operator=(LmfString&&) = default;
+    virtual ~LmfString();
+
+    // Replace the text; the code page stays. A null text is empty.
+    LmfString& operator=(char const* text);
+    LmfString& operator=(std::string const& text);
+
+    std::string const& text() const { return text_; }
+    std::string& text() { return text_; }
+    CodePageDef* code_page() const { return code_page_; }
+
+    // The text, NUL-terminated; valid until the string changes. Bytes go out as they came in.
+    char const* utf8_str() const { return text_.c_str(); }
+
+private:
+    std::string text_;
+    CodePageDef* code_page_;
+};
+
+// Byte-wise order of the texts, shorter first; the code page plays no part.
+LMF_API bool operator<(LmfString const& left, LmfString const& right);
+
+#endif

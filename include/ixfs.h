@@ -1,0 +1,367 @@
+/* libixfs: mount a stored backup image and build views inside it.
+ *
+ * Conventions, stated once:
+ *
+ *  1. Handles. Every function takes the handle that ixfs_init gave. One thread uses a handle at a
+ *     time; different handles may be used on different threads at once. "The handle's thread" below
+ *     means whichever thread is using the handle.
+ *  2. Two styles of failure. ixfs_mount, ixfs_unmount and ixfs_recreate_minimal_context record the
+ *     reason in the handle, where ixfs_last_error reads it. The file and view operations neither
+ *     set it nor throw, unless said; they tell through their result and the log.
+ *  3. Results are not uniform. Existence, lock and copy give 1 for success and 0 for failure;
+ *     folder operations give 0 for success and 1 for failure; _ixfs_create_hard_link gives 1 or an
+ *     errno. Read the declaration.
+ *  4. Ownership. Text handed in is copied or only read during the call; the caller keeps it. What a
+ *     function hands out stays the library's, unless said.
+ *  5. Text is bytes, ended by a NUL; whatever the locale, nothing is converted. Paths, command
+ *     lines, responses and mutex names are cut at 1,023 bytes, a log message at 2,047.
+ *  6. Quoting. Server name, credentials and mount point go to a shell unquoted. Pass only text that
+ *     you trust; see SECURITY.md.
+ *  7. Callbacks may be entered from the handle's thread and from the validation thread of a mount
+ *     at the same time. They must not throw, and must not call ixfs_term. Logging preserves errno.
+ *  8. A null pointer where none is allowed is a programming error; a null handle is refused by the
+ *     functions that say so.
+ */
+#ifndef IXFS_H
+#define IXFS_H
+
+#include <stdbool.h>
+#include <stddef.h>
+#include <stdint.h>
+#include <sys/types.h>
+
+#if defined(__GNUC__)
+#define IXFS_API __attribute__((visibility("default")))
+#define IXFS_PRINTF(format_position, first_argument)                                               \
+    __attribute__((format(printf, format_position, first_argument)))
+#else
+#define IXFS_API
+#define IXFS_PRINTF(format_position, first_argument)
+#endif
+
+#ifdef __cplusplus
+class ACE_Process_Mutex;
+extern "C" {
+#else
+typedef struct ACE_Process_Mutex ACE_Process_Mutex;
+#endif
+
+/* ---- Statuses, severities, flags ------------------------------------------------------------ */
+
+/* Numbers shared with the whole product; 32 bits, signed, in C and in C++. */
+#ifdef __cplusplus
+enum ec_status : int32_t {
+#else
+enum ec_status {
+#endif
+    EC_OK = 0,
+    EC_FOLDER_NOT_CREATED = 1,    /* the view folder could not be made */
+    EC_NO_MEMORY = 10,            /* memory for a mount record or one of its strings */
+    EC_SYSTEM_ERROR = 11,         /* mutex, helper start, hard link, or nothing mounted */
+    EC_FILE_NOT_OPENED = 12,      /* the VM configuration file could not be opened */
+    EC_FILE_NOT_READ = 13,        /* the VM configuration file is empty or could not be read */
+    EC_FILE_NOT_COPIED = 14,      /* a disk descriptor could not be copied */
+    EC_INVALID_PARAMETER = 20,    /* invalid handle, argument or path */
+    EC_SERVER_BUSY = 25,          /* the helper's answer; retried, never recorded */
+    EC_HELPER_FAILED = 29,        /* the helper failed, or the new mount holds no backups */
+    EC_MOUNT_DIRECTORY = 35,      /* the local mount directory could not be made */
+    EC_VIEW_NOT_CREATED = 36,     /* no memory for a view */
+    EC_NO_HANDLE = 103,           /* no memory for a handle */
+    EC_FILE_NOT_FOUND = 142,      /* the VM configuration file or a disk's file is missing */
+    EC_VIEW_NOT_LOCKED = 158,     /* no free view lock within 50 attempts */
+    EC_INVALID_SCHEDULE = 223,    /* a schedule type other than 0, 1 and 4 */
+    EC_ALREADY_MOUNTED = 226,     /* the handle has a mount */
+    EC_STATUS_LOWEST = INT32_MIN, /* keeps the type signed and 32 bits wide in C; never returned */
+    EC_STATUS_HIGHEST = INT32_MAX /* likewise */
+};
+#ifndef __cplusplus
+typedef enum ec_status ec_status;
+#endif
+
+enum { IXFS_LOG_ERR = 0, IXFS_LOG_WRN = 1, IXFS_LOG_INF = 2 };
+
+enum {
+    IXFS_FLAG_UNMOUNT_CRED = 0x1,   /* unmount wants its credential, and logs its command cut */
+    IXFS_FLAG_VIEW_ID = 0x10,       /* view base names carry the id */
+    IXFS_FLAG_NEW_DISK_UUID = 0x200 /* copied descriptors get a fresh ddb.uuid */
+};
+
+/* ---- Records -------------------------------------------------------------------------------- */
+
+typedef struct _ixfs_control_t _ixfs_control_t; /* the handle */
+typedef struct _ixfs_mount_t _ixfs_mount_t;     /* its one mount */
+
+/* List nodes. Whoever fills a list allocates the nodes, and what they own, with malloc. */
+
+typedef struct _ixfs_image_list_t {
+    uint64_t data[3]; /* the client's; not owned */
+    struct _ixfs_image_list_t* next;
+} _ixfs_image_list_t;
+
+typedef struct _ixfs_image_list_metadata_t {
+    void* owned[2]; /* each null or freed with the node */
+    struct _ixfs_image_list_metadata_t* next;
+} _ixfs_image_list_metadata_t;
+
+typedef struct _file_name_link_mapping_t {
+    void* owned[4];   /* each null or freed with the node */
+    uint64_t data[2]; /* the client's; not owned */
+    struct _file_name_link_mapping_t* next;
+} _file_name_link_mapping_t;
+
+/* A view: a folder of the mounted image in which disks are assembled for one recovery. Belongs to
+ * its handle from _ixfs_view_create to _ixfs_view_delete. Clients fill the three lists only. */
+typedef struct _ixfs_view_t {
+    ACE_Process_Mutex* lock;        /* null, or the view's host-wide lock; owned */
+    bool lock_held;                 /* true once `lock` was acquired */
+    int32_t reserved_state;         /* 0 */
+    _ixfs_image_list_t* image_list; /* owned */
+    _ixfs_image_list_metadata_t* image_list_metadata; /* owned */
+    _file_name_link_mapping_t* file_name_mapping;     /* owned */
+    struct _ixfs_view_t* prev;                        /* nearer the head of the handle's list */
+    struct _ixfs_view_t* next;
+} _ixfs_view_t;
+
+/* ---- Callbacks ------------------------------------------------------------------------------ */
+
+/* Receives each log line: IXFS_LOG_..., the operation's tag such as "ixfs_mount()", and the
+ * message, which carries its own prefix and newline. Both texts are valid during the call only. */
+typedef void (*ixfs_log_callback)(int severity, const char* function_tag, const char* message);
+
+/* Receives lines for the caller's job log, printf style. The integers are always 0, the format
+ * always "JBD - %s" with the message as its argument. */
+typedef void (*ixfs_job_log_callback)(void* job_log_context, int, int, int, int, int,
+                                      const char* format, ...);
+
+/* ---- Handle --------------------------------------------------------------------------------- */
+
+/* Makes a handle.
+ *
+ * flags             IXFS_FLAG_... bits
+ * log_context       stored, never read
+ * log_callback      null or the receiver of every line
+ * job_log_callback  null or the receiver of job-log lines; called only with a non-null context
+ * job_log_context   null or its first argument
+ *
+ * Returns the handle, which the caller ends with ixfs_term, or null when memory is short. Logs
+ * nothing. Records the process's time locale in g_lc_time. Any thread.
+ */
+IXFS_API _ixfs_control_t* ixfs_init(int flags, void* log_context, ixfs_log_callback log_callback,
+                                    ixfs_job_log_callback job_log_callback, void* job_log_context);
+
+/* Returns 1 when `handle` is null or does not begin with a handle's mark, else 0. Logs nothing. */
+IXFS_API int _ixfs_is_invalid(const _ixfs_control_t* handle);
+
+/* Returns the status of the last failure recorded on the handle, EC_OK after ixfs_init, or
+ * EC_INVALID_PARAMETER for an invalid handle. Neither a success nor the reading clears it; only
+ * ixfs_unmount with nothing mounted does. Logs nothing. The handle's thread. */
+IXFS_API ec_status ixfs_last_error(const _ixfs_control_t* handle);
+
+/* Ends a handle: deletes its views (which releases their locks), unmounts, frees it. An invalid
+ * handle is left alone. Logs what ixfs_unmount logs; with nothing mounted, nothing. The files of a
+ * view stay in the image.
+ *
+ * Never waits for the validation thread, even one that hangs in the mounted file system, but for a
+ * callback that the thread is inside of at that moment: once ixfs_term has returned, no callback of
+ * this handle is running or will be entered. So hold no lock here that your callback takes.
+ */
+IXFS_API void ixfs_term(_ixfs_control_t* handle);
+
+/* Records a failed mount: deletes the handle's mount record, if any, and sets the last status.
+ * `handle` must be valid. Logs nothing. The handle's thread. */
+IXFS_API void _ixfs_no_mount(_ixfs_control_t* handle, ec_status status);
+
+/* ---- Logging -------------------------------------------------------------------------------- */
+
+/* Formats a line and hands it to the handle's log callback, if there is one. `handle` must not be
+ * null and is not otherwise checked. The message is cut at 2,047 bytes. Allocates nothing,
+ * preserves errno. Any thread that may use the handle. */
+IXFS_API void _ixfs_log(_ixfs_control_t* handle, const char* function_tag, int severity,
+                        const char* format, ...) IXFS_PRINTF(4, 5);
+
+/* The same, and then hands the line to the job log too, as "JBD - %s", when both the job-log
+ * callback and its context are set. */
+IXFS_API void _ixfs_server_log(_ixfs_control_t* handle, const char* function_tag, int severity,
+                               const char* format, ...) IXFS_PRINTF(4, 5);
+
+/* Sets g_lc_time to the name of the time category's locale, "C" where setlocale does not tell.
+ * ixfs_init calls it. Any thread. */
+IXFS_API void _ixfs_log_init(void);
+
+/* Written at every ixfs_init; reading it while another thread is in ixfs_init is a race. */
+IXFS_API extern char g_lc_time[256];
+
+/* ---- Mounting ------------------------------------------------------------------------------- */
+
+/* Mounts a server's backup image on /usr/varnis/var/ixfs/<server> through the mount helper.
+ *
+ * mount_cred    for the mount command; not empty
+ * unmount_cred  for the later unmount command; not empty
+ * port          1 or more
+ * server        media server name, not empty; becomes a directory name
+ * timeout       seconds to go on while the server is too busy; more than 60 is taken as 60, and 0
+ *               means: one try
+ * reserved      ignored
+ *
+ * Waits without a time limit for the host-wide mount mutex, which every mount and unmount of the
+ * host holds while its helper runs. Returns the local mount point, the library's until ixfs_unmount
+ * or ixfs_term, and leaves a thread that looks every 300 seconds whether the mount still holds
+ * "backups", and logs it.
+ *
+ * Returns null on failure, with ixfs_last_error telling: EC_ALREADY_MOUNTED (the mount stays),
+ * EC_NO_MEMORY, EC_INVALID_PARAMETER, EC_SYSTEM_ERROR (mutex, helper not started, nothing mounted),
+ * EC_MOUNT_DIRECTORY, EC_HELPER_FAILED (helper's exit status, or a mount without "backups", which
+ * is unmounted again). An invalid handle: null, nothing recorded. Each failure is logged with
+ * severity IXFS_LOG_ERR, but for a mutex object or a mount directory that cannot be made:
+ * IXFS_LOG_INF. After a failure the handle has no mount; the mount directory stays on disk.
+ */
+IXFS_API char* ixfs_mount(_ixfs_control_t* handle, const char* mount_cred, const char* unmount_cred,
+                          int port, const char* server, unsigned int timeout, const char* reserved);
+
+/* Ends the handle's mount. Whatever it returns, the handle has no mount afterwards.
+ *
+ * Tells the validation thread to stop, without waiting for it; waits without a time limit for the
+ * mount mutex; runs the helper's forced unmount. Where the helper cannot be run or fails, unmounts
+ * locally by force and removes the mount point directory with all that is in it, but never while it
+ * is still the root of a mounted file system: then it stays, and a line with severity IXFS_LOG_ERR
+ * says so. The same removal follows a helper run when the helper had reported a mount path.
+ *
+ * Returns EC_OK when unmounted, when nothing was mounted (this also clears the last status), when
+ * the helper had reported a mount path, and when the server stayed too busy for the mount's
+ * timeout. EC_INVALID_PARAMETER: invalid handle, no mount point, missing credential.
+ * EC_SYSTEM_ERROR: mutex or helper start. EC_HELPER_FAILED. Failures become the last status and are
+ * logged with severity IXFS_LOG_ERR. An invalid handle that is not null is written to; do not pass
+ * one.
+ */
+IXFS_API ec_status ixfs_unmount(_ixfs_control_t* handle);
+
+/* Records a failed unmount: unmounts the record's mount point locally by force and removes the
+ * directory (see ixfs_unmount), where it has one; deletes the record, leaves the handle without a
+ * mount and sets the last status. `record` may be null; else it must be the handle's. Tag
+ * "_ixfs_umount()". The handle's thread. */
+IXFS_API void _ixfs_no_unmount(_ixfs_control_t* handle, _ixfs_mount_t* record, ec_status status);
+
+/* Attaches a mount record to a handle without running the helper, once no mount or unmount of the
+ * host is in progress (it waits for that without a time limit).
+ *
+ * First six arguments as in ixfs_mount. mnt_path: the mount path the helper once reported; may be
+ * empty, not null.
+ *
+ * Returns 0, with the last status unchanged. -1 for an invalid handle (nothing recorded), for
+ * EC_ALREADY_MOUNTED and for the failures that ixfs_mount shares; EC_INVALID_PARAMETER for a null
+ * mnt_path, after which the half-filled record stays attached; EC_NO_MEMORY when it cannot be
+ * copied. Logged as by ixfs_mount. The handle's thread.
+ *
+ * The record has no mount point, so a later ixfs_unmount frees it, logs and returns
+ * EC_INVALID_PARAMETER.
+ */
+IXFS_API int ixfs_recreate_minimal_context(_ixfs_control_t* handle, const char* mount_cred,
+                                           const char* unmount_cred, int port, const char* server,
+                                           unsigned int timeout, const char* mnt_path);
+
+/* Frees a mount record with all it owns, and tells its validation thread to stop; the thread's
+ * share of the record goes when the thread does. A mount mutex that the record holds is deleted for
+ * the whole host; its waiters make a new one. Null is accepted. Logs nothing. The handle's thread.
+ */
+IXFS_API void _ixfs_mount_delete(_ixfs_mount_t* record);
+
+/* Returns 1 when "backups" can be found in the record's mount point, else 0 and a line with
+ * severity IXFS_LOG_ERR. 0 without a line when an argument is null. The handle's thread. */
+IXFS_API int _ixfs_mount_validate(_ixfs_control_t* handle, _ixfs_mount_t* record);
+
+/* What the validation thread runs: validates every 300 seconds until the mount record's stop event
+ * is signalled, then returns 0; 1 at once when `record` or its event is null. A pass that fails is
+ * logged and does not end it. */
+IXFS_API void* _ixfs_mount_validate_thread(void* record);
+
+/* ---- Files ---------------------------------------------------------------------------------- */
+
+/* Returns 1 when `path` exists and can be read by this process, else 0. An access that fails with
+ * ETIME, as on a mounted image whose server is slow, is tried up to 100 times, at once. Logs
+ * success with severity IXFS_LOG_INF, a missing file not at all, any other failure with
+ * IXFS_LOG_ERR. */
+IXFS_API int _ixfs_file_exists(_ixfs_control_t* handle, const char* path);
+
+/* Creates every missing directory of `folder_name` below `base_name`, like mkdir -p.
+ *
+ * base_name    existing directory
+ * folder_name  relative path of one or more segments
+ * segments     caller's counter, raised by one for each segment after the first of the full path,
+ *              whether created, present or given up
+ * mode         passed to mkdir; the umask applies
+ *
+ * Returns 0, or 1 when a directory could not be made; those made before it stay. A mkdir that fails
+ * with ETIME is tried up to 100 times, at once, and then given up without a word: the next
+ * segment's mkdir tells. All lines have severity IXFS_LOG_INF. errno is left as the last failed
+ * mkdir set it. Memory that runs short reads as failure, with errno ENOMEM.
+ */
+IXFS_API int _ixfs_folder_create(_ixfs_control_t* handle, const char* base_name,
+                                 const char* folder_name, uint32_t* segments, mode_t mode);
+
+/* Makes `new_path` a hard link to `existing`. Returns 1, or the errno of the failed link, logged
+ * with severity IXFS_LOG_ERR. EPERM is 1 too: a file system without hard links reads as success
+ * here. */
+IXFS_API int _ixfs_create_hard_link(_ixfs_control_t* handle, const char* existing,
+                                    const char* new_path);
+
+/* Removes a directory and all below it; symbolic links are removed, never followed.
+ *
+ * Returns 0, or 1 when something could not be removed; what was removed before stays removed, and
+ * the walk of a folder ends at its first file that cannot be. Logs each removal with IXFS_LOG_INF;
+ * failures, and each folder found, with IXFS_LOG_ERR. Memory that runs short reads as failure.
+ */
+IXFS_API int _ixfs_folder_delete(_ixfs_control_t* handle, const char* path);
+
+/* Copies a VMware disk descriptor, pointing it at another data file.
+ *
+ * old_path, new_path  files; the new one is created or overwritten. One that shares its data with
+ *                     other hard links is replaced, so that the others keep theirs
+ * extent_name         name of the data file, written as it stands into the first extent line
+ *
+ * With IXFS_FLAG_NEW_DISK_UUID each "ddb.uuid " line gets a fresh UUID. Rewritten lines end in CR
+ * LF; all others are copied byte for byte, up to a NUL.
+ *
+ * Returns 1 when the new file is complete and its extent line rewritten, else 0; a partial file
+ * stays. Failures are logged with IXFS_LOG_ERR. Throws only what drawing a UUID may throw.
+ */
+IXFS_API int _ixfs_copy_desc(_ixfs_control_t* handle, const char* old_path, const char* new_path,
+                             const char* extent_name);
+
+/* ---- Views ---------------------------------------------------------------------------------- */
+
+/* Makes a view record, not yet locked, at the head of the handle's list; the handle owns it.
+ * Returns it, or null with a line of severity IXFS_LOG_ERR when memory is short. The handle's
+ * thread. */
+IXFS_API _ixfs_view_t* _ixfs_view_create(_ixfs_control_t* handle);
+
+/* Unlinks a view from the handle's list, gives up its lock (which deletes the lock for the whole
+ * host), frees its lists and the record. Nothing happens when either argument is null. Logs
+ * nothing. The view's folder and files stay. The handle's thread. */
+IXFS_API void _ixfs_view_delete(_ixfs_control_t* handle, _ixfs_view_t* view);
+
+/* Gives a view a base name and holds a host-wide lock for it until the view is deleted.
+ *
+ * id            part of the lock's name, and with IXFS_FLAG_VIEW_ID of the base name
+ * base_name     buffer of `size` bytes, receives "_vv_<host>[_<id>]" and the number of the attempt,
+ *               0 to 49, that got the lock; cut to the buffer, always ended by a NUL
+ *
+ * Never waits: each attempt tries the next number. An attempt that fails removes the lock that it
+ * failed on, even when another process holds it. Returns 1, or 0 with a line of severity
+ * IXFS_LOG_ERR; the view then has no lock. A view that has a lock already keeps it and gets number
+ * 0. The handle's thread.
+ */
+IXFS_API int _ixfs_view_lock(_ixfs_control_t* handle, _ixfs_view_t* view, long id, char* base_name,
+                             size_t size);
+
+/* Free a list of a view with what its nodes own. A null head is accepted. Log nothing. */
+IXFS_API void _ixfs_image_list_free(_ixfs_image_list_t* head);
+IXFS_API void _ixfs_image_list_metadata_free(_ixfs_image_list_metadata_t* head);
+
+#ifdef __cplusplus
+} /* extern "C" */
+
+/* As the two above; C++ linkage. */
+IXFS_API void _ixfs_image_file_name_mapping_free(_file_name_link_mapping_t* head);
+#endif
+
+#endif

@@ -1,0 +1,185 @@
+// libixfs, VM instant recovery: prepare a VM's view in one call, and the path functions beneath it.
+//
+// The conventions of ixfs.h hold. All functions run on the calling thread; calls on different
+// threads share nothing. Beyond EcStatusException, each may throw std::bad_alloc. A failure that is
+// thrown names its function or step at the front of its message.
+#ifndef IXFS_VMIR_H
+#define IXFS_VMIR_H
+
+#include "ec_status_exception.h"
+#include "ixfs.h"
+#include "lmf_pathname.h"
+#include "lmf_string.h"
+
+#include <set>
+#include <string>
+#include <vector>
+
+// ---- Prepare
+// --------------------------------------------------------------------------------------
+
+// Where an image is and how to get at it. All texts are the caller's and only read.
+struct MountCreds {
+    char const* server;       // media server name
+    int port;                 // 1 or more
+    int schedule_type;        // 0 full; 1 or 4 incremental
+    unsigned int timeout;     // seconds, at most 60 are used; see ixfs_mount
+    char const* reserved;     // ignored
+    char const* mount_cred;   // for the mount command
+    char const* unmount_cred; // for the unmount command
+    std::string backup_id;    // "<client>_<time>"
+};
+
+// Where log lines go.
+struct LogInfo {
+    void* log_context; // for ixfs_init; dropped when there is no callback
+    ixfs_log_callback log_callback;
+};
+
+// Prepares a VM for instant recovery: mounts the image, reads the VM configuration, builds the view
+// folder "_vmir" in the image directory (per disk a rewritten descriptor "<base>.vmdk" and a hard
+// link
+// "<base>-flat.vmdk" to its data file), unmounts.
+//
+//   creds         the image
+//   entries       the disks' descriptors in datastore form, "[<datastore>]
+//   ...backups/.../<x>.vmdk.desc";
+//                 not changed
+//   logInfo       may be null: no lines
+//   vmConfig      receives the configuration text, up to its first NUL; may hold it also after a
+//   later
+//                 step failed
+//   out           receives, behind what it holds, "[<datastore>] <view folder>/<base>.vmdk" per
+//   disk in
+//                 the order of entries; untouched on failure
+//   newDiskUuids  gives each descriptor copy a disk UUID of its own
+//
+// Returns EC_OK, or the status of the first step that failed:
+//   EC_NO_HANDLE           no memory; nothing was done or logged
+//   a status of ixfs_mount
+//   EC_INVALID_PARAMETER   malformed backup id or disk path; two disks that would share a file name
+//   in
+//                          the view; a disk that lies in the view folder
+//   EC_INVALID_SCHEDULE
+//   EC_FILE_NOT_FOUND      no configuration file after about 20 seconds, or a disk's file is
+//   missing EC_FILE_NOT_OPENED, EC_FILE_NOT_READ   the configuration file EC_VIEW_NOT_CREATED,
+//   EC_VIEW_NOT_LOCKED, EC_FOLDER_NOT_CREATED EC_FILE_NOT_COPIED, EC_SYSTEM_ERROR    a disk's
+//   descriptor or link
+//
+// On every path the image is unmounted and the handle gone, also when an exception passes. The
+// view's files stay in the image; when a disk fails, the whole view folder is removed, also one
+// that an earlier call had made. A view that is there is used again: descriptors are written anew,
+// links are kept.
+//
+// Blocks while another mount or unmount of the host is in progress, without a limit, and up to 20
+// seconds for the configuration file. Any thread.
+IXFS_API ec_status ixfs_prepare_vmir(MountCreds const& creds, std::vector<std::string>& entries,
+                                     LogInfo* logInfo, std::string& vmConfig,
+                                     std::vector<std::string>& out, bool newDiskUuids);
+
+// ---- One disk's paths
+// -----------------------------------------------------------------------------
+
+// All but the datastore forms are relative to the mount point.
+struct VmirPath {
+    LmfString datastoreDescPath;     // the caller's entry
+    LmfString datastore;             // its front, up to and including "]"
+    LmfString originalDescPath;      // descriptor in the image
+    LmfString originalVmdkPath;      // data file in the image
+    LmfString baseName;              // the disk's name in the view, unique within the VM
+    LmfString viewDescPath;          // descriptor in the view
+    LmfString viewVmdkPath;          // data link in the view
+    LmfString datastoreViewDescPath; // descriptor in the view, in datastore form
+};
+
+// Replaces `records` by one per entry, with only datastoreDescPath set (to all of the entry's
+// bytes).
+IXFS_API void buildVmirPathVectorFromCharArray(std::vector<std::string>& entries,
+                                               std::vector<VmirPath>& records);
+
+// Fills the other fields of a record. `usedBaseNames` gets the base name. Throws EcStatusException
+// of EC_INVALID_PARAMETER, after a line with severity IXFS_LOG_ERR, for a malformed entry; fields
+// already filled stay.
+IXFS_API void populateVmirPath(_ixfs_control_t* handle, std::set<LmfString>& usedBaseNames,
+                               LmfString& viewPath, VmirPath& record);
+
+// Both of the above for a whole list, with base names unique in list order. The first malformed
+// entry ends it; later records have only datastoreDescPath.
+IXFS_API void populateVmirPathVector(_ixfs_control_t* handle, std::vector<std::string>& entries,
+                                     LmfString& viewPath, std::vector<VmirPath>& records);
+
+// Appends each record's datastoreViewDescPath to `out`.
+IXFS_API void convertVmdkPathsListToCharArrays(std::vector<VmirPath> const& records,
+                                               std::vector<std::string>& out);
+
+// Makes `baseName` unique among `usedNames` by appending "(1)", "(2)", ... where it is taken, and
+// puts it there. Returns true when it had to be changed. Names differ by case.
+IXFS_API bool ensureUniquenessOfBasename(std::set<LmfString>& usedNames, LmfString& baseName);
+
+// ---- Derivation
+// ----------------------------------------------------------------------------------- None logs.
+// Where a function throws, it is EcStatusException of EC_INVALID_PARAMETER, and `out` is unchanged.
+
+// The text up to and including the first "]". Throws where there is none.
+IXFS_API void buildDatastore(LmfString const& in, LmfString& out);
+
+// The text from the first "backups" behind the first "]". Throws where either is missing.
+IXFS_API void buildOriginalDescPath(LmfString const& in, LmfString& out);
+
+// The text before the last ".desc". Throws where there is none.
+IXFS_API void buildOriginalVmdkPath(LmfString const& in, LmfString& out);
+
+// The last segment before its last ".vmdk.desc", and without a snapshot's suffix: a "-" and the six
+// characters behind it. Throws where the last segment holds no ".vmdk.desc".
+IXFS_API void buildBaseName(LmfString const& in, LmfString& out);
+
+// "<viewPath>/<baseName>.vmdk" and "<viewPath>/<baseName>-flat.vmdk".
+IXFS_API void buildViewDescPath(LmfString const& viewPath, LmfString const& baseName,
+                                LmfString& out);
+IXFS_API void buildViewVmdkPath(LmfString const& viewPath, LmfString const& baseName,
+                                LmfString& out);
+
+// "<datastore> <viewDescPath>"
+IXFS_API void buildDatastoreViewDescPath(LmfString const& datastore, LmfString const& viewDescPath,
+                                         LmfString& out);
+
+// "<base>/<relative>"
+IXFS_API LmfPathname convertUnixPathToPlatformPath(LmfString const& base,
+                                                   LmfString const& relative);
+
+// ---- The image's layout
+// ---------------------------------------------------------------------------
+
+// Splits a backup id "<client>_<time>" at its last underscore. Returns EC_OK, or
+// EC_INVALID_PARAMETER after a line with severity IXFS_LOG_ERR when there is no underscore, no
+// client, or no decimal 64-bit number at the front of the rest. With an underscore `client` is
+// overwritten even then.
+IXFS_API ec_status makeClientAndBackupTime(_ixfs_control_t* handle, std::string const& backupId,
+                                           std::string& client, long& backupTime);
+
+// Appends "backups/<client>/allusers/<full|incr>/<time>" to `path`. Throws EcStatusException of
+// EC_INVALID_SCHEDULE, after a line with severity IXFS_LOG_ERR, for a schedule type other than 0, 1
+// and 4; `path` then keeps what was appended before.
+IXFS_API void buildImagePath(_ixfs_control_t* handle, std::string const& client, long backupTime,
+                             int scheduleType, LmfPathname& path);
+
+// Sets `path` to the image's VM configuration file under the handle's mount point. Returns EC_OK,
+// EC_INVALID_PARAMETER when nothing is mounted (`path` untouched) or EC_INVALID_SCHEDULE, both
+// after lines with severity IXFS_LOG_ERR.
+IXFS_API ec_status buildPathToXml(_ixfs_control_t* handle, std::string const& client,
+                                  long backupTime, int scheduleType, LmfPathname& path);
+
+// Sets `viewPath` to the image's view folder, relative to the mount point. Throws as buildImagePath
+// does, after one line more.
+IXFS_API void buildViewPath(_ixfs_control_t* handle, std::string const& client, long backupTime,
+                            int scheduleType, LmfString& viewPath);
+
+// ---- Disk identity
+// --------------------------------------------------------------------------------
+
+// Returns a fresh random UUID as descriptors hold it: 47 characters, sixteen lower-case hexadecimal
+// bytes in two groups of eight, "-" between them. Throws what the system's random source throws.
+// Any thread.
+IXFS_API std::string getVmdkUuid();
+
+#endif
