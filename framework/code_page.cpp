@@ -12,7 +12,7 @@ namespace
 CodePageDef default_narrow;
 CodePageDef utf8;
 
-CodePageDef* cached(std::atomic<CodePageDef*>& cache, char const* name)
+CodePageDef* cached(std::atomic<CodePageDef*>& cache, const char* name)
 {
     CodePageDef* page = cache.load();
     if (page == nullptr) {
@@ -24,7 +24,7 @@ CodePageDef* cached(std::atomic<CodePageDef*>& cache, char const* name)
 
 } // namespace
 
-CodePageDef* CodePageMgr::getCodePageId(char const* name)
+CodePageDef* CodePageMgr::getCodePageId(const char* name)
 {
     return name != nullptr && std::string_view(name) == "UTF8" ? &utf8 : &default_narrow;
 }

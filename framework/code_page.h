@@ -19,7 +19,7 @@ class LMF_API CodePageMgr
 public:
     // Returns the code page called `name`: "" for the process's default narrow code page, "UTF8"
     // for UTF-8. Every other name, and null, gets the default. Never null.
-    CodePageDef* getCodePageId(char const* name);
+    CodePageDef* getCodePageId(const char* name);
 };
 
 LMF_API CodePageMgr& getCodePageMgr();

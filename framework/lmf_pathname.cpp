@@ -9,23 +9,23 @@ constexpr char separator = '/';
 
 } // namespace
 
-NameSegments::NameSegments(std::string const& path)
+NameSegments::NameSegments(const std::string& path)
 {
     std::size_t start = 0;
     std::size_t name = path.find_first_not_of(separator);
     if (name == std::string::npos && !path.empty())
         segments_.push_back(path); // nothing but separators: the root
     while (name != std::string::npos) {
-        std::size_t const end = path.find(separator, name);
+        const std::size_t end = path.find(separator, name);
         segments_.push_back(path.substr(start, end == std::string::npos ? end : end - start));
         start = name = path.find_first_not_of(separator, end);
     }
 }
 
-char const* NameSegments::getSegment(long index, std::string* /*unused1*/,
+const char* NameSegments::getSegment(long index, std::string* /*unused1*/,
                                      std::string* /*unused2*/) const
 {
-    long const number = index == -1 ? count() : index;
+    const long number = index == -1 ? count() : index;
     if (number < 1 || number > count())
         return nullptr;
     return segments_[static_cast<std::size_t>(number) - 1].c_str();
@@ -33,7 +33,7 @@ char const* NameSegments::getSegment(long index, std::string* /*unused1*/,
 
 LmfPathname::~LmfPathname() = default;
 
-void LmfPathname::makeFilename(char const* name, bool append)
+void LmfPathname::makeFilename(const char* name, bool append)
 {
     std::string component = name != nullptr ? name : ""; // a copy: the name may be this path's own
     if (append && !path_.empty())
@@ -47,7 +47,7 @@ void LmfPathname::makeSegments() const
     segments_.emplace(path_);
 }
 
-char const* LmfPathname::last_segment() const
+const char* LmfPathname::last_segment() const
 {
     if (!segments_)
         makeSegments();

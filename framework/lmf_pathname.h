@@ -14,11 +14,11 @@
 class LMF_API NameSegments
 {
 public:
-    explicit NameSegments(std::string const& path);
+    explicit NameSegments(const std::string& path);
 
     // Returns segment `index`, -1 being the last, or null where there is none. The text lives as
     // long as this object. The further arguments are unused: pass null.
-    char const* getSegment(long index, std::string* unused1, std::string* unused2) const;
+    const char* getSegment(long index, std::string* unused1, std::string* unused2) const;
 
     long count() const { return static_cast<long>(segments_.size()); }
 
@@ -30,28 +30,28 @@ class LMF_API LmfPathname
 {
 public:
     LmfPathname() = default;
-    LmfPathname(LmfPathname const&) = default;
+    LmfPathname(const LmfPathname&) = default;
     LmfPathname(LmfPathname&&) = default;
-    LmfPathname& operator=(LmfPathname const&) = default;
+    LmfPathname& operator=(const LmfPathname&) = default;
     LmfPathname& operator=(LmfPathname&&) = default;
     virtual ~LmfPathname();
 
     // Without `append` the path becomes `name`. With it, `name` (one or more components) is put
     // behind the path and a "/", or becomes the path when that is empty. A null name is empty.
     // Drops the segments.
-    void makeFilename(char const* name, bool append);
+    void makeFilename(const char* name, bool append);
 
     // Splits the path as it stands now. Its segments are absent before the first call.
     void makeSegments() const;
-    NameSegments const* segments() const { return segments_ ? &*segments_ : nullptr; }
+    const NameSegments* segments() const { return segments_ ? &*segments_ : nullptr; }
 
     // The path's last segment, or null when it has none; splits the path where that is still to do.
-    char const* last_segment() const;
+    const char* last_segment() const;
 
     // The path for messages, NUL-terminated; valid until the path changes.
-    char const* display_str() const { return path_.c_str(); }
+    const char* display_str() const { return path_.c_str(); }
 
-    std::string const& text() const { return path_; }
+    const std::string& text() const { return path_; }
     std::string& text() { return path_; }
 
 private:

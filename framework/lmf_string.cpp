@@ -3,7 +3,7 @@
 namespace
 {
 
-std::string bytes_of(char const* text, unsigned long length)
+std::string bytes_of(const char* text, unsigned long length)
 {
     if (text == nullptr)
         return {};
@@ -14,7 +14,7 @@ std::string bytes_of(char const* text, unsigned long length)
 
 LmfString::LmfString() : code_page_(StringConverter::getDefaultNarrowCodePage(false)) {}
 
-LmfString::LmfString(char const* text, unsigned long length, CodePageDef* code_page,
+LmfString::LmfString(const char* text, unsigned long length, CodePageDef* code_page,
                      SecurityOptions /*options*/)
     : text_(bytes_of(text, length)),
       code_page_(code_page != nullptr ? code_page
@@ -24,19 +24,19 @@ LmfString::LmfString(char const* text, unsigned long length, CodePageDef* code_p
 
 LmfString::~LmfString() = default;
 
-LmfString& LmfString::operator=(char const* text)
+LmfString& LmfString::operator=(const char* text)
 {
     text_ = bytes_of(text, to_nul);
     return *this;
 }
 
-LmfString& LmfString::operator=(std::string const& text)
+LmfString& LmfString::operator=(const std::string& text)
 {
     text_ = text;
     return *this;
 }
 
-bool operator<(LmfString const& left, LmfString const& right)
+bool operator<(const LmfString& left, const LmfString& right)
 {
     return left.text() < right.text(); // char_traits compares chars as unsigned bytes
 }

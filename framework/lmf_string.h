@@ -20,25 +20,25 @@ public:
 
     // `length` bytes of `text` (they may hold NULs), or with `to_nul` all up to the NUL. A null
     // text is empty; a null code page is the default narrow one.
-    LmfString(char const* text, unsigned long length, CodePageDef* code_page,
+    LmfString(const char* text, unsigned long length, CodePageDef* code_page,
               SecurityOptions options);
 
-    LmfString(LmfString const&) = default;
+    LmfString(const LmfString&) = default;
     LmfString(LmfString&&) = default;
-    LmfString& operator=(LmfString const&) = default;
+    LmfString& operator=(const LmfString&) = default;
     LmfString& operator=(LmfString&&) = default;
     virtual ~LmfString();
 
     // Replace the text; the code page stays. A null text is empty.
-    LmfString& operator=(char const* text);
-    LmfString& operator=(std::string const& text);
+    LmfString& operator=(const char* text);
+    LmfString& operator=(const std::string& text);
 
-    std::string const& text() const { return text_; }
+    const std::string& text() const { return text_; }
     std::string& text() { return text_; }
     CodePageDef* code_page() const { return code_page_; }
 
     // The text, NUL-terminated; valid until the string changes. Bytes go out as they came in.
-    char const* utf8_str() const { return text_.c_str(); }
+    const char* utf8_str() const { return text_.c_str(); }
 
 private:
     std::string text_;
@@ -46,6 +46,6 @@ private:
 };
 
 // Byte-wise order of the texts, shorter first; the code page plays no part.
-LMF_API bool operator<(LmfString const& left, LmfString const& right);
+LMF_API bool operator<(const LmfString& left, const LmfString& right);
 
 #endif

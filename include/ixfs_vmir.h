@@ -20,13 +20,13 @@
 
 // Where an image is and how to get at it. All texts are the caller's and only read.
 struct MountCreds {
-    char const* server;       // media server name
+    const char* server;       // media server name
     int port;                 // 1 or more
     int schedule_type;        // 0 full; 1 or 4 incremental
     unsigned int timeout;     // seconds, at most 60 are used; see ixfs_mount
-    char const* reserved;     // ignored
-    char const* mount_cred;   // for the mount command
-    char const* unmount_cred; // for the unmount command
+    const char* reserved;     // ignored
+    const char* mount_cred;   // for the mount command
+    const char* unmount_cred; // for the unmount command
     std::string backup_id;    // "<client>_<time>"
 };
 
@@ -73,7 +73,7 @@ struct LogInfo {
 //
 // Blocks while another mount or unmount of the host is in progress, without a limit, and up to 20
 // seconds for the configuration file. Any thread.
-IXFS_API ec_status ixfs_prepare_vmir(MountCreds const& creds, std::vector<std::string>& entries,
+IXFS_API ec_status ixfs_prepare_vmir(const MountCreds& creds, std::vector<std::string>& entries,
                                      LogInfo* logInfo, std::string& vmConfig,
                                      std::vector<std::string>& out, bool newDiskUuids);
 
@@ -109,7 +109,7 @@ IXFS_API void populateVmirPathVector(_ixfs_control_t* handle, std::vector<std::s
                                      LmfString& viewPath, std::vector<VmirPath>& records);
 
 // Appends each record's datastoreViewDescPath to `out`.
-IXFS_API void convertVmdkPathsListToCharArrays(std::vector<VmirPath> const& records,
+IXFS_API void convertVmdkPathsListToCharArrays(const std::vector<VmirPath>& records,
                                                std::vector<std::string>& out);
 
 // Makes `baseName` unique among `usedNames` by appending "(1)", "(2)", ... where it is taken, and
@@ -121,31 +121,31 @@ IXFS_API bool ensureUniquenessOfBasename(std::set<LmfString>& usedNames, LmfStri
 // Where a function throws, it is EcStatusException of EC_INVALID_PARAMETER, and `out` is unchanged.
 
 // The text up to and including the first "]". Throws where there is none.
-IXFS_API void buildDatastore(LmfString const& in, LmfString& out);
+IXFS_API void buildDatastore(const LmfString& in, LmfString& out);
 
 // The text from the first "backups" behind the first "]". Throws where either is missing.
-IXFS_API void buildOriginalDescPath(LmfString const& in, LmfString& out);
+IXFS_API void buildOriginalDescPath(const LmfString& in, LmfString& out);
 
 // The text before the last ".desc". Throws where there is none.
-IXFS_API void buildOriginalVmdkPath(LmfString const& in, LmfString& out);
+IXFS_API void buildOriginalVmdkPath(const LmfString& in, LmfString& out);
 
 // The last segment before its last ".vmdk.desc", and without a snapshot's suffix: a "-" and the six
 // characters behind it. Throws where the last segment holds no ".vmdk.desc".
-IXFS_API void buildBaseName(LmfString const& in, LmfString& out);
+IXFS_API void buildBaseName(const LmfString& in, LmfString& out);
 
 // "<viewPath>/<baseName>.vmdk" and "<viewPath>/<baseName>-flat.vmdk".
-IXFS_API void buildViewDescPath(LmfString const& viewPath, LmfString const& baseName,
+IXFS_API void buildViewDescPath(const LmfString& viewPath, const LmfString& baseName,
                                 LmfString& out);
-IXFS_API void buildViewVmdkPath(LmfString const& viewPath, LmfString const& baseName,
+IXFS_API void buildViewVmdkPath(const LmfString& viewPath, const LmfString& baseName,
                                 LmfString& out);
 
 // "<datastore> <viewDescPath>"
-IXFS_API void buildDatastoreViewDescPath(LmfString const& datastore, LmfString const& viewDescPath,
+IXFS_API void buildDatastoreViewDescPath(const LmfString& datastore, const LmfString& viewDescPath,
                                          LmfString& out);
 
 // "<base>/<relative>"
-IXFS_API LmfPathname convertUnixPathToPlatformPath(LmfString const& base,
-                                                   LmfString const& relative);
+IXFS_API LmfPathname convertUnixPathToPlatformPath(const LmfString& base,
+                                                   const LmfString& relative);
 
 // ---- The image's layout
 // ---------------------------------------------------------------------------
@@ -154,24 +154,24 @@ IXFS_API LmfPathname convertUnixPathToPlatformPath(LmfString const& base,
 // EC_INVALID_PARAMETER after a line with severity IXFS_LOG_ERR when there is no underscore, no
 // client, or no decimal 64-bit number at the front of the rest. With an underscore `client` is
 // overwritten even then.
-IXFS_API ec_status makeClientAndBackupTime(_ixfs_control_t* handle, std::string const& backupId,
+IXFS_API ec_status makeClientAndBackupTime(_ixfs_control_t* handle, const std::string& backupId,
                                            std::string& client, long& backupTime);
 
 // Appends "backups/<client>/allusers/<full|incr>/<time>" to `path`. Throws EcStatusException of
 // EC_INVALID_SCHEDULE, after a line with severity IXFS_LOG_ERR, for a schedule type other than 0, 1
 // and 4; `path` then keeps what was appended before.
-IXFS_API void buildImagePath(_ixfs_control_t* handle, std::string const& client, long backupTime,
+IXFS_API void buildImagePath(_ixfs_control_t* handle, const std::string& client, long backupTime,
                              int scheduleType, LmfPathname& path);
 
 // Sets `path` to the image's VM configuration file under the handle's mount point. Returns EC_OK,
 // EC_INVALID_PARAMETER when nothing is mounted (`path` untouched) or EC_INVALID_SCHEDULE, both
 // after lines with severity IXFS_LOG_ERR.
-IXFS_API ec_status buildPathToXml(_ixfs_control_t* handle, std::string const& client,
+IXFS_API ec_status buildPathToXml(_ixfs_control_t* handle, const std::string& client,
                                   long backupTime, int scheduleType, LmfPathname& path);
 
 // Sets `viewPath` to the image's view folder, relative to the mount point. Throws as buildImagePath
 // does, after one line more.
-IXFS_API void buildViewPath(_ixfs_control_t* handle, std::string const& client, long backupTime,
+IXFS_API void buildViewPath(_ixfs_control_t* handle, const std::string& client, long backupTime,
                             int scheduleType, LmfString& viewPath);
 
 // ---- Disk identity

@@ -11,18 +11,18 @@ class IXFS_API EcStatusException : public std::exception
 {
 public:
     // `text` names what failed; a null text is empty.
-    EcStatusException(ec_status status, char const* text);
-    EcStatusException(ec_status status, std::string const& text);
-    EcStatusException(EcStatusException const&) = default;
-    EcStatusException& operator=(EcStatusException const&) = default;
+    EcStatusException(ec_status status, const char* text);
+    EcStatusException(ec_status status, const std::string& text);
+    EcStatusException(const EcStatusException&) = default;
+    EcStatusException& operator=(const EcStatusException&) = default;
     ~EcStatusException() override;
 
     // Rebuilds the message: "<text>: error code: <status>, <the status's text>". A status that has
     // no text leaves the end empty.
-    void setMsg(std::string const& text);
+    void setMsg(const std::string& text);
 
     // The message; valid until the exception changes or goes.
-    char const* what() const noexcept override;
+    const char* what() const noexcept override;
 
     ec_status status;
     std::string message;

@@ -2,7 +2,7 @@
 
 #include "ixfs.h"
 
-char const* StatusTexts::operator[](int status) const noexcept
+const char* StatusTexts::operator[](int status) const noexcept
 {
     switch (status) {
     case EC_OK:

@@ -7,7 +7,7 @@
 class StatusTexts
 {
 public:
-    char const* operator[](int status) const noexcept;
+    const char* operator[](int status) const noexcept;
 };
 
 constexpr StatusTexts errmsgstr;

@@ -1,0 +1,89 @@
+#include "ixfs.h"
+#include "lmf_pathname.h"
+
+#include <ace/OS_NS_dirent.h>
+#include <ace/OS_NS_unistd.h>
+
+#include <cerrno>
+#include <memory>
+#include <new>
+#include <string_view>
+
+namespace
+{
+
+constexpr char tag[] = "_ixfs_folder_delete()";
+
+struct DirectoryCloser {
+    void operator()(ACE_DIR* directory) const { ACE_OS::closedir(directory); }
+};
+using Directory = std::unique_ptr<ACE_DIR, DirectoryCloser>;
+
+bool is_self_or_parent(std::string_view name)
+{
+    return name == "." || name == "..";
+}
+
+// Removes a file, or a folder with its content. Returns false where a file could not be removed; a folder
+// that could not be is found out by its parent's own removal.
+bool delete_entry(_ixfs_control_t* handle, const LmfPathname& path)
+{
+    if (ACE_OS::unlink(path.text().c_str()) == 0) {
+        _ixfs_log(handle, tag, IXFS_LOG_INF, "INF - Removed file: %s\n", path.display_str());
+        return true;
+    }
+    if (errno == EISDIR) {
+        _ixfs_log(handle, tag, IXFS_LOG_ERR,
+                  "INF - Found a directory, calling _ixfs_folder_delete(\"%s\")\n",
+                  path.display_str());
+        _ixfs_folder_delete(handle, path.text().c_str());
+        return true;
+    }
+    _ixfs_log(handle, tag, IXFS_LOG_ERR, "ERR - ACE_OS::unlink(%s) failed, error = %d\n",
+              path.display_str(), errno);
+    return false;
+}
+
+bool delete_content(_ixfs_control_t* handle, const char* path, ACE_DIR* directory)
+{
+    while (const dirent* const entry = ACE_OS::readdir(directory)) {
+        if (is_self_or_parent(entry->d_name))
+            continue;
+        LmfPathname child;
+        child.makeFilename(path, false);
+        child.makeFilename(entry->d_name, true);
+        if (!delete_entry(handle, child))
+            return false;
+    }
+    return true;
+}
+
+bool delete_folder(_ixfs_control_t* handle, const char* path)
+{
+    const Directory directory(ACE_OS::opendir(path));
+    if (directory == nullptr) {
+        _ixfs_log(handle, tag, IXFS_LOG_ERR, "ERR - ACE_OS::opendir(%s) failed, error = %d\n", path,
+                  errno);
+        return false;
+    }
+    if (!delete_content(handle, path, directory.get()))
+        return false;
+    if (ACE_OS::rmdir(path) != 0) {
+        _ixfs_log(handle, tag, IXFS_LOG_ERR, "ERR - Unable to remove directory: %s, error = %d\n",
+                  path, errno);
+        return false;
+    }
+    _ixfs_log(handle, tag, IXFS_LOG_INF, "INF - Removed directory: %s\n", path);
+    return true;
+}
+
+} // namespace
+
+int _ixfs_folder_delete(_ixfs_control_t* handle, const char* path)
+{
+    try {
+        return delete_folder(handle, path) ? 0 : 1;
+    } catch (const std::bad_alloc&) { // C callers have no use for it
+        return 1;
+    }
+}

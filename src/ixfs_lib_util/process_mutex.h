@@ -1,0 +1,18 @@
+// Named host-wide locks: opening one, and waiting for one that others may delete.
+#ifndef IXFS_PROCESS_MUTEX_H
+#define IXFS_PROCESS_MUTEX_H
+
+#include "ixfs.h"
+
+#include <memory>
+
+// Opens the lock called `name`, creating it where there is none. Returns null when no object results. An
+// object that could not open its lock fails each acquire; errno then tells why, or is 0.
+std::unique_ptr<ACE_Process_Mutex> open_process_mutex(const char* name);
+
+// Waits for the lock without a time limit. Another process that deletes the lock meanwhile is no failure:
+// `mutex` is opened again and waited for. Returns whether the lock is held; after a failure `mutex` may
+// be null.
+bool acquire_process_mutex(std::unique_ptr<ACE_Process_Mutex>& mutex, const char* name);
+
+#endif

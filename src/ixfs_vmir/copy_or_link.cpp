@@ -1,0 +1,64 @@
+#include "copy_or_link.h"
+
+#include "control.h"
+#include "image_layout.h"
+#include "mount_record.h"
+
+namespace
+{
+
+constexpr char tag[] = "copyOrLinkPath";
+
+ec_status link_file(_ixfs_control_t* handle, const LmfPathname& source,
+                    const LmfPathname& destination)
+{
+    constexpr ec_status failed = EC_SYSTEM_ERROR;
+    if (_ixfs_create_hard_link(handle, source.text().c_str(), destination.text().c_str()) != 1) {
+        _ixfs_log(handle, tag, IXFS_LOG_ERR, "ERR - Could not create link for %s, error %d\n",
+                  destination.display_str(), failed);
+        return failed;
+    }
+    _ixfs_log(handle, tag, IXFS_LOG_INF, "INF - Created link file: %s\n",
+              destination.display_str());
+    return EC_OK;
+}
+
+ec_status copy_descriptor(_ixfs_control_t* handle, const LmfPathname& source,
+                          const LmfPathname& destination, const LmfString& extent_name)
+{
+    constexpr ec_status failed = EC_FILE_NOT_COPIED;
+    if (_ixfs_copy_desc(handle, source.text().c_str(), destination.text().c_str(),
+                        extent_name.text().c_str()) != 1) {
+        _ixfs_log(handle, tag, IXFS_LOG_ERR,
+                  "ERR - Failed copying Disk Descriptor (%d): from %s to %s\n", failed,
+                  source.display_str(), destination.display_str());
+        return failed;
+    }
+    _ixfs_log(handle, tag, IXFS_LOG_INF, "INF - Created new .desc file: %s\n",
+              destination.display_str());
+    _ixfs_log(handle, tag, IXFS_LOG_INF, "      point to .vmdk link: %s\n", extent_name.utf8_str());
+    return EC_OK;
+}
+
+} // namespace
+
+ec_status copyOrLinkPath(_ixfs_control_t* handle, LmfString& source, LmfString& destination,
+                         bool makeLink, bool replaceExisting, LmfString descExtentName)
+{
+    const LmfString mount_point = default_narrow(handle->mount->mount_point);
+    const LmfPathname from = convertUnixPathToPlatformPath(mount_point, source);
+    const LmfPathname to = convertUnixPathToPlatformPath(mount_point, destination);
+    if (_ixfs_file_exists(handle, from.text().c_str()) == 0) {
+        _ixfs_log(handle, tag, IXFS_LOG_ERR, "ERR - Failed to find source file for copy/link: %s\n",
+                  from.display_str());
+        return EC_FILE_NOT_FOUND;
+    }
+    if (_ixfs_file_exists(handle, to.text().c_str()) != 0 && !replaceExisting) {
+        _ixfs_log(handle, tag, IXFS_LOG_INF, "INF - File already exists, reusing: %s\n",
+                  to.display_str());
+        return EC_OK;
+    }
+    _ixfs_log(handle, tag, IXFS_LOG_INF, "INF - makeLink? %d\n", makeLink ? 1 : 0);
+    return makeLink ? link_file(handle, from, to)
+                    : copy_descriptor(handle, from, to, descExtentName);
+}

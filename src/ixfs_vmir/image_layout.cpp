@@ -1,0 +1,11 @@
+#include "image_layout.h"
+
+LmfString default_narrow(const char* text)
+{
+    return {text, LmfString::to_nul, StringConverter::getDefaultNarrowCodePage(false), 0};
+}
+
+const LmfString VIEW_DIR_NAME = default_narrow("_vmir");
+const LmfString backupsPathElement = default_narrow("backups");
+const LmfString dotDescFileType = default_narrow(".desc");
+const LmfString dotVmdkDotDescFileType = default_narrow(".vmdk.desc");

@@ -1,0 +1,48 @@
+#include "ixfs_vmir.h"
+
+void buildVmirPathVectorFromCharArray(std::vector<std::string>& entries,
+                                      std::vector<VmirPath>& records)
+{
+    records.clear();
+    records.resize(entries.size());
+    for (std::size_t i = 0; i < entries.size(); ++i)
+        records[i].datastoreDescPath =
+            LmfString(entries[i].data(), entries[i].size(), StringConverter::getUtf8CodePage(), 0);
+}
+
+void populateVmirPath(_ixfs_control_t* handle, std::set<LmfString>& usedBaseNames,
+                      LmfString& viewPath, VmirPath& record)
+{
+    try {
+        buildDatastore(record.datastoreDescPath, record.datastore);
+        buildOriginalDescPath(record.datastoreDescPath, record.originalDescPath);
+        buildOriginalVmdkPath(record.originalDescPath, record.originalVmdkPath);
+        buildBaseName(record.datastoreDescPath, record.baseName);
+        ensureUniquenessOfBasename(usedBaseNames, record.baseName);
+        buildViewDescPath(viewPath, record.baseName, record.viewDescPath);
+        buildViewVmdkPath(viewPath, record.baseName, record.viewVmdkPath);
+        buildDatastoreViewDescPath(record.datastore, record.viewDescPath,
+                                   record.datastoreViewDescPath);
+    } catch (const EcStatusException& failure) {
+        _ixfs_log(handle, "populateVmirPath", IXFS_LOG_ERR,
+                  "ERR - Failed to build vmdk paths for file: %s\n", failure.what());
+        throw;
+    }
+}
+
+void populateVmirPathVector(_ixfs_control_t* handle, std::vector<std::string>& entries,
+                            LmfString& viewPath, std::vector<VmirPath>& records)
+{
+    std::set<LmfString> used_base_names;
+    buildVmirPathVectorFromCharArray(entries, records);
+    for (VmirPath& record : records)
+        populateVmirPath(handle, used_base_names, viewPath, record);
+}
+
+void convertVmdkPathsListToCharArrays(const std::vector<VmirPath>& records,
+                                      std::vector<std::string>& out)
+{
+    out.reserve(records.size());
+    for (const VmirPath& record : records)
+        out.emplace_back(record.datastoreViewDescPath.utf8_str());
+}
