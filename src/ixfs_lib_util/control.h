@@ -31,9 +31,9 @@ struct _ixfs_control_t {
     _ixfs_name_group_t* name_groups;
     ec_status last_status;
 
-    // A validation thread may outlive both the unmount and ixfs_term. So the memory goes with its last
-    // user (the caller, and each mount record that still exists), and the thread calls back only under
-    // the gate, and only until the handle was terminated.
+    // A validation thread may outlive both the unmount and ixfs_term. So the memory goes with its
+    // last user (the caller, and each mount record that still exists), and the thread calls back
+    // only under the gate, and only until the handle was terminated.
     std::atomic<int> users;
     std::mutex thread_callback_gate;
     bool terminated;

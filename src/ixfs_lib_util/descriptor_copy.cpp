@@ -23,8 +23,8 @@ bool begins_with(const char* line, const char* prefix)
     return std::strncmp(line, prefix, std::strlen(prefix)) == 0;
 }
 
-// Writing through a name that shares its file with others would change them too, and one of them may be a
-// disk's data in the backup. Such a name is taken away first.
+// Writing through a name that shares its file with others would change them too, and one of them
+// may be a disk's data in the backup. Such a name is taken away first.
 bool break_hard_link(const char* path)
 {
     struct stat status {
@@ -50,7 +50,8 @@ File open_new(_ixfs_control_t* handle, const char* path)
     return file;
 }
 
-// Copies a descriptor line by line, a line longer than the buffer in pieces that each count as a line.
+// Copies a descriptor line by line, a line longer than the buffer in pieces that each count as a
+// line.
 class DescriptorCopy
 {
 public:
@@ -61,8 +62,8 @@ public:
             extent_name_[0] = '\0';
     }
 
-    // Returns whether all was read and the extent line rewritten. Errors of the new file show when it is
-    // flushed.
+    // Returns whether all was read and the extent line rewritten. Errors of the new file show when
+    // it is flushed.
     bool run()
     {
         char line[text_size];

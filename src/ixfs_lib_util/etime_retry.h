@@ -6,8 +6,8 @@
 
 constexpr int most_calls = 100;
 
-// Calls `system_call` until it does not fail with ETIME, at once and at most 100 times. Returns its last
-// result and leaves errno as it set it.
+// Calls `system_call` until it does not fail with ETIME, at once and at most 100 times. Returns its
+// last result and leaves errno as it set it.
 template <typename SystemCall>
 int call_again_on_etime(SystemCall system_call)
 {

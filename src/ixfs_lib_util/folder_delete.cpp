@@ -24,8 +24,8 @@ bool is_self_or_parent(std::string_view name)
     return name == "." || name == "..";
 }
 
-// Removes a file, or a folder with its content. Returns false where a file could not be removed; a folder
-// that could not be is found out by its parent's own removal.
+// Removes a file, or a folder with its content. Returns false where a file could not be removed; a
+// folder that could not be is found out by its parent's own removal.
 bool delete_entry(_ixfs_control_t* handle, const LmfPathname& path)
 {
     if (ACE_OS::unlink(path.text().c_str()) == 0) {

@@ -21,7 +21,8 @@ struct PipeCloser {
 };
 using Pipe = std::unique_ptr<FILE, PipeCloser>;
 
-// Reads a line, or a buffer full of a longer one. A signal that interrupts the reading ends nothing.
+// Reads a line, or a buffer full of a longer one. A signal that interrupts the reading ends
+// nothing.
 bool read_line(FILE* pipe, char (&line)[text_size])
 {
     while (std::fgets(line, sizeof(line), pipe) == nullptr) {
@@ -35,8 +36,8 @@ bool read_line(FILE* pipe, char (&line)[text_size])
     return true;
 }
 
-// One run of the helper, to the end of its output or of the conversation's interest. Returns whether it
-// could be started.
+// One run of the helper, to the end of its output or of the conversation's interest. Returns
+// whether it could be started.
 bool run_pass(const HelperCommand& command, HelperConversation& conversation)
 {
     const Pipe pipe(popen(command.line(), "re"));

@@ -12,8 +12,8 @@ public:
     static HelperCommand mount(const _ixfs_mount_t& record, const char* mount_directory);
     static HelperCommand unmount(const _ixfs_mount_t& record);
 
-    // Cuts the displayed line eight characters behind the credential's length from its end. The cut falls
-    // where the product has always made it, not on the credential; see the hazards.
+    // Cuts the displayed line eight characters behind the credential's length from its end. The cut
+    // falls where the product has always made it, not on the credential; see the hazards.
     void cut_display(const char* credential);
 
     bool built() const { return line_[0] != '\0'; }
@@ -27,8 +27,8 @@ private:
     char display_[text_size] = "";
 };
 
-// What a caller does with the helper's answers. The exit status is the conversation's to keep, since its
-// first value and its resetting differ.
+// What a caller does with the helper's answers. The exit status is the conversation's to keep,
+// since its first value and its resetting differ.
 class HelperConversation
 {
 public:
@@ -52,10 +52,10 @@ protected:
     bool take_exit_status(const char* line);
 };
 
-// Runs the command, again after a second while the server is too busy and `timeout` seconds have not
-// passed. Returns EC_OK when the loop was left: the helper succeeded, the conversation had enough, or time
-// ran out. EC_SYSTEM_ERROR: not built or not started. EC_HELPER_FAILED: any other exit status. Each
-// failure was logged under `tag`; recording it is the caller's.
+// Runs the command, again after a second while the server is too busy and `timeout` seconds have
+// not passed. Returns EC_OK when the loop was left: the helper succeeded, the conversation had
+// enough, or time ran out. EC_SYSTEM_ERROR: not built or not started. EC_HELPER_FAILED: any other
+// exit status. Each failure was logged under `tag`; recording it is the caller's.
 ec_status run_helper(_ixfs_control_t* handle, const char* tag, const HelperCommand& command,
                      int timeout, HelperConversation& conversation);
 

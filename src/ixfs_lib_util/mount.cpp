@@ -27,7 +27,8 @@ const char* value_of(const char* line)
 class MountConversation final : public HelperConversation
 {
 public:
-    // A helper that never tells an exit status leaves the first one standing, and later the pass's before.
+    // A helper that never tells an exit status leaves the first one standing, and later the pass's
+    // before.
     MountConversation(_ixfs_mount_t* record, int first_exit_status) : record_(record)
     {
         exit_status = first_exit_status;
@@ -93,8 +94,8 @@ struct MountDirectory {
     bool usable;
 };
 
-// Makes the local directory of a server. What errno holds afterwards is the creation's word: a parent that
-// was there already makes the whole directory count as present.
+// Makes the local directory of a server. What errno holds afterwards is the creation's word: a
+// parent that was there already makes the whole directory count as present.
 MountDirectory make_mount_directory(_ixfs_control_t* handle, const char* server)
 {
     MountDirectory directory{};

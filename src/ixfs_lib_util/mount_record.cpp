@@ -69,8 +69,8 @@ ec_status fill(_ixfs_mount_t* record, const char* tag, const ConnectionArguments
     return EC_OK;
 }
 
-// Deletes a held lock before giving it up: a waiter must find it gone, not be granted a lock that is
-// about to vanish.
+// Deletes a held lock before giving it up: a waiter must find it gone, not be granted a lock that
+// is about to vanish.
 void give_up_mutex(_ixfs_mount_t* record)
 {
     if (record->mutex_held) {
@@ -107,7 +107,7 @@ _ixfs_mount_t* attach_mount_record(_ixfs_control_t* handle, const char* tag,
 
 bool take_new_mount_mutex(_ixfs_control_t* handle, const char* tag, _ixfs_mount_t* record)
 {
-    record->mutex = open_process_mutex(mount_mutex_name).release();
+    record->mutex = open_waitable_process_mutex(mount_mutex_name).release();
     if (record->mutex == nullptr) {
         _ixfs_log(handle, tag, IXFS_LOG_INF,
                   "INF - Initialization failed for ACE_Process_Mutex, error = %d\n", errno);

@@ -25,8 +25,8 @@ struct _ixfs_mount_t {
         event; // stops the validation thread; itself never freed, its insides with the record
     int thread_result; // of starting the thread; 0 when it runs
 
-    // The thread's own: written before it starts, and shared until it ends, which may be long after the
-    // unmount. So the memory goes with its last user, the handle or the thread.
+    // The thread's own: written before it starts, and shared until it ends, which may be long after
+    // the unmount. So the memory goes with its last user, the handle or the thread.
     char watched_mount_point[text_size];
     std::atomic<int> users;
 };
@@ -40,13 +40,13 @@ struct ConnectionArguments {
     unsigned int timeout; // seconds
 };
 
-// Attaches a new record with the checked and copied arguments to a handle that has no mount. Returns it,
-// or null after logging under `tag` and recording why on the handle.
+// Attaches a new record with the checked and copied arguments to a handle that has no mount.
+// Returns it, or null after logging under `tag` and recording why on the handle.
 _ixfs_mount_t* attach_mount_record(_ixfs_control_t* handle, const char* tag,
                                    const ConnectionArguments& arguments);
 
-// Gives the record its mutex object and waits for the mutex. Returns whether it is held; else the failure
-// was logged under `tag` and recorded, and the record is gone.
+// Gives the record its mutex object and waits for the mutex. Returns whether it is held; else the
+// failure was logged under `tag` and recorded, and the record is gone.
 bool take_new_mount_mutex(_ixfs_control_t* handle, const char* tag, _ixfs_mount_t* record);
 
 // Waits for the mutex of a record that has the object. Returns whether it is held. Logs nothing.

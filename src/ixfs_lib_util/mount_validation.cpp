@@ -10,6 +10,7 @@
 #include <cerrno>
 #include <cstdio>
 #include <fcntl.h>
+#include <memory>
 #include <new>
 #include <unistd.h>
 
@@ -41,13 +42,26 @@ void* watch_retained_record(void* argument)
     return result;
 }
 
-// Gives a thread's handle back, which other platforms want. Here it is no descriptor; where its lower
-// half happens to be the number of one that the process has open, that one is not ours to close.
+// Gives a thread's handle back, which other platforms want. Here it is no descriptor; where its
+// lower half happens to be the number of one that the process has open, that one is not ours to
+// close.
 void close_thread_handle(ACE_hthread_t thread)
 {
     const int number = static_cast<int>(thread);
     if (fcntl(number, F_GETFD) == -1)
         close(number);
+}
+
+// Returns null when no object results. An event that finds no memory for its insides crashes at its
+// first use, and tells of it only through errno.
+ACE_Event* make_stop_event()
+{
+    constexpr int manual_reset = 1;
+    errno = 0;
+    std::unique_ptr<ACE_Event> event(new (std::nothrow) ACE_Event(manual_reset));
+    if (errno == ENOMEM)
+        event.reset();
+    return event.release();
 }
 
 } // namespace
@@ -80,8 +94,7 @@ void* _ixfs_mount_validate_thread(void* argument)
 
 void start_mount_validation(_ixfs_control_t* handle, const char* tag, _ixfs_mount_t* record)
 {
-    constexpr int manual_reset = 1;
-    record->event = new (std::nothrow) ACE_Event(manual_reset);
+    record->event = make_stop_event();
     if (record->event == nullptr)
         _ixfs_log(handle, tag, IXFS_LOG_ERR, "ERR - ACE_Event() failed, error = %d\n", errno);
     strlcpy(record->watched_mount_point, record->mount_point, sizeof(record->watched_mount_point));

@@ -1,14 +1,28 @@
 #include "process_mutex.h"
 
+#include "signals_blocked.h"
+
+#include <ace/ACE.h>
 #include <ace/Process_Mutex.h>
 
 #include <cerrno>
 #include <new>
+#include <sys/sem.h>
 
 namespace
 {
 
 constexpr mode_t lock_mode = 0644;
+
+// How ACE lays out the semaphore set of a process mutex.
+namespace ace_set
+{
+constexpr unsigned short guard = 0; // 0, or 1 while a process opens or closes the set
+constexpr unsigned short users = 1; // 10,000 less one for each open object; 0 in a new set
+constexpr unsigned short lock = 2;  // 1 when free
+constexpr int size = 3;
+constexpr int no_users = 10000;
+} // namespace ace_set
 
 // What an acquire says whose lock was deleted while it waited, or before.
 bool lock_was_deleted()
@@ -16,13 +30,54 @@ bool lock_was_deleted()
     return errno == EIDRM || errno == EINVAL;
 }
 
+int value_of(int set, unsigned short semaphore)
+{
+    return semctl(set, semaphore, GETVAL);
+}
+
+void set_value(int set, unsigned short semaphore, int value)
+{
+    semctl(set, semaphore, SETVAL, value);
+}
+
+// ACE sets a new set's user count first and its lock last. A process killed in between would leave
+// a lock that looks ready, that nobody holds and that nobody ever gets. So a new set is made ready
+// here, the user count last, under the guard that ACE's own opening takes. Whatever fails is left
+// to ACE, which finds it again.
+void make_ready(const char* name)
+{
+    const auto key = static_cast<key_t>(ACE::crc32(name));
+    const int set = semget(key, ace_set::size, static_cast<int>(lock_mode) | IPC_CREAT);
+    if (set == -1 || value_of(set, ace_set::users) != 0)
+        return;
+    sembuf take_guard[] = {{ace_set::guard, 0, 0}, {ace_set::guard, 1, SEM_UNDO}};
+    if (semop(set, take_guard, 2) == -1)
+        return;
+    if (value_of(set, ace_set::users) == 0) {
+        set_value(set, ace_set::lock, 1);
+        set_value(set, ace_set::users, ace_set::no_users);
+    }
+    sembuf leave_guard[] = {{ace_set::guard, -1, SEM_UNDO}};
+    semop(set, leave_guard, 1);
+}
+
 } // namespace
 
 std::unique_ptr<ACE_Process_Mutex> open_process_mutex(const char* name)
 {
+    const SignalsBlocked signals; // an opening that a signal interrupts leaves a half-open object
     errno = 0;
     return std::unique_ptr<ACE_Process_Mutex>(new (std::nothrow)
                                                   ACE_Process_Mutex(name, nullptr, lock_mode));
+}
+
+std::unique_ptr<ACE_Process_Mutex> open_waitable_process_mutex(const char* name)
+{
+    {
+        const SignalsBlocked signals;
+        make_ready(name);
+    }
+    return open_process_mutex(name);
 }
 
 bool acquire_process_mutex(std::unique_ptr<ACE_Process_Mutex>& mutex, const char* name)
@@ -33,7 +88,7 @@ bool acquire_process_mutex(std::unique_ptr<ACE_Process_Mutex>& mutex, const char
             return true;
         if (!lock_was_deleted())
             return false;
-        mutex = open_process_mutex(name);
+        mutex = open_waitable_process_mutex(name);
     }
     return false;
 }

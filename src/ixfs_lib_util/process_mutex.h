@@ -6,13 +6,18 @@
 
 #include <memory>
 
-// Opens the lock called `name`, creating it where there is none. Returns null when no object results. An
-// object that could not open its lock fails each acquire; errno then tells why, or is 0.
+// Opens the lock called `name`, creating it where there is none. Returns null when no object
+// results. An object that could not open its lock fails each acquire; errno then tells why, or is
+// 0.
 std::unique_ptr<ACE_Process_Mutex> open_process_mutex(const char* name);
 
-// Waits for the lock without a time limit. Another process that deletes the lock meanwhile is no failure:
-// `mutex` is opened again and waited for. Returns whether the lock is held; after a failure `mutex` may
-// be null.
+// The same, for a lock that processes wait for: whenever a process is killed, in the middle of
+// creating it too, the next one can have it.
+std::unique_ptr<ACE_Process_Mutex> open_waitable_process_mutex(const char* name);
+
+// Waits for such a lock without a time limit. Another process that deletes the lock meanwhile is no
+// failure: `mutex` is opened again and waited for. Returns whether the lock is held; after a
+// failure `mutex` may be null.
 bool acquire_process_mutex(std::unique_ptr<ACE_Process_Mutex>& mutex, const char* name);
 
 #endif

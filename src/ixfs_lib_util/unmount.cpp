@@ -12,8 +12,8 @@ namespace
 
 constexpr char tag[] = "ixfs_unmount()";
 
-// Whether `path` is where a file system is mounted. An answer that can't be had counts as yes, but for a
-// path that isn't there.
+// Whether `path` is where a file system is mounted. An answer that can't be had counts as yes, but
+// for a path that isn't there.
 bool is_mount_root(const char* path)
 {
     struct statx status {

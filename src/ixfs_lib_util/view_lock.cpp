@@ -43,8 +43,8 @@ void format_base_name(_ixfs_control_t* handle, const char* host, long id, char* 
     _ixfs_log(handle, tag, IXFS_LOG_INF, "INF - base_name: %s\n", base_name);
 }
 
-// Tries once for the lock called `name`. Where it is lost, the lock is removed, whoever holds it, and the
-// view has none.
+// Tries once for the lock called `name`. Where it is lost, the lock is removed, whoever holds it,
+// and the view has none.
 Attempt try_lock(_ixfs_control_t* handle, _ixfs_view_t* view, const char* name)
 {
     _ixfs_log(handle, tag, IXFS_LOG_INF, "INF - Trying to create mutex: %s\n", name);

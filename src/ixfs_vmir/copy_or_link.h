@@ -11,8 +11,8 @@
 //   replaceExisting      else an existing destination is kept and is a success
 //   descExtentName       for a copy: the data file that the new descriptor names
 //
-// Returns EC_OK, EC_FILE_NOT_FOUND (no source), EC_SYSTEM_ERROR (link) or EC_FILE_NOT_COPIED, each failure
-// after a line with severity IXFS_LOG_ERR. What a failure made stays.
+// Returns EC_OK, EC_FILE_NOT_FOUND (no source), EC_SYSTEM_ERROR (link) or EC_FILE_NOT_COPIED, each
+// failure after a line with severity IXFS_LOG_ERR. What a failure made stays.
 ec_status copyOrLinkPath(_ixfs_control_t* handle, LmfString& source, LmfString& destination,
                          bool makeLink, bool replaceExisting, LmfString descExtentName);
 

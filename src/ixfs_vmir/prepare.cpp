@@ -14,7 +14,7 @@
 namespace
 {
 
-// ---- The VM configuration -------------------------------------------------------------------------
+// ---- The VM configuration -----------------------------------------------------------------------
 
 constexpr char read_tag[] = "readXml";
 
@@ -53,7 +53,8 @@ void log_reported_size(_ixfs_control_t* handle, const LmfPathname& path)
               static_cast<long>(status.st_size));
 }
 
-// Returns the file's size in bytes, -1 where the stream can't tell, and leaves the stream at the start.
+// Returns the file's size in bytes, -1 where the stream can't tell, and leaves the stream at the
+// start.
 long size_of(std::ifstream& file)
 {
     file.seekg(0, std::ios::end);
@@ -62,8 +63,8 @@ long size_of(std::ifstream& file)
     return size;
 }
 
-// Replaces `content` by all that the stream yields. A read error leaves what came before it and puts the
-// stream into its bad state.
+// Replaces `content` by all that the stream yields. A read error leaves what came before it and
+// puts the stream into its bad state.
 void read_all(std::ifstream& file, std::string& content)
 {
     using Traits = std::ifstream::traits_type;
@@ -119,7 +120,7 @@ ec_status readXml(_ixfs_control_t* handle, LmfPathname& path, std::string& conte
     return EC_OK;
 }
 
-// ---- The view -------------------------------------------------------------------------------------
+// ---- The view -----------------------------------------------------------------------------------
 
 constexpr char view_tag[] = "create_view_vmir";
 
@@ -137,8 +138,8 @@ bool lies_below(const LmfString& folder, const LmfString& file)
     return normal(file).compare(0, front.size(), front) == 0;
 }
 
-// Refuses what would write over one of the VM's own files: a disk that lies in the view folder, and a disk
-// whose descriptor would get the name of another's data link ("a-flat" beside "a").
+// Refuses what would write over one of the VM's own files: a disk that lies in the view folder, and
+// a disk whose descriptor would get the name of another's data link ("a-flat" beside "a").
 void checkDisks(_ixfs_control_t* handle, const LmfString& viewPath,
                 const std::vector<VmirPath>& records)
 {
@@ -234,8 +235,8 @@ void copyAndLinkOneVmirPath(_ixfs_control_t* handle, VmirPath& disk)
     }
 }
 
-// Builds the whole view of a VM in the mounted image. What fails before the first disk leaves all there is
-// in place; what fails at a disk removes the view folder.
+// Builds the whole view of a VM in the mounted image. What fails before the first disk leaves all
+// there is in place; what fails at a disk removes the view folder.
 ec_status create_view_vmir(_ixfs_control_t* handle, std::vector<std::string>& entries,
                            std::string& client, long backupTime, int scheduleType,
                            std::vector<std::string>& out)
@@ -275,7 +276,7 @@ ec_status create_view_vmir(_ixfs_control_t* handle, std::vector<std::string>& en
     return EC_OK;
 }
 
-// ---- The call -------------------------------------------------------------------------------------
+// ---- The call -----------------------------------------------------------------------------------
 
 // One handle with at most one mount, both ended on every path, an exception's included.
 class Session
