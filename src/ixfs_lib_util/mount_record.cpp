@@ -69,14 +69,10 @@ ec_status fill(_ixfs_mount_t* record, const char* tag, const ConnectionArguments
     return EC_OK;
 }
 
-// Deletes a held lock before giving it up: a waiter must find it gone, not be granted a lock that
-// is about to vanish.
 void give_up_mutex(_ixfs_mount_t* record)
 {
-    if (record->mutex_held) {
-        record->mutex->remove();
-        record->mutex->release();
-    }
+    if (record->mutex_held)
+        delete_held_process_mutex(*record->mutex, mount_mutex_name);
     delete std::exchange(record->mutex, nullptr);
 }
 

@@ -24,10 +24,30 @@ constexpr int size = 3;
 constexpr int no_users = 10000;
 } // namespace ace_set
 
-// What an acquire says whose lock was deleted while it waited, or before.
-bool lock_was_deleted()
+// Openings in a row that may come to nothing before that is a failure. Each takes a process that
+// deletes the lock at just that moment, and not as delete_held_process_mutex does.
+constexpr int most_lost_openings = 100;
+
+int find(const char* name, int flags)
 {
-    return errno == EIDRM || errno == EINVAL;
+    return semget(static_cast<key_t>(ACE::crc32(name)), ace_set::size, flags);
+}
+
+int find_or_create(const char* name)
+{
+    return find(name, static_cast<int>(lock_mode) | IPC_CREAT);
+}
+
+bool take_guard(int set)
+{
+    sembuf operations[] = {{ace_set::guard, 0, 0}, {ace_set::guard, 1, SEM_UNDO}};
+    return semop(set, operations, 2) == 0;
+}
+
+void leave_guard(int set)
+{
+    sembuf operation[] = {{ace_set::guard, -1, SEM_UNDO}};
+    semop(set, operation, 1);
 }
 
 int value_of(int set, unsigned short semaphore)
@@ -50,15 +70,13 @@ void make_ready(const char* name)
     const int set = semget(key, ace_set::size, static_cast<int>(lock_mode) | IPC_CREAT);
     if (set == -1 || value_of(set, ace_set::users) != 0)
         return;
-    sembuf take_guard[] = {{ace_set::guard, 0, 0}, {ace_set::guard, 1, SEM_UNDO}};
-    if (semop(set, take_guard, 2) == -1)
+    if (!take_guard(set))
         return;
     if (value_of(set, ace_set::users) == 0) {
         set_value(set, ace_set::lock, 1);
         set_value(set, ace_set::users, ace_set::no_users);
     }
-    sembuf leave_guard[] = {{ace_set::guard, -1, SEM_UNDO}};
-    semop(set, leave_guard, 1);
+    leave_guard(set);
 }
 
 } // namespace
@@ -82,13 +100,34 @@ std::unique_ptr<ACE_Process_Mutex> open_waitable_process_mutex(const char* name)
 
 bool acquire_process_mutex(std::unique_ptr<ACE_Process_Mutex>& mutex, const char* name)
 {
+    int lost_openings = 0;
     while (mutex != nullptr) {
-        errno = 0; // an object without a lock fails and sets nothing
+        errno = 0;
         if (mutex->acquire() == 0)
             return true;
-        if (!lock_was_deleted())
+        switch (errno) {
+        case EIDRM:  // deleted while we waited
+        case EINVAL: // deleted before
+            lost_openings = 0;
+            break;
+        case 0: // never opened: deleted in the middle of that, or not to be had
+            if (++lost_openings > most_lost_openings || find_or_create(name) == -1)
+                return false;
+            break;
+        default:
             return false;
+        }
         mutex = open_waitable_process_mutex(name);
     }
     return false;
+}
+
+void delete_held_process_mutex(ACE_Process_Mutex& mutex, const char* name)
+{
+    const SignalsBlocked signals;
+    const int set = find(name, 0);
+    if (set != -1)
+        take_guard(set); // goes with the set
+    mutex.remove();
+    mutex.release();
 }

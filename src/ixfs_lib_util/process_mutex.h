@@ -20,4 +20,9 @@ std::unique_ptr<ACE_Process_Mutex> open_waitable_process_mutex(const char* name)
 // failure `mutex` may be null.
 bool acquire_process_mutex(std::unique_ptr<ACE_Process_Mutex>& mutex, const char* name);
 
+// Deletes such a lock, which must be held, for the whole host, and only then gives it up: a waiter
+// finds it gone and is not granted a lock that is about to vanish. Waits out a process that is
+// opening it, so that ACE has nothing to complain of on standard error.
+void delete_held_process_mutex(ACE_Process_Mutex& mutex, const char* name);
+
 #endif
