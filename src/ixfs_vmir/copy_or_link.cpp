@@ -42,8 +42,9 @@ ec_status copy_descriptor(_ixfs_control_t* handle, const LmfPathname& source,
 
 } // namespace
 
-ec_status copyOrLinkPath(_ixfs_control_t* handle, LmfString& source, LmfString& destination,
-                         bool makeLink, bool replaceExisting, LmfString descExtentName)
+ec_status copyOrLinkPath(_ixfs_control_t* handle, const LmfString& source,
+                         const LmfString& destination, bool makeLink, bool replaceExisting,
+                         const LmfString& descExtentName)
 {
     const LmfString mount_point = default_narrow(handle->mount->mount_point);
     const LmfPathname from = convertUnixPathToPlatformPath(mount_point, source);

@@ -13,7 +13,8 @@
 //
 // Returns EC_OK, EC_FILE_NOT_FOUND (no source), EC_SYSTEM_ERROR (link) or EC_FILE_NOT_COPIED, each
 // failure after a line with severity IXFS_LOG_ERR. What a failure made stays.
-ec_status copyOrLinkPath(_ixfs_control_t* handle, LmfString& source, LmfString& destination,
-                         bool makeLink, bool replaceExisting, LmfString descExtentName);
+ec_status copyOrLinkPath(_ixfs_control_t* handle, const LmfString& source,
+                         const LmfString& destination, bool makeLink, bool replaceExisting,
+                         const LmfString& descExtentName);
 
 #endif

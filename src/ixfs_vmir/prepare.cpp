@@ -213,7 +213,7 @@ LmfString file_name_of(const LmfString& path)
     return default_narrow(pathname.last_segment());
 }
 
-void copyAndLinkOneVmirPath(_ixfs_control_t* handle, VmirPath& disk)
+void copyAndLinkOneVmirPath(_ixfs_control_t* handle, const VmirPath& disk)
 {
     constexpr char step[] = "copyAndLinkOneVmirPath";
     const LmfString vmdkName = file_name_of(disk.viewVmdkPath);
@@ -264,7 +264,7 @@ ec_status create_view_vmir(_ixfs_control_t* handle, std::vector<std::string>& en
     }
 
     try {
-        for (VmirPath& disk : records)
+        for (const VmirPath& disk : records)
             copyAndLinkOneVmirPath(handle, disk);
         convertVmdkPathsListToCharArrays(records, out);
     } catch (const EcStatusException& failure) {
