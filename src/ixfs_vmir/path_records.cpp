@@ -1,4 +1,30 @@
-#include "ixfs_vmir.h"
+#include "base_names.h"
+
+namespace
+{
+
+template <typename MakeUnique>
+void populate(_ixfs_control_t* handle, const LmfString& view_path, VmirPath& record,
+              MakeUnique make_unique)
+{
+    try {
+        buildDatastore(record.datastoreDescPath, record.datastore);
+        buildOriginalDescPath(record.datastoreDescPath, record.originalDescPath);
+        buildOriginalVmdkPath(record.originalDescPath, record.originalVmdkPath);
+        buildBaseName(record.datastoreDescPath, record.baseName);
+        make_unique(record.baseName);
+        buildViewDescPath(view_path, record.baseName, record.viewDescPath);
+        buildViewVmdkPath(view_path, record.baseName, record.viewVmdkPath);
+        buildDatastoreViewDescPath(record.datastore, record.viewDescPath,
+                                   record.datastoreViewDescPath);
+    } catch (const EcStatusException& failure) {
+        _ixfs_log(handle, "populateVmirPath", IXFS_LOG_ERR,
+                  "ERR - Failed to build vmdk paths for file: %s\n", failure.what());
+        throw;
+    }
+}
+
+} // namespace
 
 void buildVmirPathVectorFromCharArray(std::vector<std::string>& entries,
                                       std::vector<VmirPath>& records)
@@ -13,30 +39,17 @@ void buildVmirPathVectorFromCharArray(std::vector<std::string>& entries,
 void populateVmirPath(_ixfs_control_t* handle, std::set<LmfString>& usedBaseNames,
                       LmfString& viewPath, VmirPath& record)
 {
-    try {
-        buildDatastore(record.datastoreDescPath, record.datastore);
-        buildOriginalDescPath(record.datastoreDescPath, record.originalDescPath);
-        buildOriginalVmdkPath(record.originalDescPath, record.originalVmdkPath);
-        buildBaseName(record.datastoreDescPath, record.baseName);
-        ensureUniquenessOfBasename(usedBaseNames, record.baseName);
-        buildViewDescPath(viewPath, record.baseName, record.viewDescPath);
-        buildViewVmdkPath(viewPath, record.baseName, record.viewVmdkPath);
-        buildDatastoreViewDescPath(record.datastore, record.viewDescPath,
-                                   record.datastoreViewDescPath);
-    } catch (const EcStatusException& failure) {
-        _ixfs_log(handle, "populateVmirPath", IXFS_LOG_ERR,
-                  "ERR - Failed to build vmdk paths for file: %s\n", failure.what());
-        throw;
-    }
+    populate(handle, viewPath, record,
+             [&](LmfString& name) { ensureUniquenessOfBasename(usedBaseNames, name); });
 }
 
 void populateVmirPathVector(_ixfs_control_t* handle, std::vector<std::string>& entries,
                             LmfString& viewPath, std::vector<VmirPath>& records)
 {
-    std::set<LmfString> used_base_names;
+    BaseNames base_names;
     buildVmirPathVectorFromCharArray(entries, records);
     for (VmirPath& record : records)
-        populateVmirPath(handle, used_base_names, viewPath, record);
+        populate(handle, viewPath, record, [&](LmfString& name) { base_names.make_unique(name); });
 }
 
 void convertVmdkPathsListToCharArrays(const std::vector<VmirPath>& records,

@@ -129,13 +129,9 @@ LmfString mount_point_of(const _ixfs_control_t* handle)
     return default_narrow(handle->mount->mount_point);
 }
 
-bool lies_below(const LmfString& folder, const LmfString& file)
+std::string normal_form(const LmfString& path)
 {
-    const auto normal = [](const LmfString& path) {
-        return std::filesystem::path(path.text().c_str()).lexically_normal().native();
-    };
-    const std::string front = normal(folder) + '/';
-    return normal(file).compare(0, front.size(), front) == 0;
+    return std::filesystem::path(path.utf8_str()).lexically_normal().native();
 }
 
 // Refuses what would write over one of the VM's own files: a disk that lies in the view folder, and
@@ -146,9 +142,10 @@ void checkDisks(_ixfs_control_t* handle, const LmfString& viewPath,
     std::set<LmfString> descriptors;
     for (const VmirPath& record : records)
         descriptors.insert(record.viewDescPath);
+    const std::string view = normal_form(viewPath) + '/';
     for (const VmirPath& record : records) {
         const char* const disk = record.datastoreDescPath.utf8_str();
-        if (lies_below(viewPath, record.originalDescPath))
+        if (normal_form(record.originalDescPath).compare(0, view.size(), view) == 0)
             _ixfs_log(handle, view_tag, IXFS_LOG_ERR, "ERR - Disk lies in the view folder: %s\n",
                       disk);
         else if (descriptors.count(record.viewVmdkPath) != 0)
