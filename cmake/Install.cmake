@@ -15,10 +15,11 @@ install(FILES
     framework/lmf_string.h
     DESTINATION "${IXFS_HEADER_DIR}")
 
-install(EXPORT ixfs NAMESPACE ixfs:: FILE ixfs-config.cmake DESTINATION "${IXFS_PACKAGE_DIR}")
+install(EXPORT ixfs NAMESPACE ixfs:: FILE ixfs-targets.cmake DESTINATION "${IXFS_PACKAGE_DIR}")
 write_basic_package_version_file("${PROJECT_BINARY_DIR}/ixfs-config-version.cmake"
     COMPATIBILITY SameMajorVersion)
-install(FILES "${PROJECT_BINARY_DIR}/ixfs-config-version.cmake" DESTINATION "${IXFS_PACKAGE_DIR}")
+install(FILES cmake/ixfs-config.cmake "${PROJECT_BINARY_DIR}/ixfs-config-version.cmake"
+    DESTINATION "${IXFS_PACKAGE_DIR}")
 
 file(RELATIVE_PATH IXFS_PC_TO_PREFIX
     "/${CMAKE_INSTALL_LIBDIR}/pkgconfig" "/")

@@ -91,11 +91,15 @@ std::unique_ptr<ACE_Process_Mutex> open_process_mutex(const char* name)
 
 std::unique_ptr<ACE_Process_Mutex> open_waitable_process_mutex(const char* name)
 {
-    {
-        const SignalsBlocked signals;
-        make_ready(name);
-    }
-    return open_process_mutex(name);
+    const SignalsBlocked signals;
+    // The object's memory comes first, since a lock made ready for no object would stay.
+    void* const memory = ::operator new(sizeof(ACE_Process_Mutex), std::nothrow);
+    if (memory == nullptr)
+        return nullptr;
+    make_ready(name);
+    errno = 0;
+    return std::unique_ptr<ACE_Process_Mutex>(new (memory)
+                                                  ACE_Process_Mutex(name, nullptr, lock_mode));
 }
 
 bool acquire_process_mutex(std::unique_ptr<ACE_Process_Mutex>& mutex, const char* name)

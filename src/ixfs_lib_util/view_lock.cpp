@@ -96,7 +96,7 @@ int _ixfs_view_lock(_ixfs_control_t* handle, _ixfs_view_t* view, long id, char* 
 
     view->lock_held = true;
     _ixfs_log(handle, tag, IXFS_LOG_INF, "INF - Successfully created mutex: %s\n", name);
-    char number[sizeof("49")];
+    char number[sizeof("-2147483648")];
     std::snprintf(number, sizeof(number), "%d", attempt);
     strlcat(base_name, number, size);
     return 1;

@@ -1,0 +1,65 @@
+// Time that passes without being waited for.
+#ifndef IXFS_TESTS_FAKE_TIME_H
+#define IXFS_TESTS_FAKE_TIME_H
+
+#include "interpose.h"
+
+#include <vector>
+
+// Stands in for time() and nanosleep(): the clock stands still but for sleeps, which end at once and
+// let it go on by what was asked for. Holds on_time and on_nanosleep. For one thread.
+class FakeClock
+{
+public:
+    explicit FakeClock(time_t start = 1'000'000) : now_{start, 0} {}
+
+    // The sleeps asked for, in order, in seconds.
+    const std::vector<double>& sleeps() const { return sleeps_; }
+
+    // Lets time pass otherwise than by a sleep.
+    void advance(time_t seconds) { now_.tv_sec += seconds; }
+
+private:
+    void sleep(const timespec& wanted)
+    {
+        constexpr long second = 1'000'000'000; // nanoseconds
+        sleeps_.push_back(static_cast<double>(wanted.tv_sec) +
+                          static_cast<double>(wanted.tv_nsec) / second);
+        now_.tv_sec += wanted.tv_sec + (now_.tv_nsec + wanted.tv_nsec) / second;
+        now_.tv_nsec = (now_.tv_nsec + wanted.tv_nsec) % second;
+    }
+
+    timespec now_;
+    std::vector<double> sleeps_;
+    decltype(interpose::on_time)::Hook time_ =
+        interpose::on_time([this](time_t* now) -> std::optional<time_t> {
+            if (now != nullptr)
+                *now = now_.tv_sec;
+            return now_.tv_sec;
+        });
+    decltype(interpose::on_nanosleep)::Hook nanosleep_ =
+        interpose::on_nanosleep([this](const timespec* wanted, timespec*) -> std::optional<int> {
+            sleep(*wanted);
+            return 0;
+        });
+};
+
+// Lets the first `count` timed waits for an event, on whatever thread, end at once with their time
+// over. Those after them are real, and so last until the event is signalled. Holds
+// on_pthread_cond_timedwait.
+class ExpiredEventWaits
+{
+public:
+    explicit ExpiredEventWaits(int count)
+        : hook_(interpose::on_pthread_cond_timedwait.fails(ETIMEDOUT, 1, count))
+    {
+    }
+
+    // Waits begun so far.
+    int waits() const { return hook_.calls(); }
+
+private:
+    decltype(interpose::on_pthread_cond_timedwait)::Hook hook_;
+};
+
+#endif

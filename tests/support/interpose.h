@@ -1,0 +1,283 @@
+// System calls under a test's control.
+//
+// A test program that links ixfs_test_support defines the calls listed at the end itself. Being the
+// program's, its symbols win over the C library's, so libixfs and ACE call them too. Each makes the
+// real call unless a test has set a behaviour for it:
+//
+//     auto link = interpose::on_link.fails(EMLINK);
+//     EXPECT_EQ(_ixfs_create_hard_link(handle, "a", "b"), EMLINK);
+//     EXPECT_EQ(link.calls(), 1);
+//
+// or, for what is not just a failure (an empty optional asks for the real call):
+//
+//     auto access = interpose::on_access([&](const char* path, int) -> std::optional<int> {
+//         paths.push_back(path);
+//         return std::nullopt;
+//     });
+//
+// A behaviour holds for as long as the hook that installed it lives. It is asked for the calls of
+// the whole process, the test's own included, on any thread, perhaps on several at once; for the
+// allocation calls only for those of the thread that installed it. What a behaviour itself calls is
+// always real. errno is as the behaviour left it, and untouched where it asks for the real call.
+#ifndef IXFS_TESTS_INTERPOSE_H
+#define IXFS_TESTS_INTERPOSE_H
+
+#include <atomic>
+#include <cerrno>
+#include <climits>
+#include <condition_variable>
+#include <cstdio>
+#include <cstdlib>
+#include <ctime>
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <new>
+#include <optional>
+#include <type_traits>
+#include <utility>
+
+#include <dirent.h>
+#include <pthread.h>
+#include <sys/sem.h>
+#include <sys/stat.h>
+#include <sys/types.h>
+#include <sys/utsname.h>
+
+namespace interpose
+{
+
+// How a call tells of its failure.
+enum class Failure {
+    by_errno, // -1 or null, and errno
+    by_result // the result is the error number
+};
+
+// Whose calls a behaviour is asked for.
+enum class Reach { every_thread, this_thread };
+
+inline constexpr int always = INT_MAX;
+
+namespace detail
+{
+inline std::mutex mutex;                   // guards which behaviours are installed and running
+extern std::condition_variable left;       // a thread has left a behaviour
+inline thread_local bool inside_behaviour; // this thread's calls are real
+} // namespace detail
+
+template <typename Signature>
+class Interposable;
+
+template <typename Result, typename... Args>
+class Interposable<Result(Args...)>
+{
+    struct Installed;
+
+public:
+    using Behaviour = std::function<std::optional<Result>(Args...)>;
+
+    // Keeps a behaviour in place. Its end waits for other threads that are inside the behaviour, so
+    // release those first where the behaviour holds them up.
+    class Hook
+    {
+    public:
+        Hook(Hook&&) noexcept = default;
+        Hook& operator=(Hook&&) = delete;
+        ~Hook()
+        {
+            if (installed_ != nullptr)
+                installed_->call.uninstall(*installed_);
+        }
+
+        // How often the behaviour was asked so far.
+        int calls() const
+        {
+            const std::lock_guard<std::mutex> lock(detail::mutex);
+            return installed_->calls;
+        }
+
+    private:
+        friend Interposable;
+        explicit Hook(std::unique_ptr<Installed> installed) : installed_(std::move(installed)) {}
+
+        std::unique_ptr<Installed> installed_;
+    };
+
+    constexpr Interposable(const char* name, Reach reach, Failure failure)
+        : name_(name), reach_(reach), failure_(failure)
+    {
+    }
+
+    // Installs a behaviour. One at a time: a second one for the same call ends the program.
+    [[nodiscard]] Hook operator()(Behaviour behaviour)
+    {
+        auto installed = std::make_unique<Installed>(*this, std::move(behaviour));
+        const std::lock_guard<std::mutex> lock(detail::mutex);
+        if (installed_ != nullptr) {
+            std::fprintf(stderr, "interpose: %s has a behaviour already\n", name_);
+            std::abort();
+        }
+        installed_ = installed.get();
+        return Hook(std::move(installed));
+    }
+
+    // Only counts.
+    [[nodiscard]] Hook watch()
+    {
+        return (*this)([](Args...) { return std::optional<Result>(); });
+    }
+
+    [[nodiscard]] Hook returns(Result result)
+    {
+        return (*this)([result](Args...) { return std::optional<Result>(result); });
+    }
+
+    // Lets `count` calls fail with `error`, beginning with call number `first`. The others are
+    // real.
+    [[nodiscard]] Hook fails(int error, int first = 1, int count = always)
+    {
+        auto made = std::make_shared<std::atomic<int>>(0);
+        return (*this)([this, made, error, first, count](Args...) {
+            const int call = ++*made;
+            const bool hit = call >= first && call - first < count;
+            return hit ? std::optional<Result>(failed(error)) : std::nullopt;
+        });
+    }
+
+    [[nodiscard]] Hook fails_once(int error, int call = 1) { return fails(error, call, 1); }
+
+    // For the program's own definition of the call: asks the behaviour, if there is one.
+    std::optional<Result> ask(Args... args)
+    {
+        Installed* const installed = enter();
+        if (installed == nullptr)
+            return std::nullopt;
+        const int callers_errno = errno;
+        detail::inside_behaviour = true;
+        std::optional<Result> result = installed->behaviour(args...);
+        const int behaviours_errno = errno;
+        leave(*installed);
+        detail::inside_behaviour = false;
+        errno = result ? behaviours_errno : callers_errno;
+        return result;
+    }
+
+private:
+    struct Installed {
+        Installed(Interposable& call_, Behaviour behaviour_)
+            : call(call_), behaviour(std::move(behaviour_)), thread(pthread_self())
+        {
+        }
+
+        Interposable& call;
+        Behaviour behaviour;
+        pthread_t thread;
+        int calls = 0;
+        int running = 0; // threads inside the behaviour
+    };
+
+    Result failed(int error) const
+    {
+        if constexpr (std::is_same_v<Result, int>) {
+            if (failure_ == Failure::by_result)
+                return error;
+        }
+        errno = error;
+        if constexpr (std::is_pointer_v<Result>)
+            return nullptr;
+        else
+            return static_cast<Result>(-1);
+    }
+
+    Installed* enter()
+    {
+        if (installed_.load(std::memory_order_acquire) == nullptr || detail::inside_behaviour)
+            return nullptr;
+        const std::lock_guard<std::mutex> lock(detail::mutex);
+        Installed* const installed = installed_;
+        if (installed == nullptr)
+            return nullptr;
+        if (reach_ == Reach::this_thread && !pthread_equal(installed->thread, pthread_self()))
+            return nullptr;
+        ++installed->calls;
+        ++installed->running;
+        return installed;
+    }
+
+    void leave(Installed& installed)
+    {
+        const std::lock_guard<std::mutex> lock(detail::mutex);
+        --installed.running;
+        detail::left.notify_all();
+    }
+
+    void uninstall(Installed& installed)
+    {
+        std::unique_lock<std::mutex> lock(detail::mutex);
+        installed_ = nullptr;
+        detail::left.wait(lock, [&] { return installed.running == 0; });
+    }
+
+    const char* name_;
+    Reach reach_;
+    Failure failure_;
+    std::atomic<Installed*> installed_{nullptr};
+};
+
+// Files and folders
+extern Interposable<int(const char*, int)> on_access;
+extern Interposable<int(const char*, mode_t)> on_mkdir;
+extern Interposable<int(const char*, const char*)> on_link;
+extern Interposable<int(const char*)> on_unlink;
+extern Interposable<int(const char*)> on_rmdir;
+extern Interposable<DIR*(const char*)> on_opendir;
+extern Interposable<dirent*(DIR*)> on_readdir;
+extern Interposable<int(DIR*)> on_closedir;
+extern Interposable<int(const char*, struct stat*)> on_stat;
+extern Interposable<int(const char*, struct stat*)> on_lstat;
+extern Interposable<int(int, const char*, int, unsigned int, struct statx*)> on_statx;
+extern Interposable<int(const char*, int)> on_umount2;
+extern Interposable<int(int)> on_close;
+extern Interposable<ssize_t(int, void*, size_t)> on_read;
+
+// Streams and processes
+extern Interposable<FILE*(const char*, const char*)> on_fopen;
+extern Interposable<char*(char*, int, FILE*)> on_fgets;
+extern Interposable<int(const char*, FILE*)> on_fputs;
+extern Interposable<int(FILE*)> on_fflush;
+extern Interposable<int(FILE*)> on_fclose;
+extern Interposable<FILE*(const char*, const char*)> on_popen;
+extern Interposable<int(FILE*)> on_pclose;
+// Asked about the format alone.
+extern Interposable<int(const char*)> on_snprintf;
+
+// Time and host
+extern Interposable<int(const timespec*, timespec*)> on_nanosleep;
+extern Interposable<time_t(time_t*)> on_time;
+extern Interposable<int(utsname*)> on_uname;
+extern Interposable<char*(int, const char*)> on_setlocale;
+extern Interposable<ssize_t(void*, size_t, unsigned int)> on_getrandom;
+
+// Locks and threads. The fourth argument of semctl is its optional one, a union of an int and
+// pointers.
+extern Interposable<int(key_t, int, int)> on_semget;
+extern Interposable<int(int, sembuf*, size_t)> on_semop;
+extern Interposable<int(int, int, int, void*)> on_semctl;
+extern Interposable<int(pthread_t*, const pthread_attr_t*, void* (*)(void*), void*)>
+    on_pthread_create;
+extern Interposable<int(pthread_cond_t*)> on_pthread_cond_broadcast;
+extern Interposable<int(pthread_cond_t*, pthread_mutex_t*, const timespec*)>
+    on_pthread_cond_timedwait;
+
+// Allocation, asked for the installing thread only. A null answer of on_new becomes std::bad_alloc.
+// operator new comes down to malloc unless a sanitizer has its own, and is real in programs that
+// clang builds with a sanitizer.
+extern Interposable<void*(size_t)> on_malloc;
+extern Interposable<void*(size_t, size_t)> on_calloc;
+extern Interposable<char*(const char*)> on_strdup;
+extern Interposable<void*(size_t)> on_new;
+extern Interposable<void*(size_t, const std::nothrow_t&)> on_new_nothrow;
+
+} // namespace interpose
+
+#endif

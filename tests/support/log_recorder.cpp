@@ -1,0 +1,165 @@
+#include "log_recorder.h"
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <chrono>
+#include <cstdarg>
+#include <cstdio>
+#include <ostream>
+#include <utility>
+
+namespace
+{
+
+std::atomic<LogRecorder*> current{nullptr};
+
+const char* severity_name(int severity)
+{
+    switch (severity) {
+    case IXFS_LOG_ERR:
+        return "IXFS_LOG_ERR";
+    case IXFS_LOG_WRN:
+        return "IXFS_LOG_WRN";
+    case IXFS_LOG_INF:
+        return "IXFS_LOG_INF";
+    default:
+        return "no severity";
+    }
+}
+
+} // namespace
+
+bool operator==(const Line& left, const Line& right)
+{
+    return left.severity == right.severity && left.tag == right.tag &&
+           left.message == right.message;
+}
+
+void PrintTo(const Line& line, std::ostream* stream)
+{
+    *stream << '{' << severity_name(line.severity) << ", " << testing::PrintToString(line.tag)
+            << ", " << testing::PrintToString(line.message) << '}';
+}
+
+void PrintTo(const Lines& lines, std::ostream* stream)
+{
+    *stream << lines.size() << " lines\\n"; // GoogleTest splits what it compares at these two
+    for (const Line& line : lines) {
+        PrintTo(line, stream);
+        *stream << "\\n";
+    }
+}
+
+LogRecorder::LogRecorder()
+{
+    EXPECT_EQ(current.exchange(this), nullptr) << "two log recorders at a time";
+}
+
+LogRecorder::~LogRecorder()
+{
+    current = nullptr;
+}
+
+void LogRecorder::callback(int severity, const char* function_tag, const char* message)
+{
+    LogRecorder* const recorder = current;
+    if (recorder == nullptr) {
+        ADD_FAILURE() << "a line without a recorder: " << function_tag << ' ' << message;
+        return;
+    }
+    recorder->record({severity, function_tag, message});
+}
+
+void LogRecorder::record(Line line)
+{
+    const std::lock_guard<std::mutex> lock(mutex_);
+    entries_.push_back({std::move(line), std::this_thread::get_id()});
+    recorded_.notify_all();
+}
+
+template <typename Predicate>
+Lines LogRecorder::select(Predicate wanted) const
+{
+    const std::lock_guard<std::mutex> lock(mutex_);
+    Lines selected;
+    for (const Entry& entry : entries_) {
+        if (wanted(entry))
+            selected.push_back(entry.line);
+    }
+    return selected;
+}
+
+Lines LogRecorder::lines() const
+{
+    return select([](const Entry&) { return true; });
+}
+
+Lines LogRecorder::lines_here() const
+{
+    return select([](const Entry& e) { return e.thread == std::this_thread::get_id(); });
+}
+
+Lines LogRecorder::lines_elsewhere() const
+{
+    return select([](const Entry& e) { return e.thread != std::this_thread::get_id(); });
+}
+
+Lines LogRecorder::with_message(const std::string& message) const
+{
+    return select([&](const Entry& e) { return e.line.message == message; });
+}
+
+Lines LogRecorder::with_tag(const std::string& tag) const
+{
+    return select([&](const Entry& e) { return e.line.tag == tag; });
+}
+
+Lines LogRecorder::take()
+{
+    std::vector<Entry> entries;
+    {
+        const std::lock_guard<std::mutex> lock(mutex_);
+        entries.swap(entries_);
+    }
+    Lines lines;
+    for (Entry& entry : entries)
+        lines.push_back(std::move(entry.line));
+    return lines;
+}
+
+bool LogRecorder::wait_for(const std::string& message, std::size_t count) const
+{
+    const auto there = [&] {
+        std::size_t found = 0;
+        for (const Entry& entry : entries_)
+            found += entry.line.message == message;
+        return found >= count;
+    };
+    std::unique_lock<std::mutex> lock(mutex_);
+    return recorded_.wait_for(lock, std::chrono::seconds(30), there);
+}
+
+void JobLogRecorder::callback(void* job_log_context, int first, int second, int third, int fourth,
+                              int fifth, const char* format, ...)
+{
+    for (const int number : {first, second, third, fourth, fifth})
+        EXPECT_EQ(number, 0);
+    EXPECT_STREQ(format, "JBD - %s");
+
+    char text[4096];
+    va_list arguments;
+    va_start(arguments, format);
+    std::vsnprintf(text, sizeof(text), format, arguments);
+    va_end(arguments);
+
+    auto* const recorder = static_cast<JobLogRecorder*>(job_log_context);
+    const std::lock_guard<std::mutex> lock(recorder->mutex_);
+    recorder->lines_.push_back(text);
+}
+
+std::vector<std::string> JobLogRecorder::lines() const
+{
+    const std::lock_guard<std::mutex> lock(mutex_);
+    return lines_;
+}

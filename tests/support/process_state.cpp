@@ -1,0 +1,46 @@
+#include "process_state.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <filesystem>
+#include <fstream>
+#include <limits>
+#include <stdexcept>
+
+std::vector<SemaphoreSet> semaphore_sets()
+{
+    std::ifstream table("/proc/sysvipc/sem");
+    if (!table)
+        throw std::runtime_error("no /proc/sysvipc/sem");
+    constexpr auto rest_of_line = std::numeric_limits<std::streamsize>::max();
+    table.ignore(rest_of_line, '\n'); // the heading
+    std::vector<SemaphoreSet> sets;
+    long key = 0;
+    SemaphoreSet set{};
+    while (table >> std::dec >> key >> set.id >> std::oct >> set.permissions) {
+        table.ignore(rest_of_line, '\n');
+        sets.push_back(set);
+    }
+    return sets;
+}
+
+std::vector<std::string> open_descriptors()
+{
+    namespace fs = std::filesystem;
+    std::vector<std::string> targets;
+    for (const fs::directory_entry& entry : fs::directory_iterator("/proc/self/fd"))
+        targets.push_back(fs::read_symlink(entry.path()));
+    std::sort(targets.begin(), targets.end());
+    return targets;
+}
+
+NoDescriptorsLeft::~NoDescriptorsLeft()
+{
+    EXPECT_EQ(open_descriptors(), before_);
+}
+
+NoLocksLeft::~NoLocksLeft()
+{
+    EXPECT_EQ(semaphore_sets().size(), 0);
+}

@@ -1,0 +1,107 @@
+#include "prepare_test.h"
+
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+
+namespace fs = std::filesystem;
+
+namespace
+{
+
+const fs::path mount_base = "/usr/varnis/var/ixfs";
+const fs::path mount_point = mount_base / "media1";
+const fs::path image = "backups/client/allusers";
+
+constexpr char descriptor[] = "# Disk DescriptorFile\n"
+                              "RW 2048 VMFS \"disk-flat.vmdk\"\n"
+                              "ddb.uuid = \"60 00 C2 9a 00 00 00 00-00 00 00 00 00 00 00 01\"\n";
+
+void write_file(const fs::path& path, const std::string& bytes)
+{
+    std::ofstream file(path, std::ios::binary);
+    file.exceptions(std::ios::failbit | std::ios::badbit);
+    file << bytes << std::flush;
+}
+
+} // namespace
+
+const std::string PrepareTest::disk = "[store] backups/client/allusers/full/7/vm/disk.vmdk.desc";
+const std::string PrepareTest::view_disk = "[store] backups/client/allusers/full/7/_vmir/disk.vmdk";
+
+PrepareTest::PrepareTest()
+{
+    options = {{"server", "media1"},
+               {"port", "4010"},
+               {"schedule", "full"},
+               {"backup-id", "client_7"},
+               {"disk", disk}};
+    use_mount_credential("mount-secret\n");
+    use_unmount_credential("unmount-secret\n");
+}
+
+void PrepareTest::TearDown()
+{
+    fs::remove_all(mount_base);
+}
+
+std::vector<std::string> PrepareTest::command() const
+{
+    std::vector<std::string> command{IXFS_PREPARE_PROGRAM};
+    for (const auto& [name, value] : options) {
+        command.push_back("--" + name);
+        if (value.empty())
+            command.push_back(value);
+        else
+            command.back().append("=").append(value);
+    }
+    command.insert(command.end(), flags.begin(), flags.end());
+    return command;
+}
+
+ProgramResult PrepareTest::run_redirected(const std::string& redirection) const
+{
+    std::vector<std::string> shell{"/bin/sh", "-c", "exec \"$0\" \"$@\" " + redirection};
+    const std::vector<std::string> program = command();
+    shell.insert(shell.end(), program.begin(), program.end());
+    return run_program(shell);
+}
+
+void PrepareTest::use_mount_credential(const std::string& bytes)
+{
+    folder.write("mount", bytes);
+    options["mount-cred-file"] = folder / "mount";
+}
+
+void PrepareTest::use_unmount_credential(const std::string& bytes)
+{
+    folder.write("unmount", bytes);
+    options["unmount-cred-file"] = folder / "unmount";
+}
+
+void PrepareTest::use_standard_input()
+{
+    options.erase("mount-cred-file");
+    options.erase("unmount-cred-file");
+    flags.emplace_back("--creds-stdin");
+}
+
+void PrepareTest::provide_image(const std::string& configuration)
+{
+    const fs::path time_folder = mount_point / image / options.at("schedule") / "7";
+    const fs::path vm = mount_point / image / "full/7/vm";
+    fs::create_directories(time_folder);
+    fs::create_directories(vm);
+    write_file(time_folder / "^^.^VIRTUAL_FILE_FSMAP", configuration);
+    write_file(vm / "disk.vmdk.desc", descriptor);
+    write_file(vm / "disk.vmdk", "data");
+    helper.answers({{"MOUNTPOINT=" + mount_point.string(), "EXIT_STATUS=0"}, {"EXIT_STATUS=0"}});
+}
+
+std::string PrepareTest::read_view_file(const std::string& name) const
+{
+    std::ifstream file(mount_point / image / "full/7/_vmir" / name, std::ios::binary);
+    std::ostringstream bytes;
+    bytes << file.rdbuf();
+    return bytes.str();
+}

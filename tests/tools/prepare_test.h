@@ -1,0 +1,54 @@
+// The fixture of the ixfs-prepare tests: a complete, valid command line that a test changes, a
+// mount helper that it scripts, and an image of one disk for the helper to "mount".
+#ifndef IXFS_TESTS_PREPARE_TEST_H
+#define IXFS_TESTS_PREPARE_TEST_H
+
+#include "program.h"
+#include "scripted_helper.h"
+#include "temp_dir.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <map>
+#include <string>
+#include <vector>
+
+class PrepareTest : public testing::Test
+{
+protected:
+    static constexpr int bad_usage = 2;
+
+    PrepareTest();
+    void TearDown() override;
+
+    // The command line is "--<name>=<value>" for each of `options` and then `flags`. An empty value
+    // becomes an argument of its own.
+    std::vector<std::string> command() const;
+    ProgramResult run(const Streams& streams = {}) const { return run_program(command(), streams); }
+
+    // The same program, started by a shell with a redirection such as ">&-".
+    ProgramResult run_redirected(const std::string& redirection) const;
+
+    // Has the program read these bytes as the credential files or as standard input.
+    void use_mount_credential(const std::string& bytes);
+    void use_unmount_credential(const std::string& bytes);
+    void use_standard_input();
+
+    // Makes the helper succeed; there is an image where it "mounts", its configuration file in the
+    // folder of the chosen schedule.
+    void provide_image(const std::string& configuration = "<vm/>\n");
+
+    // A file of the view that a preparation has made in the image.
+    std::string read_view_file(const std::string& name) const;
+
+    static const std::string disk;      // the image's disk as the caller names it
+    static const std::string view_disk; // as the program names it in the view
+
+    ScriptedHelper helper;
+    TempDir folder;
+    std::map<std::string, std::string> options;
+    std::vector<std::string> flags;
+};
+
+#endif

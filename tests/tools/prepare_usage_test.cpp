@@ -1,0 +1,195 @@
+// The command line of ixfs-prepare: what it asks for, what it refuses, what reaches the helper.
+#include "prepare_test.h"
+
+using testing::Contains;
+using testing::HasSubstr;
+using testing::Not;
+using testing::StartsWith;
+
+namespace
+{
+
+class PrepareUsage : public PrepareTest
+{
+protected:
+    // Bad usage shows in a message that holds `what`, and before anything was done.
+    void expect_refusal(const std::string& what) const
+    {
+        const ProgramResult result = run();
+        EXPECT_EQ(result.exit_status, bad_usage);
+        EXPECT_THAT(result.errors, StartsWith("ixfs-prepare: "));
+        EXPECT_THAT(result.errors, HasSubstr(what));
+        EXPECT_EQ(result.output, "");
+        EXPECT_THAT(helper.runs(), testing::IsEmpty());
+    }
+};
+
+TEST_F(PrepareUsage, HelpTellsOptionsAndExitStatuses)
+{
+    const ProgramResult result = run_program({IXFS_PREPARE_PROGRAM, "--help"});
+    EXPECT_EQ(result.exit_status, 0);
+    EXPECT_EQ(result.errors, "");
+    for (const char* option :
+         {"--server", "--port", "--schedule", "--timeout", "--backup-id", "--disk",
+          "--new-disk-uuids", "--mount-cred-file", "--unmount-cred-file", "--creds-stdin", "--json",
+          "--quiet", "--help", "--version"})
+        EXPECT_THAT(result.output, HasSubstr(option));
+    EXPECT_THAT(result.output, HasSubstr("more than 60 is taken as 60"));
+    EXPECT_THAT(result.output, HasSubstr("Exit status: 0"));
+}
+
+TEST_F(PrepareUsage, VersionIsTheProjects)
+{
+    const ProgramResult result = run_program({IXFS_PREPARE_PROGRAM, "--version"});
+    EXPECT_EQ(result.exit_status, 0);
+    EXPECT_EQ(result.output, "ixfs-prepare " IXFS_PREPARE_VERSION "\n");
+    EXPECT_EQ(result.errors, "");
+}
+
+TEST_F(PrepareUsage, UnknownOptionIsNamed)
+{
+    flags = {"--frobnicate=1"};
+    expect_refusal("unknown option: --frobnicate\n");
+}
+
+TEST_F(PrepareUsage, LooseArgumentIsRefusedUnseen)
+{
+    flags = {"loose-secret"};
+    expect_refusal("an argument was not expected");
+    EXPECT_THAT(run().errors, Not(HasSubstr("loose-secret")));
+}
+
+TEST_F(PrepareUsage, RepeatedServerIsRefused)
+{
+    flags = {"--server", "media2"};
+    expect_refusal("--server");
+}
+
+TEST_F(PrepareUsage, UsageErrorsLeaveJsonOutputEmpty)
+{
+    options["port"] = "0";
+    flags = {"--json"};
+    expect_refusal("--port");
+}
+
+class PrepareRequires : public PrepareUsage, public testing::WithParamInterface<const char*>
+{
+};
+
+TEST_P(PrepareRequires, Option)
+{
+    options.erase(GetParam());
+    expect_refusal(std::string("--") + GetParam());
+}
+
+INSTANTIATE_TEST_SUITE_P(Each, PrepareRequires,
+                         testing::Values("server", "port", "schedule", "backup-id", "disk"));
+
+struct RefusedValue {
+    std::string option;
+    std::string value;
+    std::string message;
+};
+
+void PrintTo(const RefusedValue& refused, std::ostream* stream)
+{
+    *stream << "--" << refused.option << " \"" << refused.value << '"';
+}
+
+class PrepareRefuses : public PrepareUsage, public testing::WithParamInterface<RefusedValue>
+{
+};
+
+TEST_P(PrepareRefuses, Value)
+{
+    options[GetParam().option] = GetParam().value;
+    expect_refusal("--" + GetParam().option + ": " + GetParam().message);
+}
+
+constexpr char characters[] = "only letters, digits and ._:=+/@%- are allowed";
+constexpr char port_range[] = "must be a whole number from 1 to 65535";
+constexpr char timeout_range[] = "must be a whole number from 0 to 4294967295";
+
+INSTANTIATE_TEST_SUITE_P(
+    ServerForTheShell, PrepareRefuses,
+    testing::Values(
+        RefusedValue{"server", "a b", characters}, RefusedValue{"server", "a;b", characters},
+        RefusedValue{"server", "a\nb", characters}, RefusedValue{"server", "$(a)", characters},
+        RefusedValue{"server", "`a`", characters}, RefusedValue{"server", "~", characters},
+        RefusedValue{"server", "a*", characters}, RefusedValue{"server", "m\u00e9dia", characters},
+        RefusedValue{"server", "-a", "must not begin with \"-\""}));
+INSTANTIATE_TEST_SUITE_P(
+    ServerForADirectory, PrepareRefuses,
+    testing::Values(RefusedValue{"server", "", "must not be empty"},
+                    RefusedValue{"server", ".", "must not be \".\" or \"..\" or hold a \"/\""},
+                    RefusedValue{"server", "..", "must not be \".\" or \"..\" or hold a \"/\""},
+                    RefusedValue{"server", "../a", "must not be \".\" or \"..\" or hold a \"/\""},
+                    RefusedValue{"server", "/", "must not be \".\" or \"..\" or hold a \"/\""},
+                    RefusedValue{"server", std::string(256, 'a'), "is longer than"}));
+INSTANTIATE_TEST_SUITE_P(Numbers, PrepareRefuses,
+                         testing::Values(RefusedValue{"port", "0", port_range},
+                                         RefusedValue{"port", "65536", port_range},
+                                         RefusedValue{"port", "-1", port_range},
+                                         RefusedValue{"port", "0x10", port_range},
+                                         RefusedValue{"port", " 1", port_range},
+                                         RefusedValue{"port", "1 ", port_range},
+                                         RefusedValue{"port", "", port_range},
+                                         RefusedValue{"timeout", "-1", timeout_range},
+                                         RefusedValue{"timeout", "5;true", timeout_range},
+                                         RefusedValue{"timeout", "4294967296", timeout_range},
+                                         RefusedValue{"timeout", "", timeout_range}));
+INSTANTIATE_TEST_SUITE_P(
+    Others, PrepareRefuses,
+    testing::Values(RefusedValue{"schedule", "Full", "Full not in {"},
+                    RefusedValue{"backup-id", "", "must not be empty"},
+                    RefusedValue{"backup-id", "../client_7", "must not hold a \"/\""},
+                    RefusedValue{"disk", "", "must not be empty"},
+                    RefusedValue{"disk", "[s] backups/../x.vmdk.desc", "must not hold a \"..\""}));
+
+TEST_F(PrepareUsage, EveryAllowedCharacterReachesTheHelper)
+{
+    options["server"] = "azAZ09._:=+@%-";
+    use_mount_credential("azAZ09._:=+/@%-\n");
+    EXPECT_EQ(run().exit_status, 1); // this helper mounts nothing
+    ASSERT_THAT(helper.runs(), testing::SizeIs(1));
+    EXPECT_THAT(helper.runs()[0],
+                testing::ElementsAre("mount", "-server", "azAZ09._:=+@%-", "-port", "4010",
+                                     "-timeout", "60", "-cred", "azAZ09._:=+/@%-",
+                                     "/usr/varnis/var/ixfs/azAZ09._:=+@%-"));
+}
+
+TEST_F(PrepareUsage, PortsAtBothEndsAreTaken)
+{
+    for (const char* port : {"1", "65535"}) {
+        options["port"] = port;
+        EXPECT_EQ(run().exit_status, 1);
+        ASSERT_THAT(helper.runs(), Not(testing::IsEmpty()));
+        EXPECT_THAT(helper.runs().back(), Contains(port));
+    }
+}
+
+TEST_F(PrepareUsage, TimeoutAbove60IsTakenAs60)
+{
+    options["timeout"] = "4294967295";
+    EXPECT_EQ(run().exit_status, 1);
+    ASSERT_THAT(helper.runs(), testing::SizeIs(1));
+    EXPECT_THAT(helper.runs()[0], testing::IsSupersetOf({"-timeout", "60"}));
+}
+
+TEST_F(PrepareUsage, TimeoutIsDecimalWithLeadingZerosToo)
+{
+    options["timeout"] = "010";
+    EXPECT_EQ(run().exit_status, 1);
+    ASSERT_THAT(helper.runs(), testing::SizeIs(1));
+    EXPECT_THAT(helper.runs()[0], testing::IsSupersetOf({"-timeout", "10"}));
+}
+
+TEST_F(PrepareUsage, TimeoutZeroIsNotPassedOn)
+{
+    options["timeout"] = "0";
+    EXPECT_EQ(run().exit_status, 1);
+    ASSERT_THAT(helper.runs(), testing::SizeIs(1));
+    EXPECT_THAT(helper.runs()[0], Not(Contains("-timeout")));
+}
+
+} // namespace

@@ -1,0 +1,317 @@
+#include "image_test.h"
+#include "interpose.h"
+
+#include <cerrno>
+#include <filesystem>
+#include <functional>
+#include <string>
+#include <utility>
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace
+{
+
+namespace fs = std::filesystem;
+using namespace std::string_literals;
+
+constexpr char tag[] = "readXml";
+
+Line found_line(std::size_t size, const std::string& path)
+{
+    return {IXFS_LOG_INF, tag,
+            "INF - Found xml file of size: " + std::to_string(size) + " bytes, " + path + "\n"};
+}
+
+Line reported_size_line(std::size_t size)
+{
+    return {IXFS_LOG_INF, tag, "INF - Size reported by stat: " + std::to_string(size) + " bytes\n"};
+}
+
+const Line waiting_line{IXFS_LOG_INF, tag, "INF - waiting for VM Config file to be accessible\n"};
+
+// Sleeps that end at once, and what was asked of them.
+class SkippedSleeps
+{
+public:
+    explicit SkippedSleeps(std::function<void(int)> after_sleep = [](int) {})
+        : after_sleep_(std::move(after_sleep))
+    {
+    }
+
+    int count() const { return hook_.calls(); }
+
+private:
+    std::function<void(int)> after_sleep_;
+    int sleeps_ = 0;
+    decltype(interpose::on_nanosleep)::Hook hook_ =
+        interpose::on_nanosleep([this](const timespec* wanted, timespec* left) {
+            EXPECT_EQ(wanted->tv_sec, 10);
+            EXPECT_EQ(wanted->tv_nsec, 0);
+            EXPECT_EQ(left, nullptr) << "an interrupted sleep is not resumed";
+            after_sleep_(++sleeps_);
+            errno = EINTR;
+            return std::optional<int>(-1);
+        });
+};
+
+// What the VM configuration's reading comes to, for a VM without disks.
+class Configuration : public ImageTest
+{
+protected:
+    // A failure's lines after the two that tell which file is to be read.
+    Lines reading_lines() const
+    {
+        const Lines lines = image_lines();
+        return Lines(lines.begin() + 2, lines.end());
+    }
+
+    Line error(const std::string& front, const std::string& back = "") const
+    {
+        return {IXFS_LOG_ERR, tag, "ERR - " + front + config_path() + back + "\n"};
+    }
+
+    void expect_no_view()
+    {
+        EXPECT_FALSE(fs::exists(in_image("_vmir")));
+        EXPECT_EQ(helper_commands(), (std::vector<std::string>{"mount", "umount"}));
+    }
+
+    // Asks `error_of` for the error of each read of the configuration, 0 being none. Reads count
+    // from 1 once the size is known; the priming ones before that are all 0.
+    auto on_config_read(std::function<int(int number)> error_of)
+    {
+        return interpose::on_read(
+            [this, error_of, number = 0](int descriptor, void*, std::size_t) mutable {
+                const std::string open = "/proc/self/fd/" + std::to_string(descriptor);
+                if (fs::read_symlink(open) != config_path())
+                    return std::optional<ssize_t>();
+                number += log.with_tag(tag).size() == lines_until_size_is_known;
+                errno = error_of(number);
+                return errno != 0 ? std::optional<ssize_t>(-1) : std::nullopt;
+            });
+    }
+    static constexpr std::size_t lines_until_size_is_known = 2;
+};
+
+// ---- Text ---------------------------------------------------------------------------------------
+
+TEST_F(Configuration, FileWithoutNulIsReturnedUnchanged)
+{
+    const std::string text = "<vm>\r\n\tname\xff\n</vm>\n\n";
+    write_config(text);
+    EXPECT_EQ(prepare(), EC_OK);
+    EXPECT_EQ(config, text);
+    EXPECT_EQ(image_lines(),
+              config_lines(text.size(), text.size()) + lock_lines() + new_folder_lines());
+}
+
+TEST_F(Configuration, TextEndsAtTheFirstNulWhereverThatStands)
+{
+    write_config("ab\0cd"s);
+    EXPECT_EQ(prepare(), EC_OK);
+    EXPECT_EQ(config, "ab");
+    EXPECT_EQ(image_lines(), config_lines(5, 2) + lock_lines() + new_folder_lines());
+}
+
+TEST_F(Configuration, PaddingIsCut)
+{
+    write_config("<vm/>\n" + std::string(506, '\0'));
+    EXPECT_EQ(prepare(), EC_OK);
+    EXPECT_EQ(config, "<vm/>\n");
+    EXPECT_EQ(image_lines(), config_lines(512, 6) + lock_lines() + new_folder_lines());
+}
+
+TEST_F(Configuration, FileWhoseFirstByteIsNulIsAnEmptyText)
+{
+    write_config("\0text"s);
+    EXPECT_EQ(prepare(), EC_OK);
+    EXPECT_EQ(config, "");
+    EXPECT_EQ(image_lines(), config_lines(5, 0) + lock_lines() + new_folder_lines());
+}
+
+TEST_F(Configuration, LargeFileIsReadWhole)
+{
+    std::string text;
+    while (text.size() < 3 << 20)
+        text += std::to_string(text.size()) + "\n";
+    write_config(text);
+    EXPECT_EQ(prepare(), EC_OK);
+    EXPECT_TRUE(config == text);
+}
+
+TEST_F(Configuration, EarlierContentIsReplaced)
+{
+    config = "earlier content, longer than the file's";
+    EXPECT_EQ(prepare(), EC_OK);
+    EXPECT_EQ(config, "<vm/>");
+}
+
+TEST_F(Configuration, FileThatGrowsBehindItsSizeIsReadToItsEnd)
+{
+    auto read = on_config_read([this](int number) {
+        if (number == 1)
+            write_config("<vm>longer</vm>");
+        return 0;
+    });
+    EXPECT_EQ(prepare(), EC_OK);
+    EXPECT_EQ(config, "<vm>longer</vm>");
+    Lines expected = config_lines();
+    expected[5] = {IXFS_LOG_INF, tag, "INF - Read file size: 15\n"};
+    expected[6] = {IXFS_LOG_INF, tag, "INF - Size after striping padding: 15\n"};
+    EXPECT_EQ(image_lines(), expected + lock_lines() + new_folder_lines());
+}
+
+TEST_F(Configuration, StatIsOnlyLogged)
+{
+    auto stat = interpose::on_stat([&](const char* path, struct stat* status) {
+        if (path != config_path())
+            return std::optional<int>();
+        status->st_size = 4711;
+        return std::optional<int>(0);
+    });
+    EXPECT_EQ(prepare(), EC_OK);
+    EXPECT_EQ(config, "<vm/>");
+    Lines expected = config_lines();
+    expected[3] = reported_size_line(4711);
+    EXPECT_EQ(image_lines(), expected + lock_lines() + new_folder_lines());
+}
+
+TEST_F(Configuration, FailingStatIsNotNoticed)
+{
+    auto stat = interpose::on_stat.fails(EIO);
+    EXPECT_EQ(prepare(), EC_OK);
+    EXPECT_EQ(config, "<vm/>");
+}
+
+// ---- Waiting ------------------------------------------------------------------------------------
+
+TEST_F(Configuration, FileThatShowsUpAfterTheSecondCheckIsRead)
+{
+    fs::rename(config_path(), in_image("late"));
+    const SkippedSleeps sleeps([&](int sleep) {
+        if (sleep == 2)
+            fs::rename(in_image("late"), config_path());
+    });
+    EXPECT_EQ(prepare(), EC_OK);
+    EXPECT_EQ(config, "<vm/>");
+    EXPECT_EQ(sleeps.count(), 2);
+    Lines expected = config_lines();
+    expected.insert(expected.begin() + 2, {waiting_line, waiting_line});
+    EXPECT_EQ(image_lines(), expected + lock_lines() + new_folder_lines());
+}
+
+TEST_F(Configuration, FileThatNeverShowsUpIs142AfterThreeChecksAndTwoSleeps)
+{
+    fs::remove(config_path());
+    int checks = 0;
+    auto access = interpose::on_access([&](const char* path, int) {
+        checks += path == config_path();
+        return std::optional<int>();
+    });
+    const SkippedSleeps sleeps;
+    config = "untouched";
+    EXPECT_EQ(prepare(), 142);
+    EXPECT_EQ(config, "untouched");
+    EXPECT_EQ(checks, 3);
+    EXPECT_EQ(sleeps.count(), 2);
+    EXPECT_EQ(reading_lines(),
+              (Lines{waiting_line, waiting_line, error("VM Config file does not exist: ")}));
+    expect_no_view();
+}
+
+TEST_F(Configuration, CheckThatTimesOutCountsAsOne)
+{
+    int time_outs = 0;
+    auto access = interpose::on_access([&](const char* path, int) {
+        if (path != config_path())
+            return std::optional<int>();
+        ++time_outs;
+        errno = ETIME;
+        return std::optional<int>(-1);
+    });
+    const SkippedSleeps sleeps;
+    EXPECT_EQ(prepare(), 142);
+    EXPECT_EQ(time_outs, 300);
+    EXPECT_EQ(sleeps.count(), 2);
+    const Line timed_out{IXFS_LOG_ERR, "_ixfs_file_exists()",
+                         "ERR - ACE_OS::access(" + config_path() +
+                             ") failed with semaphoere timeout\n"};
+    EXPECT_EQ(reading_lines(), (Lines{timed_out, waiting_line, timed_out, waiting_line, timed_out,
+                                      error("VM Config file does not exist: ")}));
+}
+
+// ---- Failures -----------------------------------------------------------------------------------
+
+TEST_F(Configuration, EmptyFileIs13)
+{
+    write_config("");
+    config = "untouched";
+    EXPECT_EQ(prepare(), 13);
+    EXPECT_EQ(config, "untouched");
+    EXPECT_EQ(reading_lines(), (Lines{exists_line(config_path()), reported_size_line(0),
+                                      error("Failed to stat file: ", " and determine size")}));
+    expect_no_view();
+}
+
+TEST_F(Configuration, FileWithoutASizeIs13)
+{
+    fs::remove(config_path());
+    ASSERT_EQ(mkfifo(config_path().c_str(), 0600), 0);
+    const int writer = open(config_path().c_str(), O_RDWR); // so that opening does not wait
+    ASSERT_EQ(write(writer, std::string(100, 'x').data(), 100), 100);
+    config = "untouched";
+    EXPECT_EQ(prepare(), 13);
+    close(writer);
+    EXPECT_EQ(config, "untouched");
+    EXPECT_EQ(reading_lines(), (Lines{exists_line(config_path()), reported_size_line(0),
+                                      error("Failed to stat file: ", " and determine size")}));
+}
+
+TEST_F(Configuration, FileThatCannotBeOpenedIs12)
+{
+    fs::remove(config_path());
+    auto access = interpose::on_access([&](const char* path, int) {
+        return path == config_path() ? std::optional<int>(0) : std::nullopt;
+    });
+    config = "untouched";
+    EXPECT_EQ(prepare(), 12);
+    EXPECT_EQ(config, "untouched");
+    EXPECT_EQ(reading_lines(),
+              (Lines{exists_line(config_path()), error("Failed to open file for reading: ")}));
+    expect_no_view();
+}
+
+TEST_F(Configuration, FileThatCannotBeReadIs13)
+{
+    const std::string text(100'000, 'x');
+    write_config(text);
+    auto read = on_config_read([](int number) { return number == 3 ? EIO : 0; });
+    EXPECT_EQ(prepare(), 13);
+    EXPECT_EQ(reading_lines(), (Lines{exists_line(config_path()), reported_size_line(text.size()),
+                                      found_line(text.size(), config_path()),
+                                      error("Failed to read contents of file: ")}));
+    EXPECT_GT(config.size(), 0);
+    EXPECT_LT(config.size(), text.size());
+    EXPECT_EQ(config, text.substr(0, config.size())) << "what was read is kept";
+    expect_no_view();
+}
+
+TEST_F(Configuration, PrimingReadThatFailsIsNotNoticed)
+{
+    auto read = on_config_read([](int number) { return number == 0 ? EIO : 0; });
+    EXPECT_EQ(prepare(), EC_OK);
+    EXPECT_EQ(config, "<vm/>");
+    EXPECT_EQ(image_lines(), config_lines() + lock_lines() + new_folder_lines());
+}
+
+TEST_F(Configuration, TextIsKeptWhenALaterStepFails)
+{
+    entries = {"no datastore"};
+    EXPECT_EQ(prepare(), EC_INVALID_PARAMETER);
+    EXPECT_EQ(config, "<vm/>");
+}
+
+} // namespace

@@ -1,0 +1,214 @@
+#include "ixfs_lib_util/control.h"
+
+#include "handle_test.h"
+#include "interpose.h"
+#include "ixfs_lib_util/mount_record.h"
+#include "scripted_helper.h"
+
+#include <cstdlib>
+#include <cstring>
+#include <string>
+#include <thread>
+#include <vector>
+
+namespace
+{
+
+using Control = HandleTest;
+
+TEST_F(Control, InitStoresItsArgumentsAndLogsNothing)
+{
+    int log_context = 0;
+    const Handle made(ixfs_init(IXFS_FLAG_UNMOUNT_CRED | IXFS_FLAG_VIEW_ID, &log_context,
+                                LogRecorder::callback, JobLogRecorder::callback, &job_log));
+    EXPECT_STREQ(made->magic, "IxFsCtL");
+    EXPECT_EQ(made->log_context, &log_context);
+    EXPECT_EQ(made->log_callback, LogRecorder::callback);
+    EXPECT_EQ(made->job_log_callback, JobLogRecorder::callback);
+    EXPECT_EQ(made->job_log_context, &job_log);
+    EXPECT_EQ(made->flags, 0x11);
+    EXPECT_EQ(made->mount, nullptr);
+    EXPECT_EQ(made->views, nullptr);
+    EXPECT_EQ(made->name_groups, nullptr);
+    EXPECT_EQ(made->last_status, EC_OK);
+    EXPECT_EQ(log.lines(), Lines{});
+}
+
+TEST_F(Control, InitReturnsNullWhenMemoryIsShortAndLogsNothing)
+{
+    _ixfs_control_t* made = handle.get();
+    {
+        auto calloc_hook = interpose::on_calloc.fails(ENOMEM);
+        made = ixfs_init(0, nullptr, LogRecorder::callback, nullptr, nullptr);
+    }
+    EXPECT_EQ(made, nullptr);
+    EXPECT_EQ(log.lines(), Lines{});
+}
+
+TEST_F(Control, InitRunsTheLogInitialisation)
+{
+    std::strcpy(g_lc_time, "stale");
+    const Handle made = make_handle();
+    EXPECT_STRNE(g_lc_time, "stale");
+}
+
+TEST_F(Control, InitOnSeveralThreadsAtOnce)
+{
+    std::vector<std::thread> threads;
+    for (int i = 0; i < 8; ++i)
+        threads.emplace_back([] { EXPECT_EQ(_ixfs_is_invalid(make_handle().get()), 0); });
+    for (std::thread& thread : threads)
+        thread.join();
+}
+
+TEST_F(Control, NewHandleIsValidWithStatusZero)
+{
+    EXPECT_EQ(_ixfs_is_invalid(handle.get()), 0);
+    EXPECT_EQ(ixfs_last_error(handle.get()), 0);
+}
+
+TEST_F(Control, MagicThatDiffersInAnyByteIsInvalidAndItsLastErrorIs20)
+{
+    for (char& byte : handle->magic) {
+        SCOPED_TRACE(&byte - handle->magic);
+        byte = static_cast<char>(byte ^ 1);
+        EXPECT_EQ(_ixfs_is_invalid(handle.get()), 1);
+        EXPECT_EQ(ixfs_last_error(handle.get()), 20);
+        byte = static_cast<char>(byte ^ 1);
+    }
+    EXPECT_EQ(_ixfs_is_invalid(handle.get()), 0);
+    EXPECT_EQ(log.lines(), Lines{});
+}
+
+TEST_F(Control, NullHandleIsInvalidAndItsLastErrorIs20)
+{
+    EXPECT_EQ(_ixfs_is_invalid(nullptr), 1);
+    EXPECT_EQ(ixfs_last_error(nullptr), 20);
+}
+
+TEST_F(Control, LastErrorIsNotClearedByReading)
+{
+    handle->last_status = EC_HELPER_FAILED;
+    EXPECT_EQ(ixfs_last_error(handle.get()), 29);
+    EXPECT_EQ(ixfs_last_error(handle.get()), 29);
+}
+
+TEST_F(Control, TermOnAHandleThatNeverMountedLogsNothing)
+{
+    handle.reset();
+    EXPECT_EQ(log.lines(), Lines{});
+    EXPECT_EQ(job_log.lines(), std::vector<std::string>{});
+}
+
+TEST_F(Control, TermRunsTheUnmountOfAHandleWithoutAMountPoint)
+{
+    ASSERT_EQ(ixfs_recreate_minimal_context(handle.get(), "mount", "unmount", 1, "server", 0, ""),
+              0);
+    log.take();
+    handle.reset();
+    EXPECT_EQ(log.lines(), (Lines{{IXFS_LOG_ERR, "ixfs_unmount()",
+                                   "ERR - invalid parameter, missing mount point\n"}}));
+}
+
+TEST_F(Control, TermLeavesAnInvalidHandleAlone)
+{
+    handle->magic[0] = 'x';
+    ixfs_term(handle.get());
+    ixfs_term(nullptr);
+    handle->magic[0] = 'I';
+    EXPECT_EQ(_ixfs_is_invalid(handle.get()), 0);
+    EXPECT_EQ(log.lines(), Lines{});
+}
+
+TEST_F(Control, TermDeletesEveryViewAndItsLock)
+{
+    char base_name[1024];
+    for (int i = 0; i < 3; ++i) {
+        _ixfs_view_t* const view = _ixfs_view_create(handle.get());
+        ASSERT_EQ(_ixfs_view_lock(handle.get(), view, 100 + i, base_name, sizeof(base_name)), 1);
+    }
+    int locks_deleted = 0;
+    auto semctl_hook =
+        interpose::on_semctl([&](int, int, int command, void*) -> std::optional<int> {
+            locks_deleted += command == IPC_RMID;
+            return std::nullopt;
+        });
+    handle.reset();
+    EXPECT_EQ(locks_deleted, 3);
+}
+
+// Leaks are for the sanitizer to see.
+TEST_F(Control, TermFreesTheNameGroups)
+{
+    for (int i = 0; i < 2; ++i) {
+        auto* const group =
+            static_cast<_ixfs_name_group_t*>(std::calloc(1, sizeof(_ixfs_name_group_t)));
+        group->name = strdup("group");
+        group->next = handle->name_groups;
+        handle->name_groups = group;
+        for (int j = 0; j < 2; ++j) {
+            auto* const name = static_cast<_ixfs_name_t*>(std::calloc(1, sizeof(_ixfs_name_t)));
+            name->name = strdup("name");
+            name->next = group->names;
+            group->names = name;
+        }
+    }
+    handle.reset();
+    EXPECT_EQ(log.lines(), Lines{});
+}
+
+TEST_F(Control, NoMountRecordsTheStatusOfAHandleWithoutAMount)
+{
+    _ixfs_no_mount(handle.get(), EC_MOUNT_DIRECTORY);
+    EXPECT_EQ(ixfs_last_error(handle.get()), 35);
+    EXPECT_EQ(handle->mount, nullptr);
+    EXPECT_EQ(log.lines(), Lines{});
+}
+
+TEST_F(Control, NoMountDeletesTheMountRecord)
+{
+    ASSERT_EQ(ixfs_recreate_minimal_context(handle.get(), "mount", "unmount", 1, "server", 0, ""),
+              0);
+    log.take();
+    _ixfs_no_mount(handle.get(), EC_SYSTEM_ERROR);
+    EXPECT_EQ(ixfs_last_error(handle.get()), 11);
+    EXPECT_EQ(handle->mount, nullptr);
+    EXPECT_EQ(log.lines(), Lines{});
+}
+
+TEST_F(Control, LastErrorKeepsAnEarlierFailureAfterASuccessfulMount)
+{
+    const ScriptedHelper helper({{"MOUNTPOINT=/nowhere", "EXIT_STATUS=0"}, {"EXIT_STATUS=0"}});
+    EXPECT_EQ(ixfs_mount(handle.get(), "mount", "unmount", 0, "server", 0, nullptr), nullptr);
+    ASSERT_EQ(ixfs_last_error(handle.get()), 20);
+
+    ASSERT_STREQ(ixfs_mount(handle.get(), "mount", "unmount", 1, "server", 0, nullptr), "/nowhere");
+    EXPECT_EQ(ixfs_last_error(handle.get()), 20);
+
+    EXPECT_EQ(ixfs_unmount(handle.get()), 0);
+    EXPECT_EQ(ixfs_last_error(handle.get()), 20);
+}
+
+TEST_F(Control, StatusesHaveTheProductsNumbers)
+{
+    EXPECT_EQ(EC_OK, 0);
+    EXPECT_EQ(EC_FOLDER_NOT_CREATED, 1);
+    EXPECT_EQ(EC_NO_MEMORY, 10);
+    EXPECT_EQ(EC_SYSTEM_ERROR, 11);
+    EXPECT_EQ(EC_FILE_NOT_OPENED, 12);
+    EXPECT_EQ(EC_FILE_NOT_READ, 13);
+    EXPECT_EQ(EC_FILE_NOT_COPIED, 14);
+    EXPECT_EQ(EC_INVALID_PARAMETER, 20);
+    EXPECT_EQ(EC_SERVER_BUSY, 25);
+    EXPECT_EQ(EC_HELPER_FAILED, 29);
+    EXPECT_EQ(EC_MOUNT_DIRECTORY, 35);
+    EXPECT_EQ(EC_VIEW_NOT_CREATED, 36);
+    EXPECT_EQ(EC_NO_HANDLE, 103);
+    EXPECT_EQ(EC_FILE_NOT_FOUND, 142);
+    EXPECT_EQ(EC_VIEW_NOT_LOCKED, 158);
+    EXPECT_EQ(EC_INVALID_SCHEDULE, 223);
+    EXPECT_EQ(EC_ALREADY_MOUNTED, 226);
+    EXPECT_EQ(sizeof(ec_status), 4U);
+}
+
+} // namespace

@@ -1,0 +1,214 @@
+#include "image_test.h"
+#include "interpose.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <filesystem>
+#include <string>
+#include <vector>
+
+namespace
+{
+
+namespace fs = std::filesystem;
+
+constexpr char tag[] = "copyOrLinkPath";
+
+// How the files of a VM's one disk, "a", get into its view.
+class CopyOrLink : public ImageTest
+{
+protected:
+    CopyOrLink() { add_disk("a"); }
+
+    void make_view() { mount_point.make_folder(image_path + "/_vmir"); }
+    void write_in_view(const std::string& name, const std::string& bytes)
+    {
+        mount_point.write(view_path(name), bytes);
+    }
+
+    // What was logged of the disk, up to where the view was found to have failed, if it was.
+    Lines disk_lines() const
+    {
+        const Lines lines = image_lines();
+        const auto begins = [this](const Line& line) {
+            return line == exists_line(desc_path) || line == no_source_line(desc_path);
+        };
+        const auto ends = [](const Line& line) {
+            return line.tag == "copyAndLinkOneVmirPath";
+        };
+        const auto begin = std::find_if(lines.begin(), lines.end(), begins);
+        const auto end = std::find_if(begin, lines.end(), ends);
+        return Lines(begin, end);
+    }
+
+    static Line no_source_line(const std::string& path)
+    {
+        return {IXFS_LOG_ERR, tag,
+                "ERR - Failed to find source file for copy/link: " + path + "\n"};
+    }
+
+    const std::string desc_path = in_image("vm/a.vmdk.desc");
+    const std::string data_path = in_image("vm/a.vmdk");
+    const std::string view_desc_path = in_view("a.vmdk");
+    const std::string view_data_path = in_view("a-flat.vmdk");
+
+    const Line make_link_line{IXFS_LOG_INF, tag, "INF - makeLink? 1\n"};
+    const Line make_copy_line{IXFS_LOG_INF, tag, "INF - makeLink? 0\n"};
+    const Line link_made_line{IXFS_LOG_INF, tag,
+                              "INF - Created link file: " + view_data_path + "\n"};
+    const Line link_failed_line{
+        IXFS_LOG_ERR, tag, "ERR - Could not create link for " + view_data_path + ", error 11\n"};
+    const Line copy_failed_line{IXFS_LOG_ERR, tag,
+                                "ERR - Failed copying Disk Descriptor (14): from " + desc_path +
+                                    " to " + view_desc_path + "\n"};
+};
+
+TEST_F(CopyOrLink, DescriptorIsCopiedAndDataLinked)
+{
+    EXPECT_EQ(prepare(), EC_OK);
+    EXPECT_EQ(disk_lines(), copied_lines("a", "a") + linked_lines("a", "a"));
+    EXPECT_EQ(mount_point.read(view_path("a.vmdk")), descriptor("a-flat.vmdk"));
+    EXPECT_TRUE(fs::equivalent(view_data_path, data_path));
+}
+
+TEST_F(CopyOrLink, SourceIsLookedForBelowTheMountPoint)
+{
+    std::vector<std::string> checked;
+    auto access = interpose::on_access([&](const char* path, int) {
+        checked.push_back(path);
+        return std::optional<int>();
+    });
+    EXPECT_EQ(prepare(), EC_OK);
+    const std::string folder = mount_point.path() + "/backups/host/allusers/full/1700000000";
+    EXPECT_EQ(checked,
+              (std::vector<std::string>{folder + "/^^.^VIRTUAL_FILE_FSMAP", folder + "/_vmir",
+                                        folder + "/vm/a.vmdk.desc", folder + "/_vmir/a.vmdk",
+                                        folder + "/vm/a.vmdk", folder + "/_vmir/a-flat.vmdk"}));
+}
+
+TEST_F(CopyOrLink, MissingDescriptorIs142)
+{
+    fs::remove(desc_path);
+    EXPECT_EQ(prepare(), 142);
+    EXPECT_EQ(disk_lines(), Lines{no_source_line(desc_path)});
+}
+
+TEST_F(CopyOrLink, MissingDataIs142)
+{
+    fs::remove(data_path);
+    EXPECT_EQ(prepare(), 142);
+    EXPECT_EQ(disk_lines(), copied_lines("a", "a") + Lines{no_source_line(data_path)});
+}
+
+TEST_F(CopyOrLink, MissingSourceIs142AlsoWhereTheDestinationIsPresent)
+{
+    make_view();
+    write_in_view("a.vmdk", "an old copy");
+    fs::remove(desc_path);
+    EXPECT_EQ(prepare(), 142);
+    EXPECT_EQ(disk_lines(), Lines{no_source_line(desc_path)});
+}
+
+TEST_F(CopyOrLink, UnreadableSourceIs142)
+{
+    auto access = interpose::on_access([this](const char* path, int) {
+        if (path != data_path)
+            return std::optional<int>();
+        errno = EACCES;
+        return std::optional<int>(-1);
+    });
+    EXPECT_EQ(prepare(), 142);
+    const Line not_readable{IXFS_LOG_ERR, "_ixfs_file_exists()",
+                            "ERR - ACE_OS::access(" + data_path + ") failed, error = 13\n"};
+    EXPECT_EQ(disk_lines(),
+              copied_lines("a", "a") + (Lines{not_readable, no_source_line(data_path)}));
+}
+
+TEST_F(CopyOrLink, ExistingLinkIsReusedAndNoneMade)
+{
+    make_view();
+    write_in_view("a-flat.vmdk", "an old link");
+    auto link = interpose::on_link.watch();
+    EXPECT_EQ(prepare(), EC_OK);
+    EXPECT_EQ(link.calls(), 0);
+    EXPECT_EQ(disk_lines(),
+              copied_lines("a", "a") +
+                  (Lines{exists_line(data_path),
+                         exists_line(view_data_path),
+                         {IXFS_LOG_INF, tag,
+                          "INF - File already exists, reusing: " + view_data_path + "\n"}}));
+    EXPECT_EQ(mount_point.read(view_path("a-flat.vmdk")), "an old link");
+}
+
+TEST_F(CopyOrLink, ExistingDescriptorIsCopiedAgain)
+{
+    make_view();
+    write_in_view("a.vmdk", "an old copy");
+    EXPECT_EQ(prepare(), EC_OK);
+    EXPECT_EQ(disk_lines(), copied_lines("a", "a", true) + linked_lines("a", "a"));
+    EXPECT_EQ(mount_point.read(view_path("a.vmdk")), descriptor("a-flat.vmdk"));
+}
+
+TEST_F(CopyOrLink, FailedLinkIs11WhateverTheError)
+{
+    for (const int error : {EMLINK, EXDEV, EROFS}) {
+        auto link = interpose::on_link.fails(error);
+        EXPECT_EQ(prepare(), 11);
+        const Line not_linked{IXFS_LOG_ERR, "_ixfs_create_hard_link()",
+                              "ERR - Could not create link " + data_path + " to " + view_data_path +
+                                  " - " + std::to_string(error) + "\n"};
+        EXPECT_EQ(disk_lines(),
+                  copied_lines("a", "a") + (Lines{exists_line(data_path), make_link_line,
+                                                  not_linked, link_failed_line}));
+    }
+}
+
+TEST_F(CopyOrLink, LinkThatIsNotPermittedReadsAsSuccess)
+{
+    auto link = interpose::on_link.fails(EPERM);
+    EXPECT_EQ(prepare(), EC_OK);
+    const Line not_linked{IXFS_LOG_ERR, "_ixfs_create_hard_link()",
+                          "ERR - Could not create link " + data_path + " to " + view_data_path +
+                              " - 1\n"};
+    EXPECT_EQ(disk_lines(), copied_lines("a", "a") + (Lines{exists_line(data_path), make_link_line,
+                                                            not_linked, link_made_line}));
+    EXPECT_FALSE(fs::exists(view_data_path));
+    EXPECT_EQ(out.size(), 1);
+}
+
+TEST_F(CopyOrLink, FailedCopyIs14)
+{
+    mount_point.write(original_path("a.vmdk.desc"), "version=1\nRW 2048 FLAT \"a\" 0\n");
+    EXPECT_EQ(prepare(), 14);
+    constexpr char copy_tag[] = "_ixfs_copy_desc()";
+    EXPECT_EQ(disk_lines(),
+              (Lines{exists_line(desc_path),
+                     make_copy_line,
+                     {IXFS_LOG_ERR, copy_tag, "ERR - didn't find VMFS keyword\n"},
+                     {IXFS_LOG_ERR, copy_tag, "ERR - failed to find and alter RW tag?!?\n"},
+                     copy_failed_line}));
+}
+
+TEST_F(CopyOrLink, CopyThatCannotBeOpenedIs14)
+{
+    make_view();
+    mount_point.make_folder(view_path("a.vmdk"));
+    EXPECT_EQ(prepare(), 14);
+    EXPECT_EQ(disk_lines(), (Lines{exists_line(desc_path),
+                                   exists_line(view_desc_path),
+                                   make_copy_line,
+                                   {IXFS_LOG_ERR, "_ixfs_copy_desc()",
+                                    "ERR - can't open new " + view_desc_path + ", err 21\n"},
+                                   copy_failed_line}));
+}
+
+TEST_F(CopyOrLink, DescriptorThatIsALinkToDataIsReplaced)
+{
+    make_view();
+    fs::create_hard_link(data_path, view_desc_path);
+    EXPECT_EQ(prepare(), EC_OK);
+    EXPECT_EQ(mount_point.read(original_path("a.vmdk")), "data of vm/a");
+    EXPECT_EQ(mount_point.read(view_path("a.vmdk")), descriptor("a-flat.vmdk"));
+}
+
+} // namespace

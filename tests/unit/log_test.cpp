@@ -1,0 +1,219 @@
+#include "handle_test.h"
+#include "interpose.h"
+#include "ixfs_lib_util/control.h"
+
+#include <cerrno>
+#include <clocale>
+#include <cstring>
+#include <string>
+#include <thread>
+#include <vector>
+
+namespace
+{
+
+using Log = HandleTest;
+
+// A log callback that allocates nothing, and leaves errno changed.
+int plain_calls = 0;
+
+void plain_callback(int, const char*, const char*)
+{
+    ++plain_calls;
+    errno = EDOM;
+}
+
+int plain_job_calls = 0;
+
+void plain_job_callback(void*, int, int, int, int, int, const char*, ...)
+{
+    ++plain_job_calls;
+    errno = EDOM;
+}
+
+TEST_F(Log, LineReachesTheCallbackWithSeverityTagAndExpandedFormat)
+{
+    _ixfs_log(handle.get(), "operation()", IXFS_LOG_WRN, "WRN - %s took %d tries\n", "access", 3);
+    EXPECT_EQ(log.lines(), (Lines{{IXFS_LOG_WRN, "operation()", "WRN - access took 3 tries\n"}}));
+}
+
+TEST_F(Log, SeverityIsPassedOnWhateverThePrefixSays)
+{
+    _ixfs_log(handle.get(), "ixfs_unmount()", IXFS_LOG_ERR, "INF - Event terminated...\n");
+    EXPECT_EQ(log.lines(),
+              (Lines{{IXFS_LOG_ERR, "ixfs_unmount()", "INF - Event terminated...\n"}}));
+}
+
+TEST_F(Log, OrdinaryLineDoesNotReachTheJobLog)
+{
+    _ixfs_log(handle.get(), "operation()", IXFS_LOG_INF, "INF - line\n");
+    EXPECT_EQ(job_log.lines(), std::vector<std::string>{});
+}
+
+TEST_F(Log, ServerLineReachesBothLogs)
+{
+    _ixfs_server_log(handle.get(), "operation()", IXFS_LOG_INF, "INF - response - %s\n", "OK");
+    EXPECT_EQ(log.lines(), (Lines{{IXFS_LOG_INF, "operation()", "INF - response - OK\n"}}));
+    EXPECT_EQ(job_log.lines(), (std::vector<std::string>{"JBD - INF - response - OK\n"}));
+}
+
+TEST_F(Log, MessageThatHoldsAPercentSignIsNotExpandedTwice)
+{
+    _ixfs_server_log(handle.get(), "operation()", IXFS_LOG_INF, "INF - %s\n", "100%s");
+    EXPECT_EQ(job_log.lines(), (std::vector<std::string>{"JBD - INF - 100%s\n"}));
+}
+
+TEST_F(Log, MessageLongerThan2047IsCutTo2047)
+{
+    const std::string text(5000, 'x');
+    _ixfs_log(handle.get(), "operation()", IXFS_LOG_INF, "%s", text.c_str());
+    EXPECT_EQ(log.lines(), (Lines{{IXFS_LOG_INF, "operation()", text.substr(0, 2047)}}));
+}
+
+TEST_F(Log, ServerMessageLongerThan2047IsCutTo2047InBothLogs)
+{
+    const std::string text(2048, 'x');
+    _ixfs_server_log(handle.get(), "operation()", IXFS_LOG_INF, "%s", text.c_str());
+    EXPECT_EQ(log.lines(), (Lines{{IXFS_LOG_INF, "operation()", text.substr(0, 2047)}}));
+    EXPECT_EQ(job_log.lines(), (std::vector<std::string>{"JBD - " + text.substr(0, 2047)}));
+}
+
+TEST_F(Log, MessageOf2047IsWhole)
+{
+    const std::string text(2047, 'x');
+    _ixfs_log(handle.get(), "operation()", IXFS_LOG_INF, "%s", text.c_str());
+    EXPECT_EQ(log.lines(), (Lines{{IXFS_LOG_INF, "operation()", text}}));
+}
+
+TEST_F(Log, ServerLineReachesTheJobLogWithoutALogCallback)
+{
+    handle->log_callback = nullptr;
+    _ixfs_server_log(handle.get(), "operation()", IXFS_LOG_INF, "INF - line\n");
+    EXPECT_EQ(job_log.lines(), (std::vector<std::string>{"JBD - INF - line\n"}));
+    EXPECT_EQ(log.lines(), Lines{});
+}
+
+TEST_F(Log, JobLogIsNotCalledWithoutAContext)
+{
+    plain_job_calls = 0;
+    handle->job_log_callback = plain_job_callback;
+    handle->job_log_context = nullptr;
+    _ixfs_server_log(handle.get(), "operation()", IXFS_LOG_INF, "INF - line\n");
+    EXPECT_EQ(plain_job_calls, 0);
+    EXPECT_EQ(log.lines(), (Lines{{IXFS_LOG_INF, "operation()", "INF - line\n"}}));
+}
+
+TEST_F(Log, ContextWithoutAJobLogCallbackIsIgnored)
+{
+    handle->job_log_callback = nullptr;
+    _ixfs_server_log(handle.get(), "operation()", IXFS_LOG_INF, "INF - line\n");
+    EXPECT_EQ(log.lines(), (Lines{{IXFS_LOG_INF, "operation()", "INF - line\n"}}));
+}
+
+TEST_F(Log, NoCallbackAtAllIsAccepted)
+{
+    const Handle silent(ixfs_init(0, nullptr, nullptr, nullptr, nullptr));
+    _ixfs_log(silent.get(), "operation()", IXFS_LOG_ERR, "ERR - %d\n", 1);
+    _ixfs_server_log(silent.get(), "operation()", IXFS_LOG_ERR, "ERR - %d\n", 1);
+    EXPECT_EQ(log.lines(), Lines{});
+}
+
+TEST_F(Log, HandleIsNotValidated)
+{
+    handle->magic[0] = 'x';
+    _ixfs_log(handle.get(), "operation()", IXFS_LOG_INF, "INF - line\n");
+    handle->magic[0] = 'I';
+    EXPECT_EQ(log.lines(), (Lines{{IXFS_LOG_INF, "operation()", "INF - line\n"}}));
+}
+
+TEST_F(Log, ErrnoStaysWhateverTheCallbacksDo)
+{
+    handle->log_callback = plain_callback;
+    handle->job_log_callback = plain_job_callback;
+    errno = EXDEV;
+    _ixfs_log(handle.get(), "operation()", IXFS_LOG_INF, "INF - line\n");
+    EXPECT_EQ(errno, EXDEV);
+    _ixfs_server_log(handle.get(), "operation()", IXFS_LOG_INF, "INF - line\n");
+    EXPECT_EQ(errno, EXDEV);
+}
+
+TEST_F(Log, LineCostsNoAllocation)
+{
+    plain_calls = 0;
+    handle->log_callback = plain_callback;
+    handle->job_log_callback = plain_job_callback;
+    const std::string text(5000, 'x');
+    auto calloc_hook = interpose::on_calloc.watch();
+    auto new_hook = interpose::on_new.watch();
+    auto malloc_hook = interpose::on_malloc.watch();
+    const auto allocations = [&] {
+        return malloc_hook.calls() + calloc_hook.calls() + new_hook.calls();
+    };
+    const int before = allocations(); // the hooks' own
+    _ixfs_log(handle.get(), "operation()", IXFS_LOG_INF, "INF - %s %d\n", text.c_str(), 1);
+    _ixfs_server_log(handle.get(), "operation()", IXFS_LOG_INF, "INF - %s %d\n", text.c_str(), 1);
+    EXPECT_EQ(allocations(), before);
+    EXPECT_EQ(plain_calls, 2);
+}
+
+TEST_F(Log, LinesOfSeveralThreadsAllArriveWhole)
+{
+    constexpr int threads = 4;
+    constexpr int lines_each = 100;
+    std::vector<std::thread> running;
+    for (int i = 0; i < threads; ++i)
+        running.emplace_back([this] {
+            for (int j = 0; j < lines_each; ++j)
+                _ixfs_server_log(handle.get(), "operation()", IXFS_LOG_INF, "INF - %s\n", "line");
+        });
+    for (std::thread& thread : running)
+        thread.join();
+    EXPECT_EQ(log.with_message("INF - line\n").size(), std::size_t{threads * lines_each});
+    EXPECT_EQ(job_log.lines(),
+              std::vector<std::string>(threads * lines_each, "JBD - INF - line\n"));
+}
+
+TEST_F(Log, InitialisationTakesTheTimeCategorysLocale)
+{
+    auto setlocale_hook =
+        interpose::on_setlocale([](int category, const char* locale) -> std::optional<char*> {
+            static char time[] = "the time category's";
+            static char other[] = "another category's";
+            EXPECT_EQ(locale, nullptr) << "the process's locale is only asked for";
+            return category == LC_TIME ? time : other;
+        });
+    _ixfs_log_init();
+    EXPECT_STREQ(g_lc_time, "the time category's");
+}
+
+TEST_F(Log, InitialisationFollowsTheProcesssLocale)
+{
+    ASSERT_STREQ(std::setlocale(LC_TIME, "C.UTF-8"), "C.UTF-8");
+    _ixfs_log_init();
+    EXPECT_STREQ(g_lc_time, "C.UTF-8");
+    std::setlocale(LC_TIME, "C");
+    _ixfs_log_init();
+    EXPECT_STREQ(g_lc_time, "C");
+}
+
+TEST_F(Log, LocaleQueryFailureLeavesC)
+{
+    for (int failing = 1; failing <= 5; ++failing) {
+        SCOPED_TRACE(failing);
+        std::strcpy(g_lc_time, "stale");
+        auto setlocale_hook = interpose::on_setlocale.fails_once(EINVAL, failing);
+        _ixfs_log_init();
+        EXPECT_STREQ(g_lc_time, "C");
+    }
+}
+
+TEST_F(Log, LongLocaleNameIsCut)
+{
+    std::string name(300, 'l');
+    auto setlocale_hook = interpose::on_setlocale.returns(name.data());
+    _ixfs_log_init();
+    EXPECT_EQ(g_lc_time, name.substr(0, 255));
+    g_lc_time[0] = '\0';
+}
+
+} // namespace

@@ -1,0 +1,334 @@
+// The host-wide mutex: held while the helper runs, and what becomes of a call that does not get it.
+#include "mount_fixture.h"
+#include "process_state.h"
+
+#include "ixfs_lib_util/control.h"
+#include "ixfs_lib_util/mount_record.h"
+
+#include <ace/Process_Mutex.h>
+
+#include <atomic>
+#include <chrono>
+#include <future>
+#include <string>
+#include <thread>
+#include <vector>
+
+namespace
+{
+
+constexpr char mutex_name[] = "Global\\_IXFS_MOUNT_MUTEX_";
+
+// Whether nobody has the mutex now.
+bool mutex_is_free()
+{
+    ACE_Process_Mutex mutex(mutex_name, nullptr, 0644);
+    return mutex.tryacquire() == 0 && mutex.release() == 0;
+}
+
+// What an operation does to the lock in the set of three semaphores that ACE makes a mutex of.
+constexpr unsigned short lock_semaphore = 2;
+
+bool changes_lock(const sembuf* operations, size_t count, short by)
+{
+    return count == 1 && operations[0].sem_num == lock_semaphore && operations[0].sem_op == by;
+}
+
+// Lets the first `count` waits for the mutex fail.
+auto failing_waits(int error, int count = interpose::always)
+{
+    return interpose::on_semop(
+        [error, count](int, const sembuf* operations, size_t size) mutable -> std::optional<int> {
+            if (!changes_lock(operations, size, -1) || count-- <= 0)
+                return std::nullopt;
+            errno = error;
+            return -1;
+        });
+}
+
+class MountMutex : public MountTest
+{
+protected:
+    int recreate_context()
+    {
+        return ixfs_recreate_minimal_context(handle.get(), mount_cred, unmount_cred, port, server,
+                                             60, "/m/x");
+    }
+};
+
+TEST_F(MountMutex, IsHeldWhileTheHelperRunsAndFreeInBetween)
+{
+    std::vector<bool> free;
+    auto popen = interpose::on_popen([&](const char*, const char*) -> std::optional<FILE*> {
+        free.push_back(mutex_is_free());
+        return std::nullopt;
+    });
+    helper.answers({mounts_image()});
+    ASSERT_NE(mount(), nullptr);
+    free.push_back(mutex_is_free());
+    EXPECT_EQ(ixfs_unmount(handle.get()), EC_OK);
+    EXPECT_EQ(free, (std::vector<bool>{false, true, false}));
+}
+
+TEST_F(MountMutex, MayBeChangedByItsOwnerAlone)
+{
+    helper.answers({mounts_image()});
+    ASSERT_NE(mount(), nullptr);
+    ASSERT_EQ(semaphore_sets().size(), 1U);
+    EXPECT_EQ(semaphore_sets()[0].permissions, 0644U);
+}
+
+// What happens to the lock, in order.
+class LockEvents
+{
+public:
+    std::vector<std::string> events;
+
+private:
+    decltype(interpose::on_semop)::Hook semop_ = interpose::on_semop(
+        [this](int, const sembuf* operations, size_t count) -> std::optional<int> {
+            if (changes_lock(operations, count, -1))
+                events.emplace_back("acquire");
+            if (changes_lock(operations, count, 1))
+                events.emplace_back("release");
+            return std::nullopt;
+        });
+    decltype(interpose::on_semctl)::Hook semctl_ =
+        interpose::on_semctl([this](int, int, int command, void*) -> std::optional<int> {
+            if (command == IPC_RMID)
+                events.emplace_back("delete");
+            return std::nullopt;
+        });
+};
+
+TEST_F(MountMutex, IsReleasedByAMountThatSucceeds)
+{
+    helper.answers({mounts_image()});
+    const LockEvents lock;
+    ASSERT_NE(mount(), nullptr);
+    EXPECT_EQ(lock.events, (std::vector<std::string>{"acquire", "release"}));
+}
+
+TEST_F(MountMutex, IsDeletedBeforeItIsReleasedByAMountThatFails)
+{
+    const LockEvents lock;
+    ASSERT_EQ(mount(), nullptr);
+    ASSERT_GE(lock.events.size(), 2U);
+    EXPECT_EQ(lock.events[0], "acquire");
+    EXPECT_EQ(lock.events[1], "delete");
+    EXPECT_EQ(semaphore_sets().size(), 0U);
+}
+
+TEST_F(MountMutex, IsDeletedBeforeItIsReleasedByAnUnmount)
+{
+    given_mount(mounts_image());
+    const LockEvents lock;
+    EXPECT_EQ(ixfs_unmount(handle.get()), EC_OK);
+    ASSERT_GE(lock.events.size(), 2U);
+    EXPECT_EQ(lock.events[0], "acquire");
+    EXPECT_EQ(lock.events[1], "delete");
+    EXPECT_EQ(semaphore_sets().size(), 0U);
+}
+
+TEST_F(MountMutex, IsReleasedByAMinimalContext)
+{
+    const LockEvents lock;
+    ASSERT_EQ(recreate_context(), 0);
+    EXPECT_EQ(lock.events, (std::vector<std::string>{"acquire", "release"}));
+    EXPECT_FALSE(handle->mount->mutex_held);
+    EXPECT_EQ(semaphore_sets().size(), 1U);
+}
+
+// Not obtained
+
+TEST_F(MountMutex, NotObtainedFailsTheMount)
+{
+    for (const int error : {EACCES, EINTR, ENOMEM}) {
+        const auto waits = failing_waits(error);
+        EXPECT_EQ(mount(), nullptr);
+        EXPECT_EQ(log.take(), (Lines{mount_says.info("INF - waiting for mount mutex..."),
+                                     mount_says.error("ERR - unable to obtain mount mutex")}));
+        EXPECT_EQ(ixfs_last_error(handle.get()), EC_SYSTEM_ERROR);
+        EXPECT_EQ(handle->mount, nullptr);
+        EXPECT_EQ(semaphore_sets().size(), 0U);
+    }
+    EXPECT_EQ(helper.runs().size(), 0U);
+}
+
+TEST_F(MountMutex, ThatCannotBeOpenedFailsTheMount)
+{
+    const auto semget = interpose::on_semget.fails(ENOSPC);
+    EXPECT_EQ(mount(), nullptr);
+    EXPECT_EQ(log.lines(), (Lines{mount_says.info("INF - waiting for mount mutex..."),
+                                  mount_says.error("ERR - unable to obtain mount mutex")}));
+    EXPECT_EQ(ixfs_last_error(handle.get()), EC_SYSTEM_ERROR);
+}
+
+TEST_F(MountMutex, NotObtainedFailsTheMinimalContext)
+{
+    const auto waits = failing_waits(EACCES);
+    EXPECT_EQ(recreate_context(), -1);
+    EXPECT_EQ(log.lines(), (Lines{context_says.info("INF - waiting for mount mutex..."),
+                                  context_says.error("ERR - unable to obtain mount mutex")}));
+    EXPECT_EQ(ixfs_last_error(handle.get()), EC_SYSTEM_ERROR);
+    EXPECT_EQ(handle->mount, nullptr);
+    EXPECT_EQ(semaphore_sets().size(), 0U);
+}
+
+TEST_F(MountMutex, NotObtainedFailsTheUnmountWhichUnmountsLocally)
+{
+    given_mount(mounts_image());
+    {
+        const auto waits = failing_waits(EACCES);
+        EXPECT_EQ(ixfs_unmount(handle.get()), EC_SYSTEM_ERROR);
+    }
+    Lines expected = lines_before_unmount_command();
+    expected.pop_back();
+    EXPECT_EQ(
+        log.lines_here(),
+        expected + unmount_says.error("ERR - unable to obtain mount mutex") +
+            local_unmount_says.info("INF - attempting to umount -f (" + image.path() + ")") +
+            local_unmount_says.error("ERR - umount failed for " + image.path() + ", errno = 22") +
+            found_folder_line(image / "backups") + removed_folder_line(image / "backups") +
+            removed_folder_line(image.path()));
+    EXPECT_EQ(ixfs_last_error(handle.get()), EC_SYSTEM_ERROR);
+    EXPECT_EQ(handle->mount, nullptr);
+    EXPECT_EQ(helper.runs().size(), 1U);
+    EXPECT_EQ(semaphore_sets().size(), 0U);
+}
+
+// Deleted by others
+
+TEST_F(MountMutex, DeletedBeforeOrWhileWaitingIsMadeAgainWithoutAWord)
+{
+    for (const int error : {EIDRM, EINVAL}) {
+        const auto waits = failing_waits(error, 3);
+        helper.answers({mounts_image()});
+        ASSERT_NE(mount(), nullptr);
+        EXPECT_EQ(log.with_tag("ixfs_mount()").at(0),
+                  mount_says.info("INF - waiting for mount mutex..."));
+        EXPECT_EQ(log.with_tag("ixfs_mount()").at(1).message,
+                  "INF - Create mount dir /usr/varnis/var/ixfs/media1 already exists.\n");
+        EXPECT_EQ(ixfs_unmount(handle.get()), EC_OK);
+        log.take();
+    }
+}
+
+TEST_F(MountMutex, DeletedManyTimesIsStillMadeAgain)
+{
+    const auto waits = failing_waits(EIDRM, 250);
+    helper.answers({mounts_image()});
+    EXPECT_NE(mount(), nullptr);
+    EXPECT_EQ(semaphore_sets().size(), 1U);
+}
+
+TEST_F(MountMutex, DeletedWhileTheMountLastsIsMadeAgainByTheUnmount)
+{
+    given_mount(mounts_image());
+    ASSERT_EQ(semctl(semaphore_sets().at(0).id, 0, IPC_RMID), 0);
+    EXPECT_EQ(ixfs_unmount(handle.get()), EC_OK);
+    EXPECT_EQ(log.lines_here(),
+              lines_before_unmount_command() +
+                  lines_of_run(unmount_says, unmount_command(), {"EXIT_STATUS=0"}));
+    EXPECT_EQ(semaphore_sets().size(), 0U);
+}
+
+TEST_F(MountMutex, DeletedWhileAMinimalContextWaitsIsMadeAgain)
+{
+    const auto waits = failing_waits(EIDRM, 1);
+    EXPECT_EQ(recreate_context(), 0);
+    EXPECT_EQ(log.lines(), Lines{context_says.info("INF - waiting for mount mutex...")});
+}
+
+// Several at once
+
+// The first helper run holds on until it is let go. Holds on_popen.
+class HeldHelper
+{
+public:
+    ~HeldHelper() { let_go(); }
+
+    bool wait_until_running()
+    {
+        return running_.get_future().wait_for(std::chrono::seconds(30)) ==
+               std::future_status::ready;
+    }
+
+    void let_go()
+    {
+        if (!let_go_.exchange(true))
+            gate_.set_value();
+    }
+
+private:
+    std::promise<void> running_;
+    std::promise<void> gate_;
+    std::atomic<bool> let_go_{false};
+    std::atomic<int> runs_{0};
+    decltype(interpose::on_popen)::Hook popen_ =
+        interpose::on_popen([this](const char*, const char*) -> std::optional<FILE*> {
+            if (++runs_ == 1) {
+                running_.set_value();
+                gate_.get_future().wait();
+            }
+            EXPECT_TRUE(let_go_) << "two helpers at a time";
+            return std::nullopt;
+        });
+};
+
+TEST_F(MountMutex, LetsAWaiterInAfterAMountThatFails)
+{
+    const Handle other = make_handle();
+    helper.answers({{"EXIT_STATUS=3"}, mounts_image()});
+    HeldHelper held;
+    auto first = std::async(std::launch::async, [&] { return mount(); });
+    ASSERT_TRUE(held.wait_until_running());
+    auto second = std::async(std::launch::async, [&] {
+        return ixfs_mount(other.get(), mount_cred, unmount_cred, port, "media2", 60, nullptr);
+    });
+    ASSERT_TRUE(log.wait_for("INF - waiting for mount mutex...\n", 2));
+    held.let_go();
+
+    EXPECT_EQ(first.get(), nullptr);
+    EXPECT_EQ(ixfs_last_error(handle.get()), EC_HELPER_FAILED);
+    EXPECT_STREQ(second.get(), image.path().c_str());
+}
+
+TEST_F(MountMutex, LetsAWaiterInAfterAnUnmount)
+{
+    const Handle other = make_handle();
+    given_mount(mounts_image(), {{"EXIT_STATUS=0"}, mounts_image()});
+    HeldHelper held;
+    auto first = std::async(std::launch::async, [&] { return ixfs_unmount(handle.get()); });
+    ASSERT_TRUE(held.wait_until_running());
+    auto second = std::async(std::launch::async, [&] {
+        return ixfs_mount(other.get(), mount_cred, unmount_cred, port, "media2", 60, nullptr);
+    });
+    ASSERT_TRUE(log.wait_for("INF - waiting for mount mutex...\n"));
+    held.let_go();
+
+    EXPECT_EQ(first.get(), EC_OK);
+    EXPECT_STREQ(second.get(), image.path().c_str());
+}
+
+TEST_F(MountMutex, MakesAMinimalContextWaitForAMountInProgress)
+{
+    const Handle other = make_handle();
+    helper.answers({mounts_image()});
+    HeldHelper held;
+    auto mounting = std::async(std::launch::async, [&] {
+        return ixfs_mount(other.get(), mount_cred, unmount_cred, port, "media2", 60, nullptr);
+    });
+    ASSERT_TRUE(held.wait_until_running());
+    auto context = std::async(std::launch::async, [&] { return recreate_context(); });
+    ASSERT_TRUE(log.wait_for("INF - waiting for mount mutex...\n", 2));
+    for (int i = 0; i < 1000; ++i)
+        std::this_thread::yield();
+    EXPECT_EQ(context.wait_for(std::chrono::seconds(0)), std::future_status::timeout);
+    held.let_go();
+
+    EXPECT_NE(mounting.get(), nullptr);
+    EXPECT_EQ(context.get(), 0);
+}
+
+} // namespace

@@ -1,0 +1,261 @@
+#include "image_test.h"
+#include "interpose.h"
+
+#include <gmock/gmock.h>
+
+#include <cerrno>
+#include <filesystem>
+#include <new>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace
+{
+
+namespace fs = std::filesystem;
+
+using Strings = std::vector<std::string>;
+
+class Prepare : public ImageTest
+{
+protected:
+    // The text of the UUID line of a disk's descriptor in the view.
+    std::string uuid_line(const std::string& base_name) const
+    {
+        const std::string text = mount_point.read(view_path(base_name + ".vmdk"));
+        return text.substr(text.find("ddb.uuid"));
+    }
+
+    // That the image was mounted and unmounted, and in between only these lines were logged.
+    void expect_only(const Lines& lines)
+    {
+        EXPECT_EQ(image_lines(), lines);
+        EXPECT_EQ(helper_commands(), (Strings{"mount", "umount"}));
+        EXPECT_FALSE(fs::exists(view_folder));
+    }
+
+    const Strings in_and_out{"mount", "umount"};
+    const Line id_line = config_lines()[0];
+};
+
+// ---- Success ------------------------------------------------------------------------------------
+
+TEST_F(Prepare, ImageIsMountedPreparedAndUnmounted)
+{
+    add_disk("a");
+    add_disk("b-000002");
+    const Strings given = entries;
+    EXPECT_EQ(prepare(), EC_OK);
+
+    EXPECT_EQ(config, "<vm/>");
+    EXPECT_EQ(out, (Strings{"[ds] " + view_path("a.vmdk"), "[ds] " + view_path("b.vmdk")}));
+    EXPECT_EQ(entries, given);
+    EXPECT_EQ(view_names(), (Strings{"a-flat.vmdk", "a.vmdk", "b-flat.vmdk", "b.vmdk"}));
+    EXPECT_EQ(image_lines(), config_lines() + lock_lines() + new_folder_lines() +
+                                 copied_lines("a", "a") + linked_lines("a", "a") +
+                                 copied_lines("b-000002", "b") + linked_lines("b-000002", "b"));
+    EXPECT_EQ(helper.runs(),
+              (std::vector<Strings>{{"mount", "-server", "server", "-port", "1556", "-timeout",
+                                     "30", "-cred", "mount-cred", "/usr/varnis/var/ixfs/server"},
+                                    {"umount", "-f", "-server", "server", "-port", "1556", "-cred",
+                                     "unmount-cred", mount_point.path()}}));
+}
+
+TEST_F(Prepare, IncrementalImagesLieInAFolderOfTheirOwn)
+{
+    add_disk("a");
+    fs::rename(mount_point / "backups/host/allusers/full",
+               mount_point / "backups/host/allusers/incr");
+    for (const int incremental : {1, 4}) {
+        creds.schedule_type = incremental;
+        entries = {"[ds] backups/host/allusers/incr/1700000000/vm/a.vmdk.desc"};
+        out.clear();
+        EXPECT_EQ(prepare(), EC_OK);
+        EXPECT_EQ(out, Strings{"[ds] backups/host/allusers/incr/1700000000/_vmir/a.vmdk"});
+    }
+}
+
+TEST_F(Prepare, UuidStaysUnlessANewOneIsAskedFor)
+{
+    add_disk("a");
+    EXPECT_EQ(prepare(), EC_OK);
+    EXPECT_EQ(mount_point.read(view_path("a.vmdk")), descriptor("a-flat.vmdk"));
+}
+
+TEST_F(Prepare, EachDiskGetsANewUuidWhenAskedFor)
+{
+    add_disk("a");
+    add_disk("b");
+    new_disk_uuids = true;
+    EXPECT_EQ(prepare(), EC_OK);
+    for (const std::string disk : {"a", "b"}) {
+        const std::string line = uuid_line(disk);
+        EXPECT_EQ(line.size(), std::string("ddb.uuid = \"\"\r\n").size() + 47);
+        EXPECT_EQ(descriptor(disk + "-flat.vmdk").find(line), std::string::npos);
+        const std::string uuid = line.substr(12, 47);
+        EXPECT_EQ(log.with_message("INF - New uuid: " + uuid + "\n").size(), 1);
+    }
+    EXPECT_NE(uuid_line("a"), uuid_line("b"));
+}
+
+TEST_F(Prepare, WithoutLogInfoNoLineIsLogged)
+{
+    add_disk("a");
+    EXPECT_EQ(ixfs_prepare_vmir(creds, entries, nullptr, config, out, false), EC_OK);
+    EXPECT_EQ(log.take(), Lines{});
+    EXPECT_EQ(config, "<vm/>");
+    EXPECT_EQ(out.size(), 1);
+    EXPECT_EQ(helper_commands(), in_and_out);
+}
+
+TEST_F(Prepare, WithoutLogCallbackNoLineIsLogged)
+{
+    add_disk("a");
+    int context = 0;
+    log_info = {&context, nullptr};
+    EXPECT_EQ(prepare(), EC_OK);
+    EXPECT_EQ(log.take(), Lines{});
+    EXPECT_EQ(config, "<vm/>");
+    EXPECT_EQ(out.size(), 1);
+    EXPECT_EQ(helper_commands(), in_and_out);
+}
+
+// ---- Failure ------------------------------------------------------------------------------------
+
+TEST_F(Prepare, WithoutMemoryForAHandleNothingIsDone)
+{
+    auto calloc = interpose::on_calloc.fails_once(ENOMEM);
+    EXPECT_EQ(prepare(), 103);
+    EXPECT_EQ(log.take(), Lines{});
+    EXPECT_EQ(helper_commands(), Strings{});
+}
+
+TEST_F(Prepare, FailedMountReturnsItsStatusAndIsNotUnmounted)
+{
+    add_disk("a");
+    helper.answers({{"EXIT_STATUS=5"}});
+    EXPECT_EQ(prepare(), 29);
+    EXPECT_EQ(helper_commands(), Strings{"mount"});
+    for (const Line& line : log.take())
+        EXPECT_THAT(line.tag, testing::AnyOf("ixfs_mount()", "_ixfs_folder_create()"))
+            << line.message;
+    EXPECT_EQ(config, "");
+    EXPECT_EQ(out, Strings{});
+}
+
+TEST_F(Prepare, MountThatIsRefusedReturnsItsStatus)
+{
+    creds.port = 0;
+    EXPECT_EQ(prepare(), 20);
+    EXPECT_EQ(log.take(), (Lines{{IXFS_LOG_ERR, "ixfs_mount()",
+                                  "ERR - invalid parameter, invalid port number\n"}}));
+    EXPECT_EQ(helper_commands(), Strings{});
+}
+
+TEST_F(Prepare, BackupIdWithoutUnderscoreIs20AndTheImageUnmounted)
+{
+    add_disk("a");
+    creds.backup_id = "host1700000000";
+    EXPECT_EQ(prepare(), 20);
+    expect_only({{IXFS_LOG_INF, "makeClientAndBackupTime",
+                  "INF - Finding client and backup time from bid: host1700000000\n"},
+                 {IXFS_LOG_ERR, "makeClientAndBackupTime",
+                  "ERR - Backup ID improperly formatted (no underscore): host1700000000\n"}});
+}
+
+TEST_F(Prepare, UnknownScheduleTypeIs223AndTheImageUnmounted)
+{
+    add_disk("a");
+    creds.schedule_type = 2;
+    EXPECT_EQ(prepare(), 223);
+    const EcStatusException cause(EC_INVALID_SCHEDULE, "buildImagePath");
+    expect_only({id_line,
+                 {IXFS_LOG_ERR, "buildImagePath", "ERR - Invalid Schedule Type: 2.\n"},
+                 {IXFS_LOG_ERR, "buildPathToXml",
+                  "ERR - Failed to build image path: " + cause.message + "\n"}});
+}
+
+TEST_F(Prepare, ResultOfTheUnmountIsIgnored)
+{
+    add_disk("a");
+    helper.answers({{"MOUNTPOINT=" + mount_point.path(), "EXIT_STATUS=0"}, {"EXIT_STATUS=5"}});
+    auto umount2 = interpose::on_umount2.fails(EBUSY);
+    auto statx = interpose::on_statx.fails(EACCES); // may be mounted still, so nothing is deleted
+    EXPECT_EQ(prepare(), EC_OK);
+    EXPECT_EQ(umount2.calls(), 1);
+    EXPECT_EQ(helper_commands(), in_and_out);
+    EXPECT_EQ(out.size(), 1);
+}
+
+// ---- Exceptions ---------------------------------------------------------------------------------
+
+#ifndef IXFS_SANITIZER_DEFINES_NEW
+// Each lets one allocation fail, at a certain point of the call; prepare() checks that no lock and
+// no descriptor is left.
+class PrepareWithoutMemory : public Prepare
+{
+protected:
+    PrepareWithoutMemory()
+    {
+        log_info.log_callback = nullptr; // so that the library's allocations are the next
+        add_disk("a");
+        add_disk("b");
+    }
+
+    // Fails the next allocation.
+    void arm() { armed_ = true; }
+
+    void expect_unmounted()
+    {
+        EXPECT_FALSE(armed_) << "no allocation failed";
+        EXPECT_EQ(helper_commands(), in_and_out);
+        EXPECT_EQ(out, Strings{});
+    }
+
+private:
+    bool armed_ = false;
+    decltype(interpose::on_new)::Hook new_ = interpose::on_new([this](std::size_t) {
+        return std::exchange(armed_, false) ? std::optional<void*>(nullptr) : std::nullopt;
+    });
+};
+
+TEST_F(PrepareWithoutMemory, ImageIsUnmountedWhenTheConfigurationFindsNoRoom)
+{
+    auto stat = interpose::on_stat([this](const char* path, struct stat*) {
+        if (path == config_path()) {
+            write_config(std::string(1000, 'x'));
+            arm();
+        }
+        return std::optional<int>();
+    });
+    EXPECT_THROW(prepare(), std::bad_alloc);
+    expect_unmounted();
+}
+
+TEST_F(PrepareWithoutMemory, ImageIsUnmountedAndTheLockGivenUpBeforeTheFolder)
+{
+    auto access = interpose::on_access([this](const char* path, int) {
+        if (path == view_folder)
+            arm();
+        return std::optional<int>();
+    });
+    EXPECT_THROW(prepare(), std::bad_alloc);
+    expect_unmounted();
+    EXPECT_FALSE(fs::exists(view_folder));
+}
+
+TEST_F(PrepareWithoutMemory, ImageIsUnmountedAndTheLockGivenUpAfterTheLastLink)
+{
+    auto link = interpose::on_link([this, links = 0](const char*, const char*) mutable {
+        if (++links == 2)
+            arm();
+        return std::optional<int>();
+    });
+    EXPECT_THROW(prepare(), std::bad_alloc);
+    expect_unmounted();
+    EXPECT_EQ(view_names(), (Strings{"a-flat.vmdk", "a.vmdk", "b-flat.vmdk", "b.vmdk"}));
+}
+#endif
+
+} // namespace

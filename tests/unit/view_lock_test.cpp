@@ -1,0 +1,206 @@
+#include "view_lock_test.h"
+
+#include <cerrno>
+#include <climits>
+#include <optional>
+
+namespace
+{
+
+using namespace view_lock;
+
+class ViewLock : public ViewLockTest
+{
+protected:
+    void use_handle_with_id()
+    {
+        handle = make_handle(IXFS_FLAG_VIEW_ID);
+        view = _ixfs_view_create(handle.get());
+    }
+};
+
+TEST_F(ViewLock, FirstAttemptWins)
+{
+    EXPECT_EQ(lock(), 1);
+    EXPECT_STREQ(base_name, "_vv_esx-proxy70");
+    EXPECT_NE(view->lock, nullptr);
+    EXPECT_TRUE(view->lock_held);
+    const std::string name = mutex + "0";
+    EXPECT_EQ(log.take(), (naming_lines + Lines{trying_line(name), won_line(name)}));
+}
+
+TEST_F(ViewLock, ViewIdFlagPutsTheIdIntoTheBaseName)
+{
+    use_handle_with_id();
+    EXPECT_EQ(lock(), 1);
+    EXPECT_STREQ(base_name, "_vv_esx-proxy7_17000000000");
+    const std::string name = "Global\\EGR_1700000000__vv_esx-proxy7_1700000000_0";
+    EXPECT_EQ(log.take(),
+              (Lines{host_line("esx-proxy7"), base_name_line("_vv_esx-proxy7_1700000000"),
+                     trying_line(name), won_line(name)}));
+}
+
+TEST_F(ViewLock, IdMayBeAnyLong)
+{
+    use_handle_with_id();
+    EXPECT_EQ(_ixfs_view_lock(handle.get(), view, LONG_MIN, base_name, sizeof(base_name)), 1);
+    EXPECT_STREQ(base_name, "_vv_esx-proxy7_-92233720368547758080");
+    EXPECT_EQ(log.take().back(),
+              won_line("Global\\EGR_-9223372036854775808__vv_esx-proxy7_-9223372036854775808_0"));
+}
+
+TEST_F(ViewLock, KernelLockIsForAllToReadAndTheOwnerToChange)
+{
+    EXPECT_EQ(lock(), 1);
+    const std::vector<SemaphoreSet> sets = semaphore_sets();
+    ASSERT_EQ(sets.size(), 1);
+    EXPECT_EQ(sets[0].permissions, 0644);
+}
+
+TEST_F(ViewLock, ThirdAttemptWinsAfterTwoFailed)
+{
+    auto tries = fail_tries(2, EBUSY);
+    EXPECT_EQ(lock(), 1);
+    EXPECT_STREQ(base_name, "_vv_esx-proxy72");
+    EXPECT_EQ(log.take(), (naming_lines + Lines{trying_line(mutex + "0"), trying_line(mutex + "1"),
+                                                trying_line(mutex + "2"), won_line(mutex + "2")}));
+    EXPECT_EQ(semaphore_sets().size(), 1) << "locks that were not won are gone";
+}
+
+TEST_F(ViewLock, OnlyABusyLockIsNoWarning)
+{
+    auto tries = fail_tries(1, EACCES);
+    EXPECT_EQ(lock(), 1);
+    EXPECT_EQ(log.take(), (naming_lines + Lines{trying_line(mutex + "0"), lost_line(13),
+                                                trying_line(mutex + "1"), won_line(mutex + "1")}));
+}
+
+TEST_F(ViewLock, FiftyAttemptsAreMadeAndNoMore)
+{
+    int removed = 0;
+    auto tries = fail_tries(interpose::always, EBUSY);
+    auto removals = interpose::on_semctl([&](int, int, int command, void*) {
+        removed += command == IPC_RMID;
+        return std::optional<int>();
+    });
+    EXPECT_EQ(lock(), 0);
+    EXPECT_STREQ(base_name, "_vv_esx-proxy7");
+    EXPECT_EQ(view->lock, nullptr);
+    EXPECT_FALSE(view->lock_held);
+    EXPECT_EQ(removed, 50);
+    Lines expected = naming_lines;
+    for (int attempt = 0; attempt < 50; ++attempt)
+        expected.push_back(trying_line(mutex + std::to_string(attempt)));
+    expected.push_back({IXFS_LOG_ERR, tag,
+                        "ERR - Exceeded retry limit, unable to get the mutex: " + mutex + "49\n"});
+    EXPECT_EQ(log.take(), expected);
+}
+
+TEST_F(ViewLock, LastAttemptMayWin)
+{
+    auto tries = fail_tries(49, EBUSY);
+    EXPECT_EQ(lock(), 1);
+    EXPECT_STREQ(base_name, "_vv_esx-proxy749");
+}
+
+TEST_F(ViewLock, LockThatCannotBeOpenedLosesItsAttempt)
+{
+    auto semget = interpose::on_semget.fails(ENOSPC, 1, 1);
+    EXPECT_EQ(lock(), 1);
+    EXPECT_STREQ(base_name, "_vv_esx-proxy71");
+    EXPECT_EQ(log.take(), (naming_lines + Lines{trying_line(mutex + "0"), lost_line(28),
+                                                trying_line(mutex + "1"), won_line(mutex + "1")}));
+}
+
+TEST_F(ViewLock, UnknownHostNameFails)
+{
+    host_name.reset();
+    auto uname = interpose::on_uname.fails(EFAULT);
+    EXPECT_EQ(lock(), 0);
+    EXPECT_STREQ(base_name, "unset");
+    EXPECT_EQ(view->lock, nullptr);
+    EXPECT_EQ(log.take(),
+              (Lines{{IXFS_LOG_ERR, tag, "ERR - ACE_OS::hostname() failed, error = 14\n"}}));
+}
+
+#ifndef IXFS_SANITIZER_DEFINES_NEW
+TEST_F(ViewLock, LockForWhichMemoryIsShortFailsAtOnce)
+{
+    {
+        auto no_memory = interpose::on_new_nothrow.fails(ENOMEM);
+        EXPECT_EQ(lock(), 0);
+        EXPECT_EQ(no_memory.calls(), 1);
+    }
+    EXPECT_EQ(view->lock, nullptr);
+    EXPECT_EQ(log.take(),
+              (Lines{host_line("esx-proxy7"),
+                     base_name_line("_vv_esx-proxy7"),
+                     trying_line(mutex + "0"),
+                     {IXFS_LOG_ERR, tag,
+                      "ERR - Initialization failed for ACE_Process_Mutex, error = 12\n"}}));
+}
+#endif
+
+TEST_F(ViewLock, LockThatIsSetAlreadyCountsAsWonAtAttempt0)
+{
+    EXPECT_EQ(lock(), 1);
+    view->lock_held = false;
+    ACE_Process_Mutex* const first = view->lock;
+    log.take();
+
+    auto opened = interpose::on_semget.watch();
+    EXPECT_EQ(lock(), 1);
+    EXPECT_EQ(opened.calls(), 0);
+    EXPECT_EQ(view->lock, first);
+    EXPECT_TRUE(view->lock_held);
+    EXPECT_STREQ(base_name, "_vv_esx-proxy70");
+    EXPECT_EQ(log.take(), (naming_lines + Lines{won_line("")}));
+}
+
+TEST_F(ViewLock, FailureLeavesTheLastStatusOfTheHandleAlone)
+{
+    _ixfs_no_mount(handle.get(), EC_HELPER_FAILED);
+    auto tries = fail_tries(interpose::always, EBUSY);
+    EXPECT_EQ(lock(), 0);
+    EXPECT_EQ(ixfs_last_error(handle.get()), EC_HELPER_FAILED);
+}
+
+// ---- Small buffers ------------------------------------------------------------------------------
+
+TEST_F(ViewLock, BaseNameIsCutToItsBuffer)
+{
+    EXPECT_EQ(lock(view, 5), 1);
+    EXPECT_STREQ(base_name, "_vv_");
+    EXPECT_EQ(base_name[5], '\0') << "what lies behind the buffer stays";
+    const std::string name = "Global\\EGR_1700000000__vv__0";
+    EXPECT_EQ(log.take(), (Lines{host_line("esx-proxy7"), base_name_line("_vv_"), trying_line(name),
+                                 won_line(name)}));
+}
+
+TEST_F(ViewLock, AttemptNumberIsAppendedAsFarAsTheBufferAllows)
+{
+    auto tries = fail_tries(12, EBUSY);
+    EXPECT_EQ(lock(view, sizeof("_vv_esx-proxy7") + 1), 1);
+    EXPECT_STREQ(base_name, "_vv_esx-proxy71") << "of 12";
+}
+
+TEST_F(ViewLock, BaseNameThatJustFitsLeavesNoRoomForTheNumber)
+{
+    EXPECT_EQ(lock(view, sizeof("_vv_esx-proxy7")), 1);
+    EXPECT_STREQ(base_name, "_vv_esx-proxy7");
+}
+
+TEST_F(ViewLock, BufferOfOneByteGetsAnEmptyName)
+{
+    EXPECT_EQ(lock(view, 1), 1);
+    EXPECT_STREQ(base_name, "");
+    EXPECT_EQ(base_name[1], 'n');
+}
+
+TEST_F(ViewLock, BufferOfSize0IsNotWritten)
+{
+    EXPECT_EQ(lock(view, 0), 1);
+    EXPECT_STREQ(base_name, "unset");
+}
+
+} // namespace
