@@ -9,6 +9,7 @@
 #include <dirent.h>
 #include <stdio.h>
 #include <stdlib.h>
+#include <string.h>
 
 static void print_line(int severity, const char* function_tag, const char* message)
 {
@@ -25,7 +26,7 @@ static int list_clients(const char* mount_point)
         perror(path);
         return 1;
     }
-    for (struct dirent* entry; (entry = readdir(backups)) != NULL;) {
+    for (const struct dirent* entry = readdir(backups); entry != NULL; entry = readdir(backups)) {
         if (entry->d_name[0] != '.')
             puts(entry->d_name);
     }
@@ -35,8 +36,11 @@ static int list_clients(const char* mount_point)
 
 int main(int argc, char* argv[])
 {
-    char mount_cred[256], unmount_cred[256];
-    if (argc != 3 || scanf("%255s %255s", mount_cred, unmount_cred) != 2) {
+    char input[512];
+    input[fread(input, 1, sizeof input - 1, stdin)] = '\0';
+    const char* const mount_cred = strtok(input, "\n");
+    const char* const unmount_cred = strtok(NULL, "\n");
+    if (argc != 3 || unmount_cred == NULL) {
         fputs("usage: mount SERVER PORT < CREDENTIALS\n", stderr);
         return 2;
     }

@@ -2,9 +2,6 @@
 
 #include "status_text.h"
 
-#include <locale>
-#include <sstream>
-
 EcStatusException::EcStatusException(ec_status status_, const char* text)
     : EcStatusException(status_, std::string(text != nullptr ? text : ""))
 {
@@ -19,12 +16,9 @@ EcStatusException::~EcStatusException() = default;
 
 void EcStatusException::setMsg(const std::string& text)
 {
-    std::ostringstream stream;
-    stream.imbue(std::locale::classic()); // no digit grouping, whatever the process's locale
-    stream << text << ": error code: " << static_cast<int>(status) << ", ";
-    if (const char* const status_text = errmsgstr[status])
-        stream << status_text;
-    message = stream.str();
+    const char* const status_text = errmsgstr[status];
+    message = text + ": error code: " + std::to_string(static_cast<int>(status)) + ", " +
+              (status_text != nullptr ? status_text : "");
 }
 
 const char* EcStatusException::what() const noexcept

@@ -24,14 +24,19 @@ bool begins_with(const char* line, const char* prefix)
 }
 
 // Writing through a name that shares its file with others would change them too, and one of them
-// may be a disk's data in the backup. Such a name is taken away first.
+// may be a disk's data in the backup. Such a name is taken away first, and so is one of which the
+// file system does not tell.
 bool break_hard_link(const char* path)
 {
     struct stat status {
     };
-    if (lstat(path, &status) != 0 || !S_ISREG(status.st_mode) || status.st_nlink < 2)
+    if (lstat(path, &status) != 0) {
+        if (errno == ENOENT)
+            return true;
+    } else if (!S_ISREG(status.st_mode) || status.st_nlink < 2) {
         return true;
-    return unlink(path) == 0;
+    }
+    return unlink(path) == 0 || errno == ENOENT;
 }
 
 File open_old(_ixfs_control_t* handle, const char* path)

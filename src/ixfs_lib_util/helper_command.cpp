@@ -36,6 +36,13 @@ bool read_line(FILE* pipe, char (&line)[text_size])
     return true;
 }
 
+// A clock that can't be read ends a wait, too.
+bool is_before(std::time_t end)
+{
+    const std::time_t now = std::time(nullptr);
+    return now != -1 && now < end;
+}
+
 // One run of the helper, to the end of its output or of the conversation's interest. Returns
 // whether it could be started.
 bool run_pass(const HelperCommand& command, HelperConversation& conversation)
@@ -127,7 +134,7 @@ ec_status run_helper(_ixfs_control_t* handle, const char* tag, const HelperComma
             _ixfs_log(handle, tag, IXFS_LOG_ERR, "ERR - command failed\n");
             return EC_HELPER_FAILED;
         }
-        if (std::time(nullptr) >= start + timeout) {
+        if (!is_before(start + timeout)) {
             _ixfs_log(handle, tag, IXFS_LOG_ERR, "ERR - timeout period exceeded\n");
             return EC_OK;
         }

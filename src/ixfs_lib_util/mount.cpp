@@ -57,18 +57,26 @@ public:
                   record_->mount_point);
         if (record_->mount_point[0] == '\0')
             return AfterPass::exit_status_decides;
-        mount_is_dead = _ixfs_mount_validate(record_->control, record_) == 0;
+        if (_ixfs_mount_validate(record_->control, record_) == 0)
+            flaw = EC_HELPER_FAILED;
         return AfterPass::loop_is_left;
     }
 
-    bool mount_is_dead = false;
+    ec_status flaw = EC_OK; // else what is wrong with a mount that the helper has made
 
 private:
     void take_mount_path(const char* line)
     {
         const char* const value = value_of(line);
-        if (value != nullptr) // its first character, a separator, is not part of the path
-            std::free(std::exchange(record_->mnt_path, strdup(value + 1)));
+        if (value == nullptr)
+            return;
+        // its first character, a separator, is not part of the path
+        std::free(std::exchange(record_->mnt_path, strdup(value + 1)));
+        if (record_->mnt_path != nullptr)
+            return;
+        _ixfs_log(record_->control, tag, IXFS_LOG_ERR,
+                  "ERR - allocation for mount path failed, error = %d\n", errno);
+        flaw = EC_NO_MEMORY; // without its path the mount would go unvalidated
     }
 
     void take_mount_point(const char* line)
@@ -140,14 +148,14 @@ char* ixfs_mount(_ixfs_control_t* handle, const char* mount_cred, const char* un
     const ec_status status = run_helper(handle, tag, command, record->timeout, conversation);
     if (status != EC_OK)
         return fail(handle, status);
-    if (conversation.mount_is_dead) {
-        release_mount_mutex(record);
-        ixfs_unmount(handle);
-        return fail(handle, EC_HELPER_FAILED);
-    }
     if (record->mount_point[0] == '\0') {
         _ixfs_log(handle, tag, IXFS_LOG_ERR, "ERR - nothing is mounted\n");
         return fail(handle, EC_SYSTEM_ERROR);
+    }
+    if (conversation.flaw != EC_OK) {
+        release_mount_mutex(record);
+        ixfs_unmount(handle);
+        return fail(handle, conversation.flaw);
     }
     release_mount_mutex(record);
     _ixfs_log(handle, tag, IXFS_LOG_INF, "INF - mount point - %s\n", record->mount_point);

@@ -2,6 +2,7 @@
 
 #include "control.h"
 #include "process_mutex.h"
+#include "signals_blocked.h"
 
 #include <ace/Process_Mutex.h>
 
@@ -73,6 +74,7 @@ void give_up_mutex(_ixfs_mount_t* record)
 {
     if (record->mutex_held)
         delete_held_process_mutex(*record->mutex, mount_mutex_name);
+    const SignalsBlocked signals; // a closing that a signal interrupts keeps the lock in use
     delete std::exchange(record->mutex, nullptr);
 }
 

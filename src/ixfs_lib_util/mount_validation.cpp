@@ -1,5 +1,6 @@
 #include "mount_validation.h"
 
+#include "errno_keeper.h"
 #include "log.h"
 #include "mount_record.h"
 
@@ -59,8 +60,10 @@ ACE_Event* make_stop_event()
     constexpr int manual_reset = 1;
     errno = 0;
     std::unique_ptr<ACE_Event> event(new (std::nothrow) ACE_Event(manual_reset));
-    if (errno == ENOMEM)
+    if (errno == ENOMEM) {
+        const ErrnoKeeper errno_keeper;
         event.reset();
+    }
     return event.release();
 }
 

@@ -50,6 +50,12 @@ void leave_guard(int set)
     semop(set, operation, 1);
 }
 
+void give_lock_back(int set)
+{
+    sembuf operation[] = {{ace_set::lock, 1, SEM_UNDO}};
+    semop(set, operation, 1);
+}
+
 int value_of(int set, unsigned short semaphore)
 {
     return semctl(set, semaphore, GETVAL);
@@ -60,46 +66,70 @@ void set_value(int set, unsigned short semaphore, int value)
     semctl(set, semaphore, SETVAL, value);
 }
 
-// ACE sets a new set's user count first and its lock last. A process killed in between would leave
-// a lock that looks ready, that nobody holds and that nobody ever gets. So a new set is made ready
-// here, the user count last, under the guard that ACE's own opening takes. Whatever fails is left
-// to ACE, which finds it again.
+// Whether no object has the set open. True of a new one too.
+bool is_unused(int set)
+{
+    const int users = value_of(set, ace_set::users);
+    return users == 0 || users == ace_set::no_users;
+}
+
+// ACE sets a new set's user count first and its lock last. A process killed in between leaves a
+// lock that looks ready, that nobody holds and that nobody ever gets. So a set that nobody has open
+// is made ready here, the user count last, under the guard that ACE's own opening takes. Whatever
+// fails is left to ACE, which finds it again.
 void make_ready(const char* name)
 {
-    const auto key = static_cast<key_t>(ACE::crc32(name));
-    const int set = semget(key, ace_set::size, static_cast<int>(lock_mode) | IPC_CREAT);
-    if (set == -1 || value_of(set, ace_set::users) != 0)
+    const int set = find_or_create(name);
+    if (set == -1 || !is_unused(set))
         return;
     if (!take_guard(set))
         return;
-    if (value_of(set, ace_set::users) == 0) {
+    if (is_unused(set)) {
         set_value(set, ace_set::lock, 1);
         set_value(set, ace_set::users, ace_set::no_users);
     }
     leave_guard(set);
 }
 
+void* memory_for_object()
+{
+    return ::operator new(sizeof(ACE_Process_Mutex), std::nothrow);
+}
+
+// ACE gives up halfway where it has found a set but cannot take its guard. Such an object would be
+// let in without being among the set's users, and would keep the guard when it closes. So it must
+// not close, and counts as none.
+std::unique_ptr<ACE_Process_Mutex> construct(void* memory, const char* name)
+{
+    errno = 0;
+    auto* const mutex = new (memory) ACE_Process_Mutex(name, nullptr, lock_mode);
+    const int error = errno;
+    const bool set_is_gone = error == EINVAL || error == EIDRM;
+    const bool may_close = error == 0 || set_is_gone || find(name, 0) == -1;
+    if (!may_close)
+        ::operator delete(mutex);
+    errno = error; // of the opening, for whoever tells of it
+    return std::unique_ptr<ACE_Process_Mutex>(may_close ? mutex : nullptr);
+}
+
 } // namespace
 
 std::unique_ptr<ACE_Process_Mutex> open_process_mutex(const char* name)
 {
-    const SignalsBlocked signals; // an opening that a signal interrupts leaves a half-open object
-    errno = 0;
-    return std::unique_ptr<ACE_Process_Mutex>(new (std::nothrow)
-                                                  ACE_Process_Mutex(name, nullptr, lock_mode));
+    const SignalsBlocked signals; // an opening that a signal interrupts is given up, too
+    void* const memory = memory_for_object();
+    return memory != nullptr ? construct(memory, name) : nullptr;
 }
 
 std::unique_ptr<ACE_Process_Mutex> open_waitable_process_mutex(const char* name)
 {
     const SignalsBlocked signals;
     // The object's memory comes first, since a lock made ready for no object would stay.
-    void* const memory = ::operator new(sizeof(ACE_Process_Mutex), std::nothrow);
+    void* const memory = memory_for_object();
     if (memory == nullptr)
         return nullptr;
     make_ready(name);
-    errno = 0;
-    return std::unique_ptr<ACE_Process_Mutex>(new (memory)
-                                                  ACE_Process_Mutex(name, nullptr, lock_mode));
+    return construct(memory, name);
 }
 
 bool acquire_process_mutex(std::unique_ptr<ACE_Process_Mutex>& mutex, const char* name)
@@ -130,8 +160,13 @@ void delete_held_process_mutex(ACE_Process_Mutex& mutex, const char* name)
 {
     const SignalsBlocked signals;
     const int set = find(name, 0);
-    if (set != -1)
-        take_guard(set); // goes with the set
-    mutex.remove();
+    const bool guarded = set != -1 && take_guard(set); // goes with the set
+    errno = 0;
+    const bool deleted = mutex.remove() == 0;
+    const bool is_not_ours_to_delete = errno == EPERM;
     mutex.release();
+    if (!deleted && is_not_ours_to_delete)
+        give_lock_back(set); // ACE has forgotten the set by now
+    if (!deleted && guarded)
+        leave_guard(set);
 }

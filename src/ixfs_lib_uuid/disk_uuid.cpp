@@ -4,8 +4,6 @@
 #include <boost/uuid/uuid_io.hpp>
 
 #include <algorithm>
-#include <locale>
-#include <sstream>
 
 namespace
 {
@@ -14,10 +12,7 @@ std::string random_hexadecimal_digits()
 {
     // Seeded anew at each call: disks are few, and so threads share no generator.
     boost::uuids::random_generator generate;
-    std::ostringstream stream;
-    stream.imbue(std::locale::classic());
-    stream << generate();
-    std::string digits = stream.str();
+    std::string digits = to_string(generate());
     digits.erase(std::remove(digits.begin(), digits.end(), '-'), digits.end());
     return digits;
 }

@@ -4,16 +4,39 @@
 #include "image_layout.h"
 #include "mount_record.h"
 
+#include <cerrno>
+#include <filesystem>
+#include <system_error>
+
 namespace
 {
 
 constexpr char tag[] = "copyOrLinkPath";
 
+ec_status reuse(_ixfs_control_t* handle, const LmfPathname& destination)
+{
+    _ixfs_log(handle, tag, IXFS_LOG_INF, "INF - File already exists, reusing: %s\n",
+              destination.display_str());
+    return EC_OK;
+}
+
+bool is_same_file(const LmfPathname& one, const LmfPathname& other)
+{
+    std::error_code unknown;
+    return std::filesystem::equivalent(one.text(), other.text(), unknown);
+}
+
+// A link that another process made since it was found missing is as good as one's own: both prepare
+// the same image. Failing would remove the view folder with the other's disks.
 ec_status link_file(_ixfs_control_t* handle, const LmfPathname& source,
                     const LmfPathname& destination)
 {
     constexpr ec_status failed = EC_SYSTEM_ERROR;
-    if (_ixfs_create_hard_link(handle, source.text().c_str(), destination.text().c_str()) != 1) {
+    const int result =
+        _ixfs_create_hard_link(handle, source.text().c_str(), destination.text().c_str());
+    if (result == EEXIST && is_same_file(source, destination))
+        return reuse(handle, destination);
+    if (result != 1) {
         _ixfs_log(handle, tag, IXFS_LOG_ERR, "ERR - Could not create link for %s, error %d\n",
                   destination.display_str(), failed);
         return failed;
@@ -54,11 +77,8 @@ ec_status copyOrLinkPath(_ixfs_control_t* handle, const LmfString& source,
                   from.display_str());
         return EC_FILE_NOT_FOUND;
     }
-    if (_ixfs_file_exists(handle, to.text().c_str()) != 0 && !replaceExisting) {
-        _ixfs_log(handle, tag, IXFS_LOG_INF, "INF - File already exists, reusing: %s\n",
-                  to.display_str());
-        return EC_OK;
-    }
+    if (_ixfs_file_exists(handle, to.text().c_str()) != 0 && !replaceExisting)
+        return reuse(handle, to);
     _ixfs_log(handle, tag, IXFS_LOG_INF, "INF - makeLink? %d\n", makeLink ? 1 : 0);
     return makeLink ? link_file(handle, from, to)
                     : copy_descriptor(handle, from, to, descExtentName);

@@ -1,5 +1,8 @@
 #include "base_names.h"
 
+#include <algorithm>
+#include <iterator>
+
 namespace
 {
 
@@ -55,7 +58,10 @@ void populateVmirPathVector(_ixfs_control_t* handle, std::vector<std::string>& e
 void convertVmdkPathsListToCharArrays(const std::vector<VmirPath>& records,
                                       std::vector<std::string>& out)
 {
-    out.reserve(records.size());
+    std::vector<std::string> paths; // so that memory that runs short leaves `out` alone
+    paths.reserve(records.size());
     for (const VmirPath& record : records)
-        out.emplace_back(record.datastoreViewDescPath.utf8_str());
+        paths.emplace_back(record.datastoreViewDescPath.utf8_str());
+    out.reserve(out.size() + paths.size());
+    std::move(paths.begin(), paths.end(), std::back_inserter(out));
 }

@@ -13,19 +13,19 @@
 #include <string>
 #include <vector>
 
-// A fixture with an image of no disks, in a folder that the helper says is where it mounted. Its
-// prepare() checks each time that no lock and no file descriptor is left. The VM's disks get their
-// names in the view as they come; the expectations that the fixture offers are of a VM in "vm".
+// A fixture with an image that has a VM configuration, "<vm/>", and no disks yet. It lies in a folder
+// of the test's own, which the scripted helper tells as mounted.
 class ImageTest : public testing::Test
 {
 protected:
     ImageTest();
 
-    // The full path of something in the image directory or in the view folder.
+    // Full paths: in the image directory, in its view folder, of the VM configuration.
     std::string in_image(const std::string& name) const;
     std::string in_view(const std::string& name) const;
+    std::string config_path() const;
 
-    // The same relative to the mount point; the first of a VM in "vm".
+    // Paths relative to the mount point: in the image's folder "vm", in its view folder.
     std::string original_path(const std::string& name) const;
     std::string view_path(const std::string& name) const;
 
@@ -35,23 +35,26 @@ protected:
     // Writes the VM configuration.
     void write_config(const std::string& bytes);
 
-    // Gives the VM one more disk; its descriptor, its data and its entry.
+    // Gives the VM one more disk: its descriptor, its data and its entry.
     void add_disk(const std::string& name, const std::string& folder = "vm");
 
     // What add_disk writes into a descriptor, but for the data file's name.
     static std::string descriptor(const std::string& data_file_name);
 
+    // Prepares the image, and checks that no lock and no file descriptor is left.
     ec_status prepare();
 
     // What prepare() logged on this thread between its mount and its unmount.
     Lines image_lines() const;
 
-    // The helper's commands so far: "mount" and "umount".
+    // The helper's commands so far.
     std::vector<std::string> helper_commands() const;
+    const std::vector<std::string> mounted_and_unmounted{"mount", "umount"};
 
-    // Expected parts of image_lines(), in their order.
-    std::string config_path() const;
-    Lines config_lines(std::size_t size = 5, std::size_t text_size = 5) const; // up to the text
+    // What image_lines() consist of: reading the configuration, locking the view, making its folder
+    // or finding it, and for each disk, which lies in "vm", copying its descriptor and linking its
+    // data. With `again` there is a copy already.
+    Lines config_lines(std::size_t size = 5, std::size_t text_size = 5) const;
     static Lines lock_lines();
     Lines new_folder_lines() const;
     Lines existing_folder_lines() const;

@@ -75,6 +75,9 @@ INTERPOSE(close, int, (int descriptor), (descriptor))
 INTERPOSE(read, ssize_t, (int descriptor, void* bytes, size_t count), (descriptor, bytes, count))
 
 INTERPOSE(fopen, FILE*, (const char* path, const char* mode), (path, mode))
+INTERPOSE(fopen64, FILE*, (const char* path, const char* mode), (path, mode))
+INTERPOSE(lseek64, off64_t, (int descriptor, off64_t offset, int whence),
+          (descriptor, offset, whence))
 INTERPOSE(fgets, char*, (char* text, int size, FILE* stream), (text, size, stream))
 INTERPOSE(fputs, int, (const char* text, FILE* stream), (text, stream))
 INTERPOSE(fflush, int, (FILE * stream), (stream))
@@ -103,12 +106,14 @@ INTERPOSE_AS(pthread_cond_timedwait, "GLIBC_2.3.2", every_thread, by_result, int
              (pthread_cond_t * condition, pthread_mutex_t* mutex, const timespec* until),
              (condition, mutex, until))
 
+Interposable<int(FILE*, const char*)> on_fprintf{"fprintf", Reach::every_thread, Failure::by_errno};
 Interposable<int(const char*)> on_snprintf{"snprintf", Reach::every_thread, Failure::by_errno};
 
 namespace
 {
 
-// snprintf cannot hand its arguments on but to vsnprintf, which is real.
+// What is variadic cannot hand its arguments on but to its relative that takes a list, which is
+// real.
 IXFS_PRINTF(3, 0)
 int answer_snprintf(char* text, size_t size, const char* format, va_list arguments)
 {
@@ -117,34 +122,42 @@ int answer_snprintf(char* text, size_t size, const char* format, va_list argumen
     return vsnprintf(text, size, format, arguments);
 }
 
+IXFS_PRINTF(2, 0)
+int answer_fprintf(FILE* stream, const char* format, va_list arguments)
+{
+    if (const std::optional<int> answer = on_fprintf.ask(stream, format))
+        return *answer;
+    return vfprintf(stream, format, arguments);
+}
+
 } // namespace
 
-extern "C" int interposed_snprintf(char* text, size_t size, const char* format,
-                                   ...) __asm__("snprintf") IXFS_PRINTF(3, 4);
-extern "C" int interposed_snprintf(char* text, size_t size, const char* format, ...)
-{
-    va_list arguments;
-    va_start(arguments, format);
-    const int length = answer_snprintf(text, size, format, arguments);
-    va_end(arguments);
-    return length;
-}
+// A definition whose last parameter is called `format`, and what it answers.
+#define DEFINE_VARIADIC(name, symbol, parameters, answer)                                          \
+    extern "C" int interposed_##name parameters __asm__(symbol);                                   \
+    extern "C" int interposed_##name parameters                                                    \
+    {                                                                                              \
+        va_list arguments;                                                                         \
+        va_start(arguments, format);                                                               \
+        const int length = answer;                                                                 \
+        va_end(arguments);                                                                         \
+        return length;                                                                             \
+    }
 
-// What a hardened build calls instead.
-extern "C" int interposed_snprintf_chk(char* text, size_t size, int, size_t, const char* format,
-                                       ...) __asm__("__snprintf_chk") IXFS_PRINTF(5, 6);
-extern "C" int interposed_snprintf_chk(char* text, size_t size, int, size_t, const char* format,
-                                       ...)
-{
-    va_list arguments;
-    va_start(arguments, format);
-    const int length = answer_snprintf(text, size, format, arguments);
-    va_end(arguments);
-    return length;
-}
+// A hardened build calls the second of each two instead.
+DEFINE_VARIADIC(snprintf, "snprintf", (char* text, size_t size, const char* format, ...),
+                answer_snprintf(text, size, format, arguments))
+DEFINE_VARIADIC(snprintf_chk, "__snprintf_chk",
+                (char* text, size_t size, int, size_t, const char* format, ...),
+                answer_snprintf(text, size, format, arguments))
+DEFINE_VARIADIC(fprintf, "fprintf", (FILE * stream, const char* format, ...),
+                answer_fprintf(stream, format, arguments))
+DEFINE_VARIADIC(fprintf_chk, "__fprintf_chk", (FILE * stream, int, const char* format, ...),
+                answer_fprintf(stream, format, arguments))
 
 INTERPOSE_ALLOCATION(malloc, void*, (size_t size), (size))
 INTERPOSE_ALLOCATION(calloc, void*, (size_t count, size_t size), (count, size))
+INTERPOSE_ALLOCATION(realloc, void*, (void* block, size_t size), (block, size))
 INTERPOSE_ALLOCATION(strdup, char*, (const char* text), (text))
 
 Interposable<void*(size_t)> on_new{"new", Reach::this_thread, Failure::by_errno};

@@ -146,6 +146,22 @@ public:
 
     [[nodiscard]] Hook fails_once(int error, int call = 1) { return fails(error, call, 1); }
 
+    // What a call that fails with `error` gives; sets errno where the call does.
+    Result failed(int error) const
+    {
+        if constexpr (std::is_same_v<Result, int>) {
+            if (failure_ == Failure::by_result)
+                return error;
+        }
+        errno = error;
+        if constexpr (std::is_pointer_v<Result>)
+            return nullptr;
+        else
+            return static_cast<Result>(-1);
+    }
+
+    const char* name() const { return name_; }
+
     // For the program's own definition of the call: asks the behaviour, if there is one.
     std::optional<Result> ask(Args... args)
     {
@@ -175,19 +191,6 @@ private:
         int calls = 0;
         int running = 0; // threads inside the behaviour
     };
-
-    Result failed(int error) const
-    {
-        if constexpr (std::is_same_v<Result, int>) {
-            if (failure_ == Failure::by_result)
-                return error;
-        }
-        errno = error;
-        if constexpr (std::is_pointer_v<Result>)
-            return nullptr;
-        else
-            return static_cast<Result>(-1);
-    }
 
     Installed* enter()
     {
@@ -248,8 +251,13 @@ extern Interposable<int(FILE*)> on_fflush;
 extern Interposable<int(FILE*)> on_fclose;
 extern Interposable<FILE*(const char*, const char*)> on_popen;
 extern Interposable<int(FILE*)> on_pclose;
-// Asked about the format alone.
+// Of the variadic ones a behaviour sees what is before their further arguments; of snprintf the
+// format alone.
+extern Interposable<int(FILE*, const char*)> on_fprintf;
 extern Interposable<int(const char*)> on_snprintf;
+// What C++ file streams open and measure files with.
+extern Interposable<FILE*(const char*, const char*)> on_fopen64;
+extern Interposable<off64_t(int, off64_t, int)> on_lseek64;
 
 // Time and host
 extern Interposable<int(const timespec*, timespec*)> on_nanosleep;
@@ -274,6 +282,7 @@ extern Interposable<int(pthread_cond_t*, pthread_mutex_t*, const timespec*)>
 // clang builds with a sanitizer.
 extern Interposable<void*(size_t)> on_malloc;
 extern Interposable<void*(size_t, size_t)> on_calloc;
+extern Interposable<void*(void*, size_t)> on_realloc;
 extern Interposable<char*(const char*)> on_strdup;
 extern Interposable<void*(size_t)> on_new;
 extern Interposable<void*(size_t, const std::nothrow_t&)> on_new_nothrow;

@@ -86,6 +86,7 @@ inline constexpr Speaker mount_says("ixfs_mount()");
 inline constexpr Speaker unmount_says("ixfs_unmount()");
 inline constexpr Speaker local_unmount_says("_ixfs_umount()");
 inline constexpr Speaker folder_create_says("_ixfs_folder_create()");
+inline constexpr Speaker folder_delete_says("_ixfs_folder_delete()");
 inline constexpr Speaker validate_says("_ixfs_mount_validate()");
 inline constexpr Speaker thread_says("_ixfs_mount_validate_thread()");
 inline constexpr Speaker context_says("ixfs_recreate_minimal_context()");

@@ -35,6 +35,16 @@ std::vector<std::string> open_descriptors()
     return targets;
 }
 
+long process_status(const std::string& field)
+{
+    std::ifstream status("/proc/self/status");
+    for (std::string line; std::getline(status, line);) {
+        if (line.compare(0, field.size() + 1, field + ":") == 0)
+            return std::stol(line.substr(field.size() + 1));
+    }
+    throw std::runtime_error("no " + field + " in /proc/self/status");
+}
+
 NoDescriptorsLeft::~NoDescriptorsLeft()
 {
     EXPECT_EQ(open_descriptors(), before_);

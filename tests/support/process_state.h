@@ -17,6 +17,9 @@ std::vector<SemaphoreSet> semaphore_sets();
 // What this process's file descriptors refer to, such as "/dev/null" and "socket:[4711]", sorted.
 std::vector<std::string> open_descriptors();
 
+// A number from this process's status, such as "Threads" or "VmSize" (in kB).
+long process_status(const std::string& field);
+
 // Fails the test when there are other descriptors open at its end than were at its beginning.
 class NoDescriptorsLeft
 {

@@ -35,10 +35,10 @@ std::string test_name()
 
 } // namespace
 
-Watchdog::Watchdog(std::chrono::seconds limit)
+Watchdog::Watchdog(std::chrono::seconds limit, const std::string& doing)
 {
-    const std::string message =
-        "watchdog: " + test_name() + " is not done after " + std::to_string(limit.count()) + " s\n";
+    const std::string message = "watchdog: " + test_name() + " is not done after " +
+                                std::to_string(limit.count()) + " s " + doing + "\n";
     const pid_t watched = getpid();
     process_ = fork();
     if (process_ == -1)

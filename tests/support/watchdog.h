@@ -4,6 +4,7 @@
 
 #include <chrono>
 #include <functional>
+#include <string>
 
 #include <sys/types.h>
 
@@ -13,7 +14,8 @@
 class Watchdog
 {
 public:
-    explicit Watchdog(std::chrono::seconds limit);
+    // doing  what the message says beside the test's name
+    explicit Watchdog(std::chrono::seconds limit, const std::string& doing = "");
     ~Watchdog();
     Watchdog(const Watchdog&) = delete;
     Watchdog& operator=(const Watchdog&) = delete;

@@ -75,8 +75,8 @@ protected:
 
     void expect_no_view()
     {
-        EXPECT_FALSE(fs::exists(in_image("_vmir")));
-        EXPECT_EQ(helper_commands(), (std::vector<std::string>{"mount", "umount"}));
+        EXPECT_FALSE(fs::exists(view_folder));
+        EXPECT_EQ(helper_commands(), mounted_and_unmounted);
     }
 
     // Asks `error_of` for the error of each read of the configuration, 0 being none. Reads count
@@ -301,8 +301,13 @@ TEST_F(Configuration, FileThatCannotBeReadIs13)
 
 TEST_F(Configuration, PrimingReadThatFailsIsNotNoticed)
 {
-    auto read = on_config_read([](int number) { return number == 0 ? EIO : 0; });
+    int primings = 0;
+    auto read = on_config_read([&](int number) {
+        primings += number == 0;
+        return number == 0 ? EIO : 0;
+    });
     EXPECT_EQ(prepare(), EC_OK);
+    EXPECT_EQ(primings, 1);
     EXPECT_EQ(config, "<vm/>");
     EXPECT_EQ(image_lines(), config_lines() + lock_lines() + new_folder_lines());
 }

@@ -52,6 +52,15 @@ protected:
     const std::string view_desc_path = in_view("a.vmdk");
     const std::string view_data_path = in_view("a-flat.vmdk");
 
+    Line not_linked_line(int error) const
+    {
+        return {IXFS_LOG_ERR, "_ixfs_create_hard_link()",
+                "ERR - Could not create link " + data_path + " to " + view_data_path + " - " +
+                    std::to_string(error) + "\n"};
+    }
+
+    const Line reused_line{IXFS_LOG_INF, tag,
+                           "INF - File already exists, reusing: " + view_data_path + "\n"};
     const Line make_link_line{IXFS_LOG_INF, tag, "INF - makeLink? 1\n"};
     const Line make_copy_line{IXFS_LOG_INF, tag, "INF - makeLink? 0\n"};
     const Line link_made_line{IXFS_LOG_INF, tag,
@@ -133,10 +142,7 @@ TEST_F(CopyOrLink, ExistingLinkIsReusedAndNoneMade)
     EXPECT_EQ(link.calls(), 0);
     EXPECT_EQ(disk_lines(),
               copied_lines("a", "a") +
-                  (Lines{exists_line(data_path),
-                         exists_line(view_data_path),
-                         {IXFS_LOG_INF, tag,
-                          "INF - File already exists, reusing: " + view_data_path + "\n"}}));
+                  (Lines{exists_line(data_path), exists_line(view_data_path), reused_line}));
     EXPECT_EQ(mount_point.read(view_path("a-flat.vmdk")), "an old link");
 }
 
@@ -154,12 +160,9 @@ TEST_F(CopyOrLink, FailedLinkIs11WhateverTheError)
     for (const int error : {EMLINK, EXDEV, EROFS}) {
         auto link = interpose::on_link.fails(error);
         EXPECT_EQ(prepare(), 11);
-        const Line not_linked{IXFS_LOG_ERR, "_ixfs_create_hard_link()",
-                              "ERR - Could not create link " + data_path + " to " + view_data_path +
-                                  " - " + std::to_string(error) + "\n"};
         EXPECT_EQ(disk_lines(),
                   copied_lines("a", "a") + (Lines{exists_line(data_path), make_link_line,
-                                                  not_linked, link_failed_line}));
+                                                  not_linked_line(error), link_failed_line}));
     }
 }
 
@@ -167,13 +170,35 @@ TEST_F(CopyOrLink, LinkThatIsNotPermittedReadsAsSuccess)
 {
     auto link = interpose::on_link.fails(EPERM);
     EXPECT_EQ(prepare(), EC_OK);
-    const Line not_linked{IXFS_LOG_ERR, "_ixfs_create_hard_link()",
-                          "ERR - Could not create link " + data_path + " to " + view_data_path +
-                              " - 1\n"};
-    EXPECT_EQ(disk_lines(), copied_lines("a", "a") + (Lines{exists_line(data_path), make_link_line,
-                                                            not_linked, link_made_line}));
+    EXPECT_EQ(disk_lines(),
+              copied_lines("a", "a") + (Lines{exists_line(data_path), make_link_line,
+                                              not_linked_line(EPERM), link_made_line}));
     EXPECT_FALSE(fs::exists(view_data_path));
     EXPECT_EQ(out.size(), 1);
+}
+
+TEST_F(CopyOrLink, LinkThatARivalHasJustMadeIsReused)
+{
+    auto link = interpose::on_link([](const char* existing, const char* path) {
+        fs::create_hard_link(existing, path);
+        return std::optional<int>(); // so that this one finds it
+    });
+    EXPECT_EQ(prepare(), EC_OK);
+    EXPECT_EQ(disk_lines(), copied_lines("a", "a") + (Lines{exists_line(data_path), make_link_line,
+                                                            not_linked_line(EEXIST), reused_line}));
+    EXPECT_TRUE(fs::equivalent(view_data_path, data_path));
+}
+
+TEST_F(CopyOrLink, OtherFileThatARivalHasJustMadeIs11)
+{
+    auto link = interpose::on_link([this](const char*, const char*) {
+        write_in_view("a-flat.vmdk", "not this disk");
+        return std::optional<int>();
+    });
+    EXPECT_EQ(prepare(), 11);
+    EXPECT_EQ(disk_lines(),
+              copied_lines("a", "a") + (Lines{exists_line(data_path), make_link_line,
+                                              not_linked_line(EEXIST), link_failed_line}));
 }
 
 TEST_F(CopyOrLink, FailedCopyIs14)

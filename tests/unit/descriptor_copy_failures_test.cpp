@@ -2,6 +2,7 @@
 #include "interpose.h"
 
 #include <cerrno>
+#include <cstdio>
 #include <filesystem>
 #include <string>
 
@@ -40,6 +41,34 @@ TEST_F(DescriptorCopyFailures, OldFileThatCannotBeRead)
     EXPECT_EQ(copy_file(dir.path(), dir / "new"), 0);
     EXPECT_EQ(log.take(), (Lines{error("error reading old file - 21"), no_extent_line}));
     EXPECT_EQ(copied(), "");
+}
+
+// Opens a file of these bytes whose end is a read error.
+FILE* open_broken_file(const std::string& bytes)
+{
+    static std::string rest;
+    rest = bytes;
+    const auto read = [](void*, char* buffer, std::size_t size) -> ssize_t {
+        if (rest.empty()) {
+            errno = EIO;
+            return -1;
+        }
+        const std::size_t length = rest.copy(buffer, size);
+        rest.erase(0, length);
+        return static_cast<ssize_t>(length);
+    };
+    return fopencookie(nullptr, "r", {read, nullptr, nullptr, nullptr});
+}
+
+TEST_F(DescriptorCopyFailures, ReadErrorBehindTheExtentLine)
+{
+    auto fopen = interpose::on_fopen([this](const char* path, const char*) {
+        return path == dir / "old" ? std::optional<FILE*>(open_broken_file(old_extent + "end\n"))
+                                   : std::nullopt;
+    });
+    EXPECT_EQ(copy_file(dir / "old", dir / "new"), 0);
+    EXPECT_EQ(log.take(), (Lines{extent_line(), error("error reading old file - 5")}));
+    EXPECT_EQ(copied(), new_extent + "end\n");
 }
 
 TEST_F(DescriptorCopyFailures, FullDeviceShowsWhenTheFileIsFlushed)

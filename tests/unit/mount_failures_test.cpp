@@ -1,7 +1,7 @@
 // Mounting: each failure's lines and status, and what is left behind.
 #include "mount_fixture.h"
 #include "process_state.h"
-#include "tmpfs_mount.h"
+#include "real_mount.h"
 
 #include <filesystem>
 #include <string>
@@ -129,7 +129,7 @@ TEST_F(MountFailures, MountWithoutBackupsIsUnmountedAndFails)
 TEST_F(MountFailures, MountWithoutBackupsThatStaysMountedIsNotDeleted)
 {
     given_dead_mount();
-    const TmpfsMount mounted(image.path());
+    const auto mounted = RealMount::tmpfs(image.path());
     image.write("kept", "text");
     EXPECT_EQ(mount(), nullptr);
     EXPECT_EQ(log.lines(),

@@ -1,11 +1,9 @@
+#include "child_process.h"
 #include "view_lock_test.h"
 
 #include <cerrno>
-#include <csignal>
 #include <cstring>
-#include <string>
 
-#include <sys/wait.h>
 #include <unistd.h>
 
 namespace
@@ -13,74 +11,33 @@ namespace
 
 using namespace view_lock;
 
-// Another process that locks a view, and holds the lock until this object ends or it is killed.
-class Rival
+class ViewLockRivals : public ViewLockTest
 {
-public:
-    explicit Rival(long id) : id_(id)
+protected:
+    // Another process that locks a view, pauses, and deletes the view. Returns when it pauses.
+    static ChildProcess start_rival(const char* expected_base_name)
     {
-        EXPECT_EQ(pipe(to_parent_), 0);
-        EXPECT_EQ(pipe(to_child_), 0);
-        child_ = fork();
-        if (child_ == 0)
-            run();
-        close(to_parent_[1]);
-        close(to_child_[0]);
-        char name[256] = "";
-        EXPECT_GT(read(to_parent_[0], name, sizeof(name) - 1), 0);
-        base_name_ = name;
+        ChildProcess rival(STDERR_FILENO, [expected_base_name](ChildProcess::Parent& parent) {
+            const Handle handle(ixfs_init(0, nullptr, nullptr, nullptr, nullptr));
+            _ixfs_view_t* const view = _ixfs_view_create(handle.get());
+            char name[256];
+            if (_ixfs_view_lock(handle.get(), view, id, name, sizeof(name)) != 1 ||
+                std::strcmp(name, expected_base_name) != 0)
+                return 1;
+            parent.pause();
+            _ixfs_view_delete(handle.get(), view);
+            return 0;
+        });
+        rival.wait_for_pause();
+        return rival;
     }
 
-    ~Rival()
+    static void end(ChildProcess& rival)
     {
-        close(to_child_[1]); // tells the child to end
-        if (child_ != 0)
-            wait_for_end();
-        close(to_parent_[0]);
+        rival.go_on();
+        EXPECT_EQ(rival.wait(), 0);
     }
-
-    Rival(const Rival&) = delete;
-    Rival& operator=(const Rival&) = delete;
-
-    const std::string& base_name() const { return base_name_; }
-
-    void kill()
-    {
-        EXPECT_EQ(::kill(child_, SIGKILL), 0);
-        wait_for_end();
-    }
-
-private:
-    [[noreturn]] void run() const
-    {
-        close(to_child_[1]);
-        _ixfs_control_t* const handle = ixfs_init(0, nullptr, nullptr, nullptr, nullptr);
-        _ixfs_view_t* const view = _ixfs_view_create(handle);
-        char name[256] = "";
-        if (_ixfs_view_lock(handle, view, id_, name, sizeof(name)) == 1) {
-            char none;
-            if (write(to_parent_[1], name, std::strlen(name)) > 0)
-                while (read(to_child_[0], &none, 1) > 0)
-                    continue;
-        }
-        _ixfs_view_delete(handle, view);
-        _exit(0);
-    }
-
-    void wait_for_end()
-    {
-        EXPECT_EQ(waitpid(child_, nullptr, 0), child_);
-        child_ = 0;
-    }
-
-    long id_;
-    int to_parent_[2];
-    int to_child_[2];
-    pid_t child_;
-    std::string base_name_;
 };
-
-using ViewLockRivals = ViewLockTest;
 
 TEST_F(ViewLockRivals, TwoViewsOfOneProcessGetDifferentNames)
 {
@@ -104,29 +61,31 @@ TEST_F(ViewLockRivals, OtherIdsDoNotCompete)
 
 TEST_F(ViewLockRivals, TwoProcessesGetDifferentNames)
 {
-    const Rival rival(id);
-    EXPECT_EQ(rival.base_name(), "_vv_esx-proxy70");
+    ChildProcess rival = start_rival("_vv_esx-proxy70");
     EXPECT_EQ(lock(), 1);
     EXPECT_STREQ(base_name, "_vv_esx-proxy71");
     EXPECT_EQ(log.take(), (naming_lines + Lines{trying_line(mutex + "0"), lost_line(EAGAIN),
                                                 trying_line(mutex + "1"), won_line(mutex + "1")}));
+    end(rival);
 }
 
 TEST_F(ViewLockRivals, FailedTryRemovesTheRivalsLock)
 {
-    const Rival first(id);
-    const Rival second(id);
-    EXPECT_EQ(second.base_name(), "_vv_esx-proxy71");
-    EXPECT_EQ(semaphore_sets().size(), 1) << "the first's is gone while it still counts on it";
+    ChildProcess rival = start_rival("_vv_esx-proxy70");
     EXPECT_EQ(lock(), 1);
+    EXPECT_STREQ(base_name, "_vv_esx-proxy71");
+    EXPECT_EQ(semaphore_sets().size(), 1) << "the rival's is gone while it still counts on it";
+
+    EXPECT_EQ(lock(_ixfs_view_create(handle.get())), 1);
     EXPECT_STREQ(base_name, "_vv_esx-proxy70");
+    end(rival);
+    EXPECT_EQ(semaphore_sets().size(), 2) << "the rival's end takes nothing of what is now ours";
 }
 
-TEST_F(ViewLockRivals, LockOfAProcessThatEndedIsFree)
+TEST_F(ViewLockRivals, LockOfADeletedViewIsFree)
 {
-    {
-        const Rival rival(id);
-    }
+    ChildProcess rival = start_rival("_vv_esx-proxy70");
+    end(rival);
     EXPECT_EQ(semaphore_sets().size(), 0);
     EXPECT_EQ(lock(), 1);
     EXPECT_STREQ(base_name, "_vv_esx-proxy70");
@@ -134,8 +93,9 @@ TEST_F(ViewLockRivals, LockOfAProcessThatEndedIsFree)
 
 TEST_F(ViewLockRivals, LockOfAProcessThatWasKilledIsFree)
 {
-    Rival rival(id);
+    ChildProcess rival = start_rival("_vv_esx-proxy70");
     rival.kill();
+    rival.wait();
     EXPECT_EQ(lock(), 1);
     EXPECT_STREQ(base_name, "_vv_esx-proxy70");
 }

@@ -4,8 +4,8 @@
 
 #include <string>
 
-// The check_... functions return what is wrong with a value, or an empty text. They never repeat the
-// value, which may be a secret.
+// The check_... functions return what is wrong with a value, or an empty text. They never repeat
+// the value, which may be a secret.
 
 // Any argument of the helper: one word for the shell, and not an option for the helper.
 std::string check_helper_argument(const std::string& value);

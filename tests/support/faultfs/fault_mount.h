@@ -69,8 +69,8 @@ public:
     const std::filesystem::path& path() const { return mount_point_; }
 
     // Unmounts even when files are open or calls hang, which fail with ENOTCONN, and returns the
-    // wait status of the file system's process, also when called again. Where the mount has been bound elsewhere, a dead
-    // file system stays there.
+    // wait status of the file system's process, also when called again. Where the mount has been
+    // bound elsewhere, a dead file system stays there.
     int end() noexcept;
 
 private:

@@ -1,0 +1,39 @@
+// Real mounts of the test's own, gone with their objects.
+#ifndef IXFS_TESTS_REAL_MOUNT_H
+#define IXFS_TESTS_REAL_MOUNT_H
+
+#include <cerrno>
+#include <string>
+#include <system_error>
+#include <utility>
+
+#include <sys/mount.h>
+
+class RealMount
+{
+public:
+    // An empty file system.
+    static RealMount tmpfs(const std::string& on) { return {"ixfs-test", on, "tmpfs", 0}; }
+
+    // A folder in a second place.
+    static RealMount bind(const std::string& folder, const std::string& on)
+    {
+        return {folder, on, nullptr, MS_BIND};
+    }
+
+    ~RealMount() { ::umount2(on_.c_str(), MNT_DETACH); } // where it still is
+    RealMount(const RealMount&) = delete;
+    RealMount& operator=(const RealMount&) = delete;
+
+private:
+    RealMount(const std::string& source, std::string on, const char* type, unsigned long flags)
+        : on_(std::move(on))
+    {
+        if (::mount(source.c_str(), on_.c_str(), type, flags, nullptr) != 0)
+            throw std::system_error(errno, std::generic_category(), on_);
+    }
+
+    std::string on_;
+};
+
+#endif

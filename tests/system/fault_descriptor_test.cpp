@@ -1,0 +1,107 @@
+#include "fault_sweep.h"
+#include "temp_dir.h"
+
+#include <filesystem>
+
+namespace
+{
+
+namespace fs = std::filesystem;
+using namespace interpose;
+
+// A copy over a name that belongs to another file too, which must not change.
+class DescriptorFaults : public FaultSweep
+{
+protected:
+    DescriptorFaults()
+    {
+        dir_.write("old",
+                   "# Disk DescriptorFile\nRW 1 VMFS \"a-flat.vmdk\"\nddb.uuid = \"none\"\n");
+        dir_.write("data", "bytes");
+    }
+
+    void arrange() override
+    {
+        handle = silent_handle(flags);
+        fs::remove(dir_ / "new");
+        dir_.write("data", "bytes");
+        fs::create_hard_link(dir_ / "data", dir_ / "new");
+    }
+
+    int act() override
+    {
+        return _ixfs_copy_desc(handle.get(), old_path_.c_str(), new_path_.c_str(), "b-flat.vmdk");
+    }
+
+    void take_back(int result) override
+    {
+        if (result == 1) {
+            expect_copy();
+        }
+    }
+
+    void serve() override
+    {
+        EXPECT_EQ(act(), 1);
+        expect_copy();
+        EXPECT_EQ(dir_.read("data"), "bytes");
+        handle.reset();
+    }
+
+    int flags = 0;
+    Handle handle;
+
+private:
+    void expect_copy() const
+    {
+        const std::string copy = dir_.read("new");
+        const std::string front = "# Disk DescriptorFile\nRW 1 VMFS \"b-flat.vmdk\"\r\n";
+        EXPECT_EQ(copy.substr(0, front.size()), front);
+        const std::string rest = copy.substr(front.size());
+        const std::string same = "ddb.uuid = \"none\"\n";
+        EXPECT_EQ(rest == same, flags == 0) << rest;
+        EXPECT_EQ(rest.substr(0, 12), same.substr(0, 12));
+    }
+
+    TempDir dir_;
+    const std::string old_path_ = dir_ / "old";
+    const std::string new_path_ = dir_ / "new";
+};
+
+const FaultCases copy_faults{
+    {fails(on_malloc, ENOMEM), {0, 1}}, // a stream does without a buffer
+    {fails(on_fopen, EMFILE), {0}},
+    {fails(on_fopen, ENOSPC), {0}},
+    {fails(on_lstat, EIO), {0, 1}},
+    {fails(on_lstat, ETIME), {0, 1}},
+    {fails(on_unlink, EACCES), {0}},
+    {stream_fails(on_fgets, EIO), {0}},
+    {stream_fails(on_fputs, ENOSPC), {0}},
+    {stream_fails(on_fprintf, ENOSPC), {0}},
+    {stream_fails(on_fflush, ENOSPC), {0}},
+    {fails_when_done(on_fclose, fclose, EIO), {1}}, // all was flushed before
+};
+
+TEST_F(DescriptorFaults, LeaveNothingBehind)
+{
+    sweep(copy_faults);
+}
+
+class NewUuidFaults : public DescriptorFaults
+{
+protected:
+    NewUuidFaults() { flags = IXFS_FLAG_NEW_DISK_UUID; }
+};
+
+TEST_F(NewUuidFaults, LeaveNothingBehind)
+{
+    FaultCases cases = copy_faults;
+    cases.front().results.insert(threw_bad_alloc); // drawing a UUID may throw
+    sweep(cases + FaultCases{
+                      {fails(on_new, ENOMEM), {threw_bad_alloc}},
+                      {fails(on_getrandom, ENOSYS), {threw_entropy_error}},
+                      {only_once(fails(on_getrandom, EINTR)), {1}},
+                  });
+}
+
+} // namespace

@@ -1,0 +1,106 @@
+#include "fault_injection.h"
+
+#include <csignal>
+#include <cstring>
+
+#include <sys/sem.h>
+
+namespace
+{
+
+void delete_set(int set)
+{
+    semctl(set, 0, IPC_RMID);
+}
+
+// Whether an operation takes something from the set, and so may find none or have to wait. ACE's
+// guard is taken by waiting for 0.
+bool takes(const sembuf& operation)
+{
+    constexpr unsigned short lock = 2;
+    return operation.sem_op == 0 || (operation.sem_num == lock && operation.sem_op < 0);
+}
+
+bool takes_first(int, const sembuf* operations, std::size_t count)
+{
+    return count > 0 && takes(operations[0]);
+}
+
+bool signals_are_blocked()
+{
+    sigset_t blocked;
+    pthread_sigmask(SIG_SETMASK, nullptr, &blocked);
+    return sigismember(&blocked, SIGUSR1) == 1;
+}
+
+} // namespace
+
+std::string name_of(int error)
+{
+    return strerrorname_np(error);
+}
+
+void mark_failed(FILE* stream)
+{
+    stream->_flags |= _IO_ERR_SEEN;
+}
+
+Fault time_fails()
+{
+    return {"time", name_of(EOVERFLOW), [](Trigger& trigger, FaultClock& clock) {
+                clock.fail_time(trigger);
+                return ArmedFault();
+            }};
+}
+
+Fault sleep_is_interrupted()
+{
+    return {"nanosleep", name_of(EINTR), [](Trigger& trigger, FaultClock& clock) {
+                clock.fail_sleep(trigger);
+                return ArmedFault();
+            }};
+}
+
+Fault semop_has_no_memory()
+{
+    return fails_where(interpose::on_semop, ENOMEM, takes_first);
+}
+
+Fault semop_is_interrupted()
+{
+    return fails_where(
+        interpose::on_semop, EINTR, [](int set, const sembuf* operations, std::size_t count) {
+            return takes_first(set, operations, count) &&
+                   (operations[0].sem_flg & IPC_NOWAIT) == 0 && !signals_are_blocked();
+        });
+}
+
+Fault semop_finds_set_deleted()
+{
+    return answers(interpose::on_semop, "EINVAL", any_call, [](int set, sembuf*, std::size_t) {
+        delete_set(set);
+        return std::optional<int>();
+    });
+}
+
+Fault semop_sees_set_deleted()
+{
+    return answers(interpose::on_semop, "EIDRM", takes_first, [](int set, sembuf*, std::size_t) {
+        delete_set(set);
+        return std::optional<int>(interpose::on_semop.failed(EIDRM));
+    });
+}
+
+Fault semctl_finds_set_deleted()
+{
+    return answers(interpose::on_semctl, "EINVAL", any_call, [](int set, int, int, void*) {
+        delete_set(set);
+        return std::optional<int>();
+    });
+}
+
+Fault set_cannot_be_deleted()
+{
+    return fails_where(interpose::on_semctl, EPERM,
+                       [](int, int, int command, void*) { return command == IPC_RMID; });
+}

@@ -1,0 +1,160 @@
+// Faults: the ways in which the library's calls to the C library can fail, one call at a time.
+//
+//     Trigger trigger(3, Trigger::Mode::once);
+//     const FaultClock clock;
+//     const ArmedFault armed = fails(interpose::on_access, ETIME).arm(trigger, clock);
+//     ... // the third access() fails
+//     trigger.reached();
+#ifndef IXFS_TESTS_FAULT_INJECTION_H
+#define IXFS_TESTS_FAULT_INJECTION_H
+
+#include "interpose.h"
+
+#include <atomic>
+#include <functional>
+#include <memory>
+#include <string>
+#include <tuple>
+
+// Counts the calls that a fault could hit, and tells which it does. Any thread.
+class Trigger
+{
+public:
+    enum class Mode { once, for_good };
+
+    // The call with that number fails, the first being 1; `for_good`, all later ones too.
+    Trigger(int number, Mode mode) : number_(number), mode_(mode) {}
+
+    bool hits()
+    {
+        const int call = ++calls_;
+        return call == number_ || (mode_ == Mode::for_good && call > number_);
+    }
+
+    int calls() const { return calls_; }
+    bool reached() const { return calls_ >= number_; }
+
+private:
+    int number_;
+    Mode mode_;
+    std::atomic<int> calls_{0};
+};
+
+// Stands in for time() and nanosleep(), so that no run waits: the clock stands still but for sleeps,
+// which end at once. Holds on_time and on_nanosleep. For one thread.
+class FaultClock
+{
+public:
+    // Makes time() fail, and nanosleep() end early for a signal, when the trigger hits.
+    void fail_time(Trigger& trigger) { time_trigger_ = &trigger; }
+    void fail_sleep(Trigger& trigger) { sleep_trigger_ = &trigger; }
+
+private:
+    static bool hits(Trigger* trigger) { return trigger != nullptr && trigger->hits(); }
+
+    time_t now_ = 1'000'000;
+    Trigger* time_trigger_ = nullptr;
+    Trigger* sleep_trigger_ = nullptr;
+    decltype(interpose::on_time)::Hook time_ =
+        interpose::on_time([this](time_t*) -> std::optional<time_t> {
+            return hits(time_trigger_) ? interpose::on_time.failed(EOVERFLOW) : now_;
+        });
+    decltype(interpose::on_nanosleep)::Hook nanosleep_ =
+        interpose::on_nanosleep([this](const timespec* wanted, timespec*) -> std::optional<int> {
+            if (hits(sleep_trigger_))
+                return interpose::on_nanosleep.failed(EINTR);
+            now_ += wanted->tv_sec;
+            return 0;
+        });
+};
+
+// Keeps a fault in place.
+using ArmedFault = std::shared_ptr<void>;
+
+struct Fault {
+    std::string call;  // such as "access"
+    std::string error; // what it fails with, for messages
+    std::function<ArmedFault(Trigger&, FaultClock&)> arm;
+    bool lasts = true; // false for what no system does for good
+};
+
+// The fault as one that hits a single call, never all that follow.
+inline Fault only_once(Fault fault)
+{
+    fault.lasts = false;
+    return fault;
+}
+
+std::string name_of(int error); // such as "EIO"
+
+// A fault that answers the calls that meet `concerns`, when the trigger hits, as `answer` does.
+template <typename Result, typename... Args, typename Concerns, typename Answer>
+Fault answers(interpose::Interposable<Result(Args...)>& call, const std::string& error,
+              Concerns concerns, Answer answer)
+{
+    using Hook = typename interpose::Interposable<Result(Args...)>::Hook;
+    return {call.name(), error, [&call, concerns, answer](Trigger& trigger, FaultClock&) {
+                auto hook = std::make_shared<std::optional<Hook>>();
+                // From here on nothing may be allocated: allocation itself may be what fails.
+                hook->emplace(call([&trigger, concerns, answer](Args... args) {
+                    return concerns(args...) && trigger.hits() ? answer(args...)
+                                                               : std::optional<Result>();
+                }));
+                return hook;
+            }};
+}
+
+inline constexpr auto any_call = [](auto...) {
+    return true;
+};
+
+template <typename Result, typename... Args, typename Concerns>
+Fault fails_where(interpose::Interposable<Result(Args...)>& call, int error, Concerns concerns)
+{
+    return answers(call, name_of(error), concerns,
+                   [&call, error](Args...) { return std::optional<Result>(call.failed(error)); });
+}
+
+template <typename Result, typename... Args>
+Fault fails(interpose::Interposable<Result(Args...)>& call, int error)
+{
+    return fails_where(call, error, any_call);
+}
+
+// For calls that give something back: they do, whatever they tell. `real` is the call itself.
+template <typename Result, typename... Args>
+Fault fails_when_done(interpose::Interposable<Result(Args...)>& call, Result (*real)(Args...),
+                      int error)
+{
+    return answers(call, name_of(error) + " when done", any_call, [&call, real, error](Args... a) {
+        real(a...);
+        return std::optional<Result>(call.failed(error));
+    });
+}
+
+void mark_failed(FILE* stream); // sets its error indicator
+
+// For calls on streams.
+template <typename Result, typename... Args>
+Fault stream_fails(interpose::Interposable<Result(Args...)>& call, int error)
+{
+    return answers(call, name_of(error), any_call, [&call, error](Args... args) {
+        mark_failed(std::get<FILE*>(std::make_tuple(args...)));
+        return std::optional<Result>(call.failed(error));
+    });
+}
+
+// time() and nanosleep().
+Fault time_fails();
+Fault sleep_is_interrupted();
+
+// Semaphores fail only as the kernel lets them. What gives something back cannot fail while the set
+// is there, and what was opened can be used; but another process may delete the set at any time.
+Fault semop_has_no_memory(); // for what SEM_UNDO needs, at what takes something
+Fault semop_is_interrupted();
+Fault semop_finds_set_deleted();
+Fault semop_sees_set_deleted(); // while it waits
+Fault semctl_finds_set_deleted();
+Fault set_cannot_be_deleted();
+
+#endif

@@ -1,0 +1,78 @@
+#include "fault_leftovers.h"
+
+#include "process_state.h"
+#include "watchdog.h"
+
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+
+#include <sys/mount.h>
+#include <sys/sem.h>
+
+namespace
+{
+
+namespace fs = std::filesystem;
+
+std::string children()
+{
+    std::ifstream list("/proc/thread-self/children");
+    std::string processes;
+    std::getline(list, processes);
+    return processes;
+}
+
+int threads()
+{
+    return static_cast<int>(std::distance(fs::directory_iterator("/proc/self/task"), {}));
+}
+
+// Mount points below the directory that the library mounts on, the topmost first.
+std::vector<std::string> mounts()
+{
+    std::ifstream table("/proc/self/mountinfo");
+    std::vector<std::string> points;
+    for (std::string line; std::getline(table, line);) {
+        const std::size_t begin = line.find(" /usr/varnis/var/ixfs/");
+        if (begin != std::string::npos)
+            points.push_back(line.substr(begin + 1, line.find(' ', begin + 1) - begin - 1));
+    }
+    return {points.rbegin(), points.rend()};
+}
+
+// Whether an ACE process mutex can be had by anyone, now: nobody is opening or closing it, and
+// nobody holds it, or it is still to be made ready by its first user.
+bool can_be_had(int set)
+{
+    constexpr int guard = 0;
+    constexpr int users = 1;
+    constexpr int lock = 2;
+    return semctl(set, guard, GETVAL) == 0 &&
+           (semctl(set, lock, GETVAL) == 1 || semctl(set, users, GETVAL) == 0);
+}
+
+} // namespace
+
+Leftovers::Leftovers()
+    : descriptors_(open_descriptors()), children_(children()), threads_(threads())
+{
+}
+
+void Leftovers::expect_none(const std::set<Leftover>& excused) const
+{
+    look_until([this] { return threads() <= threads_; });
+    EXPECT_EQ(open_descriptors(), descriptors_);
+    EXPECT_EQ(children(), children_);
+    for (const std::string& mount : mounts()) {
+        EXPECT_TRUE(excused.count(Leftover::mount) != 0) << mount << " is still mounted";
+        umount2(mount.c_str(), MNT_DETACH);
+    }
+    for (const SemaphoreSet& set : semaphore_sets()) {
+        EXPECT_TRUE(excused.count(Leftover::free_lock) != 0) << "a lock is left";
+        EXPECT_TRUE(can_be_had(set.id)) << "a lock is left that nobody can get";
+        semctl(set.id, 0, IPC_RMID);
+    }
+}

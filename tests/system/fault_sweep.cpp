@@ -1,0 +1,190 @@
+#include "fault_sweep.h"
+
+#include "watchdog.h"
+
+#include <boost/uuid/entropy_error.hpp>
+#include <gmock/gmock.h>
+
+#include <cstdio>
+#include <map>
+#include <new>
+
+// Finds what has leaked so far; there only under a sanitizer.
+extern "C" int __lsan_do_recoverable_leak_check() __attribute__((weak));
+
+namespace
+{
+
+int all_points = 0;
+
+class Total : public testing::Environment
+{
+    void TearDown() override { std::printf("%d fault points in all\n", all_points); }
+};
+
+[[maybe_unused]] const testing::Environment* const total =
+    testing::AddGlobalTestEnvironment(new Total);
+
+const char* name_of(Trigger::Mode mode)
+{
+    return mode == Trigger::Mode::once ? "once" : "for good";
+}
+
+// Counts the calls that can be made to fail.
+class CallWatch
+{
+public:
+    CallWatch()
+    {
+        using namespace interpose;
+        watch(on_access, on_mkdir, on_link, on_unlink, on_rmdir, on_opendir, on_readdir,
+              on_closedir, on_stat, on_lstat, on_statx, on_umount2, on_read, on_lseek64);
+        watch(on_fopen, on_fopen64, on_fgets, on_fputs, on_fprintf, on_fflush, on_fclose, on_popen,
+              on_pclose);
+        watch(on_uname, on_setlocale, on_getrandom, on_semget, on_semop, on_semctl,
+              on_pthread_create);
+        watch(on_malloc, on_calloc, on_realloc, on_strdup, on_new, on_new_nothrow);
+        add(time_fails());
+        add(sleep_is_interrupted());
+        for (auto& [name, watched] : watched_)
+            watched.own_calls = watched.trigger.calls();
+    }
+
+    // Ends the watch. Returns the names of the calls that were made meanwhile.
+    std::set<std::string> made()
+    {
+        armed_.clear();
+        std::set<std::string> names;
+        for (const auto& [name, watched] : watched_) {
+            if (watched.trigger.calls() > watched.own_calls)
+                names.insert(name);
+        }
+        return names;
+    }
+
+private:
+    struct Watched {
+        Trigger trigger{0, Trigger::Mode::once};
+        int own_calls = 0;
+    };
+
+    template <typename... Calls>
+    void watch(Calls&... calls)
+    {
+        (add(fails(calls, 0)), ...);
+    }
+
+    void add(const Fault& fault)
+    {
+        armed_.push_back(fault.arm(watched_[fault.call].trigger, clock_));
+    }
+
+    std::map<std::string, Watched> watched_;
+    FaultClock clock_;
+    std::vector<ArmedFault> armed_;
+};
+
+int failures_so_far()
+{
+    return testing::UnitTest::GetInstance()->current_test_info()->result()->total_part_count();
+}
+
+} // namespace
+
+Handle silent_handle(int flags)
+{
+    const ixfs_log_callback nowhere = [](int, const char*, const char*) {
+    };
+    return Handle(ixfs_init(flags, nullptr, nowhere, nullptr, nullptr));
+}
+
+FaultCases operator+(FaultCases left, const FaultCases& right)
+{
+    left.insert(left.end(), right.begin(), right.end());
+    return left;
+}
+
+int FaultSweep::act_guarded()
+{
+    try {
+        return act();
+    } catch (const std::bad_alloc&) {
+        return threw_bad_alloc;
+    } catch (const boost::uuids::entropy_error&) {
+        return threw_entropy_error;
+    } catch (const std::exception&) {
+        return threw_what_it_must_not;
+    }
+}
+
+// A list that lacks a call would leave it untried, and so would one call's name for another's.
+void FaultSweep::run_undisturbed(const FaultCases& cases)
+{
+    std::set<std::string> listed;
+    for (const FaultCase& fault_case : cases)
+        listed.insert(fault_case.fault.call);
+    std::set<std::string> made;
+    arrange();
+    {
+        CallWatch watch;
+        undisturbed_result_ = act_guarded();
+        made = watch.made();
+    }
+    take_back(undisturbed_result_);
+    serve();
+    EXPECT_EQ(made, listed);
+}
+
+void FaultSweep::run(const FaultCase& fault_case, Trigger& trigger)
+{
+    const Leftovers before;
+    arrange();
+    int result = 0;
+    {
+        FaultClock clock;
+        const ArmedFault armed = fault_case.fault.arm(trigger, clock);
+        result = act_guarded();
+    }
+    if (trigger.reached())
+        EXPECT_THAT(fault_case.results, testing::Contains(result));
+    else
+        EXPECT_EQ(result, undisturbed_result_);
+    take_back(result);
+    before.expect_none(fault_case.leftovers);
+    serve();
+    before.expect_none({});
+}
+
+void FaultSweep::sweep(const FaultCase& fault_case, Trigger::Mode mode)
+{
+    const std::string what =
+        fault_case.fault.call + " fails with " + fault_case.fault.error + " " + name_of(mode);
+    const Watchdog watchdog(std::chrono::seconds(60), "while " + what);
+    const int failures_before = failures_so_far();
+    for (int number = 1; failures_so_far() == failures_before; ++number) {
+        SCOPED_TRACE(what + ", beginning with call " + std::to_string(number));
+        Trigger trigger(number, mode);
+        run(fault_case, trigger);
+        if (!trigger.reached()) {
+            EXPECT_GT(number, 1) << "was never called";
+            return;
+        }
+        ++points_;
+    }
+}
+
+void FaultSweep::sweep(const FaultCases& cases)
+{
+    run_undisturbed(cases);
+    for (const FaultCase& fault_case : cases) {
+        sweep(fault_case, Trigger::Mode::once);
+        if (fault_case.fault.lasts)
+            sweep(fault_case, Trigger::Mode::for_good);
+    }
+    if (__lsan_do_recoverable_leak_check != nullptr) {
+        EXPECT_EQ(__lsan_do_recoverable_leak_check(), 0) << "memory has leaked";
+    }
+    std::printf("%5d fault points: %s\n", points_,
+                testing::UnitTest::GetInstance()->current_test_info()->test_suite_name());
+    all_points += points_;
+}

@@ -1,0 +1,266 @@
+// Unmounting through the helper.
+#include "fake_time.h"
+#include "mount_fixture.h"
+#include "process_state.h"
+#include "real_mount.h"
+
+#include "ixfs_lib_util/control.h"
+
+#include <string>
+#include <vector>
+
+namespace
+{
+
+class Unmount : public MountTest
+{
+protected:
+    // The lines of an unmount up to the end of its first run.
+    Lines lines_of_first_run(const std::vector<std::string>& responses) const
+    {
+        return lines_before_unmount_command() +
+               lines_of_run(unmount_says, unmount_command(), responses);
+    }
+
+    // The lines of the mount point's deletion, which holds "backups".
+    Lines lines_of_deletion() const
+    {
+        return {found_folder_line(image / "backups"), removed_folder_line(image / "backups"),
+                removed_folder_line(image.path())};
+    }
+
+    const Lines mount_path_lines{unmount_says.info("INF - looking for mount path: m/x"),
+                                 unmount_says.info("INF - unmounted mount path: m/x")};
+};
+
+TEST_F(Unmount, SaysWhatItDoesInOrder)
+{
+    given_mount(mounts_image(), {{"flushing", "EXIT_STATUS=0"}});
+    EXPECT_EQ(ixfs_unmount(handle.get()), EC_OK);
+    EXPECT_EQ(log.lines_here(), lines_of_first_run({"flushing", "EXIT_STATUS=0"}));
+    EXPECT_EQ(handle->mount, nullptr);
+    EXPECT_TRUE(image.exists("backups")) << "the mount point is the helper's business";
+}
+
+TEST_F(Unmount, WithNothingMountedClearsTheStatusWithoutAWord)
+{
+    helper.answers({{"EXIT_STATUS=3"}});
+    mount();
+    ASSERT_EQ(ixfs_last_error(handle.get()), EC_HELPER_FAILED);
+    log.take();
+    EXPECT_EQ(ixfs_unmount(handle.get()), EC_OK);
+    EXPECT_EQ(ixfs_last_error(handle.get()), EC_OK);
+    EXPECT_EQ(log.lines(), Lines{});
+}
+
+TEST_F(Unmount, SuccessKeepsTheStatusOfAnEarlierFailure)
+{
+    given_mount(mounts_image());
+    mount();
+    EXPECT_EQ(ixfs_unmount(handle.get()), EC_OK);
+    EXPECT_EQ(ixfs_last_error(handle.get()), EC_ALREADY_MOUNTED);
+}
+
+TEST_F(Unmount, TellsTheJobLogTheExitStatusAlone)
+{
+    given_mount(mounts_image(), {{"flushing", "EXIT_STATUS=0", " EXIT_STATUS=1", "MNTPATH=/m/x"}});
+    ixfs_unmount(handle.get());
+    EXPECT_EQ(job_log.lines(),
+              (std::vector<std::string>{"JBD - INF - waiting for mount mutex...\n",
+                                        "JBD - INF - response - EXIT_STATUS=0\n"}));
+}
+
+TEST_F(Unmount, TellsTheJobLogEachExitStatus)
+{
+    FakeClock clock;
+    given_mount(mounts_image(), {{"EXIT_STATUS=25"}, {"EXIT_STATUS=5", "EXIT_STATUS=0"}});
+    ixfs_unmount(handle.get());
+    EXPECT_EQ(job_log.lines(),
+              (std::vector<std::string>{"JBD - INF - waiting for mount mutex...\n",
+                                        "JBD - INF - response - EXIT_STATUS=25\n",
+                                        "JBD - INF - response - EXIT_STATUS=5\n",
+                                        "JBD - INF - response - EXIT_STATUS=0\n"}));
+}
+
+TEST_F(Unmount, BusyServerIsTriedAgainAfterOneSecond)
+{
+    FakeClock clock;
+    given_mount(mounts_image(), {{"EXIT_STATUS=25"}, {"EXIT_STATUS=25"}, {"EXIT_STATUS=0"}});
+    EXPECT_EQ(ixfs_unmount(handle.get()), EC_OK);
+    const Lines busy = lines_of_run(unmount_says, unmount_command(), {"EXIT_STATUS=25"}) +
+                       unmount_says.info("INF - too busy to connect, retrying command");
+    EXPECT_EQ(log.lines_here(),
+              lines_before_unmount_command() + busy + busy +
+                  lines_of_run(unmount_says, unmount_command(), {"EXIT_STATUS=0"}));
+    EXPECT_EQ(clock.sleeps(), (std::vector<double>{1, 1}));
+}
+
+TEST_F(Unmount, BusyServerUntilTheTimeoutStillReturnsZeroAndLeavesNoMount)
+{
+    FakeClock clock;
+    given_mount(mounts_image(), {{"EXIT_STATUS=25"}});
+    EXPECT_EQ(ixfs_unmount(handle.get()), EC_OK);
+    EXPECT_EQ(log.lines_here().back(), unmount_says.error("ERR - timeout period exceeded"));
+    EXPECT_EQ(helper.runs().size(), 1U + 61U);
+    EXPECT_EQ(clock.sleeps(), std::vector<double>(60, 1));
+    EXPECT_EQ(handle->mount, nullptr);
+    EXPECT_EQ(ixfs_last_error(handle.get()), EC_OK);
+    EXPECT_TRUE(image.exists("backups"));
+}
+
+TEST_F(Unmount, TimeoutOfTheMountZeroAllowsOneTry)
+{
+    FakeClock clock;
+    helper.answers({mounts_image(), {"EXIT_STATUS=25"}});
+    ASSERT_NE(mount(0), nullptr);
+    EXPECT_EQ(ixfs_unmount(handle.get()), EC_OK);
+    EXPECT_EQ(helper.runs().size(), 2U);
+    EXPECT_EQ(clock.sleeps(), std::vector<double>{});
+}
+
+TEST_F(Unmount, MissingExitStatusIsSuccess)
+{
+    given_mount(mounts_image(), {{"done"}});
+    EXPECT_EQ(ixfs_unmount(handle.get()), EC_OK);
+    EXPECT_EQ(log.lines_here(), lines_of_first_run({"done"}));
+}
+
+// With a mount path known
+
+TEST_F(Unmount, WithMountPathSucceedsWhateverTheExitStatusAndDeletesTheMountPoint)
+{
+    for (const std::string status : {"5", "25", "0"}) {
+        image.make_folder("backups");
+        given_mount(mounts_image_with_path(), {{"EXIT_STATUS=" + status}});
+        EXPECT_EQ(ixfs_unmount(handle.get()), EC_OK);
+        EXPECT_EQ(log.lines_here(), lines_of_first_run({"EXIT_STATUS=" + status}) +
+                                        lines_of_deletion() + mount_path_lines);
+        EXPECT_FALSE(image.exists("."));
+        EXPECT_EQ(handle->mount, nullptr);
+        EXPECT_EQ(ixfs_last_error(handle.get()), EC_OK);
+        ASSERT_TRUE(log.wait_for("INF - stopping validate thread, errno = 0\n"));
+        log.take();
+    }
+}
+
+TEST_F(Unmount, WithMountPathGoesOnWhenTheMountPointCannotBeDeleted)
+{
+    given_mount(mounts_image_with_path());
+    const auto rmdir = interpose::on_rmdir.fails(EBUSY);
+    EXPECT_EQ(ixfs_unmount(handle.get()), EC_OK);
+    EXPECT_EQ(log.with_message("INF - unmounted mount path: m/x\n").size(), 1U);
+    EXPECT_EQ(ixfs_last_error(handle.get()), EC_OK);
+}
+
+TEST_F(Unmount, WithMountPathGoesOnWhenTheMountPointIsGone)
+{
+    given_mount(mounts_image_with_path());
+    helper.does("rm -r '" + image.path() + "'");
+    EXPECT_EQ(ixfs_unmount(handle.get()), EC_OK);
+    EXPECT_EQ(log.lines_here(), lines_of_first_run({"EXIT_STATUS=0"}) +
+                                    folder_delete_says.error("ERR - ACE_OS::opendir(" +
+                                                             image.path() + ") failed, error = 2") +
+                                    mount_path_lines);
+}
+
+TEST_F(Unmount, WithMountPathThatIsEmptyDeletesTheMountPointToo)
+{
+    given_mount({"MNTPATH=/", "MOUNTPOINT=" + image.path(), "EXIT_STATUS=0"});
+    EXPECT_EQ(ixfs_unmount(handle.get()), EC_OK);
+    EXPECT_EQ(log.lines_here(), lines_of_first_run({"EXIT_STATUS=0"}) + lines_of_deletion() +
+                                    unmount_says.info("INF - looking for mount path: ") +
+                                    unmount_says.info("INF - unmounted mount path: "));
+}
+
+// Whether the mount point is still the root of a mounted file system
+
+TEST_F(Unmount, WithMountPathDeletesNothingThatIsStillMounted)
+{
+    const auto mounted = RealMount::tmpfs(image.path());
+    image.make_folder("backups");
+    image.write("kept", "text");
+    given_mount(mounts_image_with_path());
+    EXPECT_EQ(ixfs_unmount(handle.get()), EC_OK);
+    EXPECT_EQ(log.lines_here(),
+              lines_of_first_run({"EXIT_STATUS=0"}) +
+                  unmount_says.error("ERR - still mounted, not deleted: " + image.path()) +
+                  mount_path_lines);
+    EXPECT_EQ(image.read("kept"), "text");
+    EXPECT_TRUE(image.exists("backups"));
+    EXPECT_EQ(handle->mount, nullptr);
+    EXPECT_EQ(ixfs_last_error(handle.get()), EC_OK);
+}
+
+TEST_F(Unmount, WithMountPathDeletesNothingThatIsBoundThere)
+{
+    const TempDir stored;
+    stored.make_folder("backups");
+    stored.write("backups/disk", "data");
+    const auto mounted = RealMount::bind(stored.path(), image.path());
+    given_mount(mounts_image_with_path());
+    EXPECT_EQ(ixfs_unmount(handle.get()), EC_OK);
+    EXPECT_EQ(log.with_message("ERR - still mounted, not deleted: " + image.path() + "\n").size(),
+              1U);
+    EXPECT_EQ(stored.read("backups/disk"), "data");
+}
+
+TEST_F(Unmount, WithMountPathDeletesNothingWhenTheMountPointCannotBeLookedAt)
+{
+    given_mount(mounts_image_with_path());
+    const auto statx = interpose::on_statx.fails(EIO);
+    EXPECT_EQ(ixfs_unmount(handle.get()), EC_OK);
+    EXPECT_EQ(log.with_message("ERR - still mounted, not deleted: " + image.path() + "\n").size(),
+              1U);
+    EXPECT_TRUE(image.exists("backups"));
+}
+
+TEST_F(Unmount, WithMountPathDeletesNothingWhenTheKernelCannotTellMountsApart)
+{
+    given_mount(mounts_image_with_path());
+    const auto statx = interpose::on_statx(
+        [](int, const char*, int, unsigned int, struct statx* status) -> std::optional<int> {
+            *status = {};
+            return 0;
+        });
+    EXPECT_EQ(ixfs_unmount(handle.get()), EC_OK);
+    EXPECT_TRUE(image.exists("backups"));
+}
+
+TEST_F(Unmount, WithMountPathDeletesAMountPointThatTheHelperUnmounted)
+{
+    const auto mounted = RealMount::tmpfs(image.path());
+    image.make_folder("backups");
+    given_mount(mounts_image_with_path());
+    helper.does("umount '" + image.path() + "'");
+    EXPECT_EQ(ixfs_unmount(handle.get()), EC_OK);
+    EXPECT_FALSE(image.exists("."));
+}
+
+// What is left
+
+TEST_F(Unmount, LeavesNoLockAndNoDescriptor)
+{
+    const NoLocksLeft no_locks;
+    const NoDescriptorsLeft no_descriptors;
+    given_mount(mounts_image_with_path());
+    EXPECT_EQ(ixfs_unmount(handle.get()), EC_OK);
+}
+
+TEST_F(Unmount, MayBeFollowedByTheNextMount)
+{
+    for (int i = 0; i < 3; ++i) {
+        given_mount(mounts_image());
+        EXPECT_EQ(ixfs_unmount(handle.get()), EC_OK);
+    }
+    EXPECT_EQ(helper.runs().size(), 6U);
+}
+
+TEST_F(Unmount, IsDoneByTheHandlesEnd)
+{
+    given_mount(mounts_image());
+    handle.reset();
+    EXPECT_EQ(log.lines_here(), lines_of_first_run({"EXIT_STATUS=0"}));
+    EXPECT_EQ(helper.runs().size(), 2U);
+}
+
+} // namespace
