@@ -1,4 +1,5 @@
 # Warnings as errors, hardening and sanitizers, for every target of ours.
+set(CMAKE_CXX_STANDARD 17)
 set(CMAKE_CXX_EXTENSIONS OFF)
 set(CMAKE_C_STANDARD 11)
 set(CMAKE_EXPORT_COMPILE_COMMANDS ON)

@@ -4,8 +4,9 @@
 #include "log.h"
 #include "mount_record.h"
 
+#include <ace/OS_NS_Thread.h>
 #include <ace/OS_NS_sys_stat.h>
-#include <ace/Thread.h>
+#include <ace/OS_Thread_Adapter.h>
 #include <ace/Time_Value.h>
 
 #include <cerrno>
@@ -40,6 +41,21 @@ void* watch_retained_record(void* argument)
 {
     void* const result = _ixfs_mount_validate_thread(argument);
     mount_record_release(static_cast<_ixfs_mount_t*>(argument));
+    return result;
+}
+
+// As ACE_Thread::spawn, which loses the adapter that it makes when the thread cannot be started.
+int spawn(_ixfs_mount_t* record, ACE_hthread_t* thread)
+{
+    ACE_Base_Thread_Adapter* const adapter =
+        new (std::nothrow) ACE_OS_Thread_Adapter(watch_retained_record, record);
+    if (adapter == nullptr)
+        return -1;
+    const int result =
+        ACE_OS::thr_create(watch_retained_record, record, THR_NEW_LWP | THR_DETACHED, nullptr,
+                           thread, ACE_DEFAULT_THREAD_PRIORITY, nullptr, 0, adapter);
+    if (result != 0)
+        delete adapter; // else it is the thread's
     return result;
 }
 
@@ -104,8 +120,7 @@ void start_mount_validation(_ixfs_control_t* handle, const char* tag, _ixfs_moun
 
     mount_record_retain(record);
     ACE_hthread_t thread{};
-    record->thread_result = ACE_Thread::spawn(watch_retained_record, record,
-                                              THR_NEW_LWP | THR_DETACHED, nullptr, &thread);
+    record->thread_result = spawn(record, &thread);
     if (record->thread_result != 0) {
         mount_record_release(record);
         _ixfs_log(handle, tag, IXFS_LOG_ERR, "ERR - ACE_Thread::spawn() failed, error = %d\n",

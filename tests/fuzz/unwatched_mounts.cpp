@@ -7,14 +7,13 @@ namespace
 
 // Shows what a thread's function was to be called with.
 struct Start : ACE_Base_Thread_Adapter {
-    static void* argument(const ACE_Base_Thread_Adapter& start) { return start.*(&Start::arg_); }
+    static void* argument(const ACE_Base_Thread_Adapter* start) { return start->*(&Start::arg_); }
 };
 
 } // namespace
 
-int UnwatchedMounts::refuse(ACE_Base_Thread_Adapter* start)
+int UnwatchedMounts::refuse(const ACE_Base_Thread_Adapter* start)
 {
-    const std::unique_ptr<ACE_Base_Thread_Adapter> forgotten(start);
-    stop_events_.emplace_back(static_cast<_ixfs_mount_t*>(Start::argument(*start))->event);
+    stop_events_.emplace_back(static_cast<_ixfs_mount_t*>(Start::argument(start))->event);
     return EAGAIN;
 }

@@ -11,18 +11,19 @@
 
 class ACE_Base_Thread_Adapter;
 
-// Lets every thread fail to start. Frees what stays behind then, of which there would soon be
-// millions: the stop event of a mount, which outlives it on purpose, and what ACE forgets. So it
-// must itself outlive the mounts. Holds on_pthread_create.
+// Lets every thread fail to start. Frees the mounts' stop events in the end, which outlive them on
+// purpose and of which there would soon be millions; so it must itself outlive the mounts. Holds
+// on_pthread_create.
 class UnwatchedMounts
 {
 private:
-    int refuse(ACE_Base_Thread_Adapter* start);
+    int refuse(const ACE_Base_Thread_Adapter* start);
 
     std::vector<std::unique_ptr<ACE_Event>> stop_events_;
     decltype(interpose::on_pthread_create)::Hook hook_ = interpose::on_pthread_create(
         [this](pthread_t*, const pthread_attr_t*, void* (*)(void*), void* argument) {
-            return std::optional<int>(refuse(static_cast<ACE_Base_Thread_Adapter*>(argument)));
+            return std::optional<int>(
+                refuse(static_cast<const ACE_Base_Thread_Adapter*>(argument)));
         });
 };
 

@@ -132,6 +132,9 @@ int answer_fprintf(FILE* stream, const char* format, va_list arguments)
 
 } // namespace
 
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wformat-nonliteral" // formats are checked where they are written
+
 // A definition whose last parameter is called `format`, and what it answers.
 #define DEFINE_VARIADIC(name, symbol, parameters, answer)                                          \
     extern "C" int interposed_##name parameters __asm__(symbol);                                   \
@@ -154,6 +157,8 @@ DEFINE_VARIADIC(fprintf, "fprintf", (FILE * stream, const char* format, ...),
                 answer_fprintf(stream, format, arguments))
 DEFINE_VARIADIC(fprintf_chk, "__fprintf_chk", (FILE * stream, int, const char* format, ...),
                 answer_fprintf(stream, format, arguments))
+
+#pragma GCC diagnostic pop
 
 INTERPOSE_ALLOCATION(malloc, void*, (size_t size), (size))
 INTERPOSE_ALLOCATION(calloc, void*, (size_t count, size_t size), (count, size))

@@ -94,3 +94,8 @@ void FaultImage::expect_view() const
     }
     EXPECT_EQ(std::distance(fs::directory_iterator(view_), {}), 4);
 }
+
+bool FaultImage::has_view() const
+{
+    return fs::exists(view_);
+}

@@ -25,6 +25,8 @@ public:
     // nothing else.
     void expect_view() const;
 
+    bool has_view() const;
+
     const std::string server;
     const std::string mount_point; // where the library has it mounted
     const std::string backup_id = "host_1700000000";

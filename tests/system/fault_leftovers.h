@@ -9,7 +9,8 @@
 // What a fault itself makes impossible to take away.
 enum class Leftover {
     free_lock, // a semaphore set that nobody holds, and that its next user takes as it is
-    mount      // the mounted image
+    mount,     // the mounted image
+    view       // the folder of a view that failed
 };
 
 // Remembers what the process has, to compare it later.

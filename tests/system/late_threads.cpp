@@ -80,7 +80,7 @@ struct LateThreads::Start {
 
 LateThreads::LateThreads(Late late) : late_(late)
 {
-    if (late == Late::to_wake || late == Late::in_stat)
+    if (late != Late::never && late != Late::before_it_starts)
         wait_.emplace(interpose::on_pthread_cond_timedwait(
             [this](auto... arguments) { return wait_for_event(arguments...); }));
     if (late == Late::in_stat)
@@ -118,7 +118,7 @@ std::optional<int> LateThreads::wait_for_event(pthread_cond_t* condition, pthrea
 {
     if (own_handle == nullptr)
         return std::nullopt;
-    if (late_ == Late::in_stat) // its first wait is over at once
+    if (late_ != Late::to_wake) // its first wait is over at once
         return std::exchange(has_waited, true) ? std::nullopt : std::optional<int>(ETIMEDOUT);
     own_handle->arrived.open();
     const int result = pthread_cond_timedwait(condition, mutex, until);
@@ -151,7 +151,7 @@ LateMount::LateMount(LateThreads& threads, const std::string& server, Until unti
         ixfs_mount(handle_.get(), "mount-cred", "unmount-cred", 1, server.c_str(), 0, nullptr),
         nullptr)
         << ixfs_last_error(handle_.get());
-    if (threads.late() != Late::never)
+    if (threads.keeps_still())
         watched_->arrived.wait();
     reach(*watched_, Until::mounted);
 }

@@ -26,6 +26,7 @@ private:
 // Where a validation thread is late.
 enum class Late {
     never,
+    never_but_busy,   // looks into the mount while its handle goes on
     before_it_starts, // before its first instruction
     to_wake,          // signalled, and its wait not yet left
     in_stat           // in a stat of the mounted file system that hangs
@@ -59,12 +60,13 @@ struct Watched {
     std::atomic<bool> terminated{false};
 };
 
-// A number of events that, like a gate, orders nothing.
+// A number of events. Orders nothing for those that add to it, and their past before a reader's
+// future.
 class Count
 {
 public:
-    void operator+=(int events) { number_.fetch_add(events, std::memory_order_relaxed); }
-    operator int() const { return number_.load(std::memory_order_relaxed); }
+    void operator+=(int events) { number_.fetch_add(events, std::memory_order_release); }
+    operator int() const { return number_.load(std::memory_order_acquire); }
 
 private:
     std::atomic<int> number_{0};
@@ -80,7 +82,8 @@ public:
     LateThreads(const LateThreads&) = delete;
     LateThreads& operator=(const LateThreads&) = delete;
 
-    Late late() const { return late_; }
+    // Whether its threads stand still somewhere.
+    bool keeps_still() const { return late_ != Late::never && late_ != Late::never_but_busy; }
 
     // Waits until all threads started so far, which must have been let go, have ended.
     void wait_for_end() const;

@@ -4,6 +4,7 @@
 #include "cycle_count.h"
 #include "late_threads.h"
 #include "process_state.h"
+#include "real_mount.h"
 #include "temp_dir.h"
 #include "watchdog.h"
 
@@ -66,15 +67,17 @@ private:
     std::deque<std::shared_ptr<Watched>> late_;
 };
 
-// What this process has, once its threads but this one are gone.
+// What this process has, once it has no more threads than it had at first.
 struct Belongings {
     Belongings()
     {
-        look_until([] { return process_status("Threads") == 1; });
+        look_until([] { return process_status("Threads") <= first_threads; });
         virtual_memory = process_status("VmSize");
         heap = static_cast<long>(mallinfo2().uordblks);
         descriptors = open_descriptors();
     }
+
+    static inline long first_threads = 0;
 
     long virtual_memory; // kB
     long heap;           // bytes in use
@@ -86,6 +89,8 @@ std::string name_of(Late late)
     switch (late) {
     case Late::never:
         return "never";
+    case Late::never_but_busy:
+        return "never_but_busy";
     case Late::before_it_starts:
         return "before_it_starts";
     case Late::to_wake:
@@ -103,6 +108,8 @@ protected:
     {
         mallopt(M_ARENA_MAX, 1); // or each new thread might reserve an address range
         std::filesystem::create_directories("/usr/varnis/var/ixfs");
+        std::thread([] {}).join(); // with it a sanitizer may start one of its own
+        Belongings::first_threads = process_status("Threads");
     }
 
     ValidationThreadTest() { image.make_folder("backups"); }
@@ -130,7 +137,9 @@ protected:
 
     Watchdog watchdog{std::chrono::seconds(300)};
     TempDir image;
-    CannedHelper helper{"MOUNTPOINT=" + image.path() + "\nEXIT_STATUS=0\n"};
+    // A real mount, since the library would delete a mere folder with the mount path's end.
+    const RealMount mount = RealMount::tmpfs(image.path());
+    CannedHelper helper{"MNTPATH=/m/x\nMOUNTPOINT=" + image.path() + "\nEXIT_STATUS=0\n"};
 };
 
 TEST_P(ValidationThreadTest, LeavesNothingBehindOneHandleAfterAnother)
@@ -150,7 +159,7 @@ TEST_P(ValidationThreadTest, LeavesNothingBehindOneHandleAfterAnother)
     EXPECT_EQ(threads.started, cycles / 20 + cycles);
     EXPECT_GT(threads.callbacks, 0);
     EXPECT_EQ(threads.callbacks_after_term, 0);
-    if (GetParam() != Late::never) {
+    if (threads.keeps_still()) {
         EXPECT_GE(threads.outlived, cycles / 4);
     }
 }
@@ -183,8 +192,8 @@ TEST_P(ValidationThreadTest, LeavesNothingBehindWithSixtyFourHandlesOnEightThrea
 }
 
 INSTANTIATE_TEST_SUITE_P(Late, ValidationThreadTest,
-                         testing::Values(Late::never, Late::before_it_starts, Late::to_wake,
-                                         Late::in_stat),
+                         testing::Values(Late::never, Late::never_but_busy, Late::before_it_starts,
+                                         Late::to_wake, Late::in_stat),
                          [](const auto& test) { return name_of(test.param); });
 
 } // namespace

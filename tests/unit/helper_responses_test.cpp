@@ -142,17 +142,6 @@ TEST_F(HelperResponses, MountPathWithoutAMountPointIsRetriedWhileBusy)
     EXPECT_EQ(mount_path(), "m/x");
 }
 
-TEST_F(HelperResponses, MountWhosePathFindsNoMemoryIsUndone)
-{
-    helper.answers({mounts_image_with_path(), {"EXIT_STATUS=0"}});
-    auto strdup = interpose::on_strdup([](const char* text) {
-        return std::string(text) == "m/x" ? std::optional<char*>(nullptr) : std::nullopt;
-    });
-    EXPECT_EQ(mount(), nullptr);
-    EXPECT_EQ(ixfs_last_error(handle.get()), EC_NO_MEMORY);
-    EXPECT_EQ(helper.runs().back().front(), "umount");
-}
-
 TEST_F(HelperResponses, MountPointBeginsBehindTheLastEqualsSign)
 {
     helper.answers({{"MOUNTPOINT=/a=" + image.path(), "EXIT_STATUS=0"}});

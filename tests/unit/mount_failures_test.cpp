@@ -112,6 +112,24 @@ TEST_F(MountFailures, HelperThatMountsNothing)
     EXPECT_EQ(ixfs_last_error(handle.get()), EC_SYSTEM_ERROR);
 }
 
+TEST_F(MountFailures, NoMemoryForTheMountPathUndoesTheMount)
+{
+    helper.answers({mounts_image_with_path(), {"EXIT_STATUS=0"}});
+    {
+        const auto strdup = interpose::on_strdup.fails_once(ENOMEM, 4);
+        EXPECT_EQ(mount(), nullptr);
+    }
+    EXPECT_EQ(
+        log.lines(),
+        lines_before_mount_command() + lines_of_run(mount_says, shown_command, {"MNTPATH=/m/x"}) +
+            mount_says.error("ERR - allocation for mount path failed, error = 12") +
+            mount_says.info("INF - response - MOUNTPOINT=" + image.path()) +
+            mount_says.info("MOUNTPOINT= MOUNTPOINT=" + image.path()) +
+            mount_says.info("INF - response - EXIT_STATUS=0") + lines_before_unmount_command() +
+            lines_of_run(unmount_says, unmount_command(), {"EXIT_STATUS=0"}));
+    EXPECT_EQ(ixfs_last_error(handle.get()), EC_NO_MEMORY);
+}
+
 TEST_F(MountFailures, MountWithoutBackupsIsUnmountedAndFails)
 {
     given_dead_mount();

@@ -1,0 +1,254 @@
+// Preparations of an image whose file system times out, breaks, is full or read-only, or dies.
+#include "fake_time.h"
+#include "faulty_mount.h"
+#include "interpose.h"
+#include "tree_snapshot.h"
+
+#include <gmock/gmock.h>
+
+#include <optional>
+
+using faultfs::Fault;
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+namespace
+{
+
+constexpr Speaker link_says("_ixfs_create_hard_link()");
+constexpr Speaker copy_says("_ixfs_copy_desc()");
+constexpr Speaker read_says("readXml");
+constexpr Speaker view_folder_says("makeViewFolder");
+
+// Patterns of the image's files for rules.
+const std::string the_configuration = " */^^.^VIRTUAL_FILE_FSMAP";
+const std::string the_view_folder = " */_vmir";
+const std::string the_second_descriptor = " */vm/b.vmdk.desc";
+const std::string the_second_copy = " */_vmir/b.vmdk";
+
+// ---- Time-outs ----------------------------------------------------------------------------------
+
+TEST_F(FaultyMount, AccessThatTimesOut99TimesSucceeds)
+{
+    const Fault slow_configuration = image.add("access ETIME times=99" + the_configuration);
+    const Fault slow_descriptor = image.add("access ETIME times=99" + the_second_descriptor);
+    EXPECT_EQ(prepare(), EC_OK);
+    EXPECT_EQ(slow_configuration.count().seen, 100);
+    EXPECT_EQ(slow_configuration.count().fired, 99);
+    EXPECT_EQ(slow_descriptor.count().seen, 100);
+    EXPECT_EQ(slow_descriptor.count().fired, 99);
+    EXPECT_EQ(image_lines(), lines_of_success());
+    expect_whole_view();
+}
+
+TEST_F(FaultyMount, ConfigurationThatTimesOut100TimesIsLookedForAgain)
+{
+    const FakeClock clock;
+    const Fault slow = image.add("access ETIME times=100" + the_configuration);
+    EXPECT_EQ(prepare(), EC_OK);
+    EXPECT_EQ(slow.count().seen, 101);
+    EXPECT_THAT(clock.sleeps(), ElementsAre(10));
+    EXPECT_EQ(failures(), Lines{exists_says.error("ERR - ACE_OS::access(" + config_path() +
+                                                  ") failed with semaphoere timeout")});
+    expect_whole_view();
+}
+
+TEST_F(FaultyMount, ConfigurationThatTimesOutForGoodIs142)
+{
+    const FakeClock clock;
+    const Fault dead = image.add("access ETIME" + the_configuration);
+    EXPECT_EQ(prepare(), EC_FILE_NOT_FOUND);
+    EXPECT_EQ(dead.count().fired, 300);
+    EXPECT_THAT(clock.sleeps(), ElementsAre(10, 10));
+    const Line timeout = exists_says.error("ERR - ACE_OS::access(" + config_path() +
+                                           ") failed with semaphoere timeout");
+    EXPECT_EQ(failures(),
+              (Lines{timeout, timeout, timeout,
+                     read_says.error("ERR - VM Config file does not exist: " + config_path())}));
+    EXPECT_EQ(config, "");
+    expect_no_view();
+}
+
+TEST_F(FaultyMount, DescriptorThatTimesOut100TimesIs142AndTheViewRemoved)
+{
+    const Fault slow = image.add("access ETIME times=100" + the_second_descriptor);
+    EXPECT_EQ(prepare(), EC_FILE_NOT_FOUND);
+    EXPECT_EQ(slow.count().seen, 100);
+    EXPECT_EQ(failures(), unseen_descriptor_lines(" with semaphoere timeout"));
+    expect_no_view();
+}
+
+TEST_F(FaultyMount, MkdirThatTimesOut99TimesSucceeds)
+{
+    const Fault slow = image.add("mkdir ETIME times=99" + the_view_folder);
+    EXPECT_EQ(prepare(), EC_OK);
+    EXPECT_EQ(slow.count().seen, 100);
+    EXPECT_EQ(slow.count().fired, 99);
+    EXPECT_EQ(image_lines(), lines_of_success());
+    expect_whole_view();
+}
+
+TEST_F(FaultyMount, MkdirThatTimesOut100TimesIsGivenUpUnnoticedUntilTheFirstDescriptor)
+{
+    const Fault slow = image.add("mkdir ETIME times=100" + the_view_folder);
+    entries.erase(entries.begin());
+    EXPECT_EQ(prepare(), EC_FILE_NOT_COPIED);
+    EXPECT_EQ(slow.count().seen, 100);
+    EXPECT_EQ(
+        log.with_message("INF - Successfully created directory: " + view_folder + "\n").size(), 1);
+    EXPECT_EQ(failures(), (Lines{copy_says.error("ERR - can't open new " + view_b + ", err 2")} +
+                           failed_copy_lines() +
+                           folder_delete_says.error("ERR - ACE_OS::opendir(" + view_folder +
+                                                    ") failed, error = 2")));
+    expect_no_view();
+}
+
+// ---- The configuration --------------------------------------------------------------------------
+
+TEST_F(FaultyMount, ConfigurationThatAppearsAfterTheSecondCheckIsRead)
+{
+    const FakeClock clock;
+    const Fault late = image.add("lookup ENOENT times=2" + the_configuration);
+    EXPECT_EQ(prepare(), EC_OK);
+    EXPECT_EQ(late.count().fired, 2);
+    EXPECT_THAT(clock.sleeps(), ElementsAre(10, 10));
+    EXPECT_EQ(log.with_tag("readXml").size(), 2 + 4) << "two lines of waiting, four of reading";
+    EXPECT_EQ(failures(), Lines{});
+    EXPECT_EQ(config, "<vm/>");
+    expect_whole_view();
+}
+
+TEST_F(FaultyMount, ConfigurationThatIsNotThereAtTheThirdCheckIs142)
+{
+    const FakeClock clock;
+    const Fault late = image.add("lookup ENOENT times=3" + the_configuration);
+    EXPECT_EQ(prepare(), EC_FILE_NOT_FOUND);
+    EXPECT_EQ(late.count().seen, 3);
+    EXPECT_THAT(clock.sleeps(), ElementsAre(10, 10));
+    EXPECT_EQ(failures(),
+              Lines{read_says.error("ERR - VM Config file does not exist: " + config_path())});
+    expect_no_view();
+}
+
+TEST_F(FaultyMount, ConfigurationWithABadSectorIs13AndWhatCameBeforeItIsKept)
+{
+    const std::string readable = "<vm>" + std::string(4092, 'r');
+    write_config(readable + std::string(8192, 'b') + "</vm>");
+    const Fault bad_sector = image.add("read EIO from=4096" + the_configuration);
+    EXPECT_EQ(prepare(), EC_FILE_NOT_READ);
+    EXPECT_EQ(bad_sector.count().fired, 1);
+    EXPECT_EQ(failures(),
+              Lines{read_says.error("ERR - Failed to read contents of file: " + config_path())});
+    EXPECT_EQ(config, readable);
+    expect_no_view();
+}
+
+// ---- Descriptors --------------------------------------------------------------------------------
+
+// Behind its extent line, so that the copy looks whole to whoever checks but that line.
+TEST_F(FaultyMount, DescriptorWithABadSectorIs14AndTheViewRemoved)
+{
+    const std::size_t uuid_line = descriptor("b-flat.vmdk").find("ddb.uuid");
+    const Fault bad_sector =
+        image.add("read EIO from=" + std::to_string(uuid_line) + the_second_descriptor);
+    EXPECT_EQ(prepare(), EC_FILE_NOT_COPIED);
+    EXPECT_EQ(bad_sector.count().fired, 1);
+    EXPECT_EQ(failures(),
+              (Lines{copy_says.error("ERR - error reading old file - 5")} + failed_copy_lines()));
+    expect_no_view();
+}
+
+TEST_F(FaultyMount, FullDiskIs14AndTheViewRemoved)
+{
+    const Fault full = image.add("write ENOSPC from=30" + the_second_copy);
+    EXPECT_EQ(prepare(), EC_FILE_NOT_COPIED);
+    EXPECT_EQ(full.count().fired, 1);
+    EXPECT_EQ(failures(),
+              (Lines{copy_says.error("ERR - error writing new file - 28")} + failed_copy_lines()));
+    expect_no_view();
+}
+
+// ---- Links --------------------------------------------------------------------------------------
+
+TEST_F(FaultyMount, NoMoreLinksIs11AndTheViewRemoved)
+{
+    const Fault no_more = image.add("link EMLINK */_vmir/b-flat.vmdk");
+    EXPECT_EQ(prepare(), EC_SYSTEM_ERROR);
+    EXPECT_EQ(no_more.count().fired, 1);
+    EXPECT_EQ(failures(), (Lines{link_says.error("ERR - Could not create link " + data_b + " to " +
+                                                 link_b + " - 31")} +
+                           failed_link_lines()));
+    expect_no_view();
+}
+
+TEST_F(FaultyMount, FileSystemWithoutLinksReadsAsSuccess)
+{
+    const Fault none = image.add("link EPERM *");
+    EXPECT_EQ(prepare(), EC_OK);
+    EXPECT_EQ(none.count().fired, 2);
+    EXPECT_EQ(failures(),
+              (Lines{link_says.error("ERR - Could not create link " + in_image("vm/a.vmdk") +
+                                     " to " + in_view("a-flat.vmdk") + " - 1"),
+                     link_says.error("ERR - Could not create link " + data_b + " to " + link_b +
+                                     " - 1")}));
+    EXPECT_EQ(log.with_message("INF - Created link file: " + link_b + "\n").size(), 1);
+    EXPECT_THAT(view_names(), ElementsAre("a.vmdk", "b.vmdk"));
+    EXPECT_EQ(out.size(), 2);
+}
+
+// ---- The whole image ----------------------------------------------------------------------------
+
+TEST_F(FaultyMount, ReadOnlyImageIs1)
+{
+    const Fault read_only = image.add("modify EROFS *");
+    EXPECT_EQ(prepare(), 1);
+    EXPECT_EQ(read_only.count().fired, 1);
+    EXPECT_EQ(
+        failures(),
+        (Lines{folder_create_says.info("ERR - ACE_OS::mkdir(): Could not create Parent (" +
+                                       view_folder + "), error: 30"),
+               view_folder_says.error("ERR - Could not create folder for view: " + view_folder),
+               view_says.error("ERR - Create view for VM Instant Recovery has failed: 1.")}));
+    EXPECT_EQ(config, "<vm/>");
+    expect_no_view();
+}
+
+TEST_F(FaultyMount, ViewThatIsThereAlreadyStaysOnAReadOnlyImage)
+{
+    EXPECT_EQ(prepare(), EC_OK);
+    const TreeSnapshot view(view_folder);
+    const std::vector<std::string> disks = out;
+    const Fault read_only = image.add("modify EROFS *");
+    EXPECT_EQ(prepare(), EC_FILE_NOT_COPIED);
+    EXPECT_EQ(read_only.count().fired, 2) << "one to write the descriptor, one to remove the view";
+    EXPECT_EQ(log.with_message("ERR - can't open new " + in_view("a.vmdk") + ", err 30\n").size(),
+              1);
+    EXPECT_THAT(view.changes(), IsEmpty());
+    EXPECT_EQ(out, disks);
+}
+
+// Every call fails from the moment on that the first disk is complete. Nothing can be taken away
+// then.
+TEST_F(FaultyMount, ServerThatDiesBetweenTwoDisksIs142)
+{
+    std::optional<Fault> calls;
+    std::optional<Fault> death;
+    const auto link = interpose::on_link([&](const char* from, const char* to) {
+        const int result = ::link(from, to);
+        calls = image.add("lookup pass /backups");
+        death = image.add("any ENOTCONN *");
+        return std::optional<int>(result);
+    });
+    EXPECT_EQ(prepare(), EC_FILE_NOT_FOUND);
+    EXPECT_EQ(link.calls(), 1);
+    ASSERT_TRUE(calls && death);
+    EXPECT_EQ(calls->count().fired, 2) << "one to find the descriptor, one to remove the view";
+    EXPECT_GE(death->count().fired, 2);
+    EXPECT_EQ(failures(), (unseen_descriptor_lines(", error = 107") +
+                           folder_delete_says.error("ERR - ACE_OS::opendir(" + view_folder +
+                                                    ") failed, error = 107")));
+    EXPECT_THAT(view_names(), ElementsAre("a-flat.vmdk", "a.vmdk"));
+    EXPECT_THAT(out, IsEmpty());
+}
+
+} // namespace

@@ -1,0 +1,243 @@
+// A mount record without a mount.
+#include "mount_fixture.h"
+#include "process_state.h"
+
+#include "ixfs_lib_util/control.h"
+#include "ixfs_lib_util/mount_record.h"
+
+#include <climits>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace
+{
+
+const Line waiting = context_says.info("INF - waiting for mount mutex...");
+const Line missing_mount_point = unmount_says.error("ERR - invalid parameter, missing mount point");
+
+class MinimalContext : public MountTest
+{
+protected:
+    int recreate(const char* mnt_path = "/m/x", unsigned int timeout = 45)
+    {
+        return ixfs_recreate_minimal_context(handle.get(), mount_cred, unmount_cred, port, server,
+                                             timeout, mnt_path);
+    }
+
+    // A failure that attaches nothing.
+    void expect_no_context(ec_status status)
+    {
+        EXPECT_EQ(ixfs_last_error(handle.get()), status);
+        EXPECT_EQ(handle->mount, nullptr);
+        EXPECT_EQ(semaphore_sets().size(), 0U);
+        EXPECT_EQ(job_log.lines(), std::vector<std::string>{});
+    }
+};
+
+TEST_F(MinimalContext, SaysOnlyThatItWaits)
+{
+    EXPECT_EQ(recreate(), 0);
+    EXPECT_EQ(log.lines(), Lines{waiting});
+    EXPECT_EQ(job_log.lines(),
+              std::vector<std::string>{"JBD - INF - waiting for mount mutex...\n"});
+}
+
+TEST_F(MinimalContext, HasTheArgumentsAndNoMountPointEventOrThread)
+{
+    const auto threads = interpose::on_pthread_create.watch();
+    ASSERT_EQ(recreate(), 0);
+    ASSERT_NE(handle->mount, nullptr);
+    const _ixfs_mount_t& record = *handle->mount;
+    EXPECT_EQ(record.control, handle.get());
+    EXPECT_STREQ(record.mount_point, "");
+    EXPECT_EQ(record.timeout, 45);
+    EXPECT_NE(record.mutex, nullptr);
+    EXPECT_FALSE(record.mutex_held);
+    EXPECT_STREQ(record.server, server);
+    EXPECT_EQ(record.port, port);
+    EXPECT_STREQ(record.mount_cred, mount_cred);
+    EXPECT_STREQ(record.unmount_cred, unmount_cred);
+    EXPECT_STREQ(record.mnt_path, "/m/x");
+    EXPECT_EQ(record.event, nullptr);
+    EXPECT_EQ(threads.calls(), 0);
+}
+
+TEST_F(MinimalContext, RunsNoHelperAndMakesNoDirectory)
+{
+    const auto popen = interpose::on_popen.watch();
+    const auto mkdir = interpose::on_mkdir.watch();
+    ASSERT_EQ(recreate(), 0);
+    EXPECT_EQ(popen.calls(), 0);
+    EXPECT_EQ(mkdir.calls(), 0);
+}
+
+TEST_F(MinimalContext, SuccessKeepsTheLastStatus)
+{
+    ASSERT_EQ(recreate(nullptr), EC_INVALID_PARAMETER);
+    ixfs_unmount(handle.get());
+    ASSERT_EQ(ixfs_last_error(handle.get()), EC_INVALID_PARAMETER);
+    EXPECT_EQ(recreate(), 0);
+    EXPECT_EQ(ixfs_last_error(handle.get()), EC_INVALID_PARAMETER);
+}
+
+TEST_F(MinimalContext, StoresATimeoutOfAtMostSixtySeconds)
+{
+    const std::pair<unsigned int, int> timeouts[] = {{600, 60}, {UINT_MAX, 60}, {61, 60},
+                                                     {60, 60},  {59, 59},       {0, 0}};
+    for (const auto& [given, stored] : timeouts) {
+        ASSERT_EQ(recreate("/m/x", given), 0);
+        EXPECT_EQ(handle->mount->timeout, stored);
+        ixfs_unmount(handle.get());
+    }
+}
+
+TEST_F(MinimalContext, AcceptsAnEmptyMountPath)
+{
+    EXPECT_EQ(recreate(""), 0);
+    EXPECT_STREQ(handle->mount->mnt_path, "");
+}
+
+TEST_F(MinimalContext, NullMountPathFailsAndStaysAttached)
+{
+    EXPECT_EQ(recreate(nullptr), 20);
+    EXPECT_EQ(log.take(),
+              Lines{context_says.error("ERR - invalid parameter, missing server name")});
+    EXPECT_EQ(ixfs_last_error(handle.get()), EC_INVALID_PARAMETER);
+    EXPECT_NE(handle->mount, nullptr);
+
+    EXPECT_EQ(recreate(), -1);
+    EXPECT_EQ(log.take(), Lines{context_says.error("ERR - a mount has already been made")});
+    EXPECT_EQ(ixfs_last_error(handle.get()), EC_ALREADY_MOUNTED);
+    EXPECT_EQ(semaphore_sets().size(), 0U);
+}
+
+TEST_F(MinimalContext, OnAMountedHandleFailsAndLeavesTheMount)
+{
+    given_mount(mounts_image());
+    EXPECT_EQ(recreate(), -1);
+    EXPECT_EQ(log.take(), Lines{context_says.error("ERR - a mount has already been made")});
+    EXPECT_EQ(ixfs_last_error(handle.get()), EC_ALREADY_MOUNTED);
+    EXPECT_EQ(ixfs_unmount(handle.get()), EC_OK);
+    EXPECT_EQ(helper.runs().size(), 2U);
+}
+
+TEST_F(MinimalContext, CountsAsAMountForTheNextMount)
+{
+    ASSERT_EQ(recreate(), 0);
+    EXPECT_EQ(mount(), nullptr);
+    EXPECT_EQ(ixfs_last_error(handle.get()), EC_ALREADY_MOUNTED);
+    EXPECT_NE(handle->mount, nullptr);
+}
+
+// Its end
+
+TEST_F(MinimalContext, UnmountFreesItAndReportsTheMissingMountPoint)
+{
+    ASSERT_EQ(recreate(), 0);
+    log.take();
+    EXPECT_EQ(ixfs_unmount(handle.get()), EC_INVALID_PARAMETER);
+    EXPECT_EQ(log.lines(), Lines{missing_mount_point});
+    EXPECT_EQ(ixfs_last_error(handle.get()), EC_INVALID_PARAMETER);
+    EXPECT_EQ(handle->mount, nullptr);
+    EXPECT_EQ(helper.runs().size(), 0U);
+    EXPECT_EQ(semaphore_sets().size(), 0U);
+}
+
+TEST_F(MinimalContext, HandlesEndFreesItAndReportsTheMissingMountPoint)
+{
+    ASSERT_EQ(recreate(nullptr), 20);
+    log.take();
+    handle.reset();
+    EXPECT_EQ(log.lines(), Lines{missing_mount_point});
+}
+
+TEST_F(MinimalContext, LeavesNoLockAndNoDescriptor)
+{
+    const NoLocksLeft no_locks;
+    const NoDescriptorsLeft no_descriptors;
+    ASSERT_EQ(recreate(), 0);
+    ixfs_unmount(handle.get());
+}
+
+// Failures
+
+TEST_F(MinimalContext, OfAnInvalidHandleRecordsNothing)
+{
+    EXPECT_EQ(
+        ixfs_recreate_minimal_context(nullptr, mount_cred, unmount_cred, port, server, 60, "/m/x"),
+        -1);
+    handle->magic[7] = '!';
+    EXPECT_EQ(recreate(), -1);
+    handle->magic[7] = '\0';
+    EXPECT_EQ(log.lines(), Lines{});
+    expect_no_context(EC_OK);
+}
+
+TEST_F(MinimalContext, ChecksItsArgumentsAsTheMountDoes)
+{
+    struct Case {
+        const char* mount_cred;
+        const char* unmount_cred;
+        int port;
+        const char* server;
+        const char* message;
+    };
+    const char* const none = nullptr;
+    for (const Case& wrong :
+         {Case{"a", "b", 1, none, "ERR - invalid parameter, invalid media server"},
+          Case{"a", "b", 1, "", "ERR - invalid parameter, invalid media server"},
+          Case{"a", "b", 0, "s", "ERR - invalid parameter, invalid port number"},
+          Case{"a", "b", -1, "s", "ERR - invalid parameter, invalid port number"},
+          Case{none, "b", 1, "s", "ERR - invalid credentials"},
+          Case{"", "b", 1, "s", "ERR - invalid credentials"},
+          Case{"a", none, 1, "s", "ERR - invalid credentials"},
+          Case{"a", "", 1, "s", "ERR - invalid credentials"},
+          Case{none, none, 0, none, "ERR - invalid parameter, invalid media server"}}) {
+        EXPECT_EQ(ixfs_recreate_minimal_context(handle.get(), wrong.mount_cred, wrong.unmount_cred,
+                                                wrong.port, wrong.server, 60, nullptr),
+                  -1);
+        EXPECT_EQ(log.take(), Lines{context_says.error(wrong.message)});
+        expect_no_context(EC_INVALID_PARAMETER);
+    }
+}
+
+TEST_F(MinimalContext, NoMemoryForTheRecord)
+{
+    const auto calloc = interpose::on_calloc.fails(ENOMEM);
+    EXPECT_EQ(recreate(), -1);
+    EXPECT_EQ(log.lines(),
+              Lines{context_says.error("ERR - calloc failed for mount structure, error = 12")});
+    expect_no_context(EC_NO_MEMORY);
+}
+
+TEST_F(MinimalContext, NoMemoryForAText)
+{
+    struct Case {
+        int call;
+        int result;
+        const char* what;
+    };
+    for (const Case& text : {Case{1, -1, "server name"}, Case{2, -1, "credentials"},
+                             Case{3, -1, "credentials"}, Case{4, 10, "mount path"}}) {
+        const auto strdup = interpose::on_strdup.fails_once(ENOMEM, text.call);
+        EXPECT_EQ(recreate(), text.result);
+        EXPECT_EQ(log.take(),
+                  Lines{context_says.error("ERR - allocation for " + std::string(text.what) +
+                                           " failed, error = 12")});
+        expect_no_context(EC_NO_MEMORY);
+    }
+}
+
+#ifndef IXFS_SANITIZER_DEFINES_NEW
+TEST_F(MinimalContext, NoMutexObject)
+{
+    const auto no_object = interpose::on_new_nothrow.fails(ENOMEM);
+    EXPECT_EQ(recreate(), -1);
+    EXPECT_EQ(log.lines(), Lines{context_says.info(
+                               "INF - Initialization failed for ACE_Process_Mutex, error = 12")});
+    expect_no_context(EC_SYSTEM_ERROR);
+}
+#endif
+
+} // namespace
