@@ -6,6 +6,8 @@
 
 #include "ixfs_vmir.h"
 
+#include <set>
+
 namespace
 {
 

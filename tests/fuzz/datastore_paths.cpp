@@ -8,6 +8,8 @@
 
 #include "ixfs_vmir.h"
 
+#include <set>
+
 namespace
 {
 

@@ -66,12 +66,6 @@ std::vector<std::string> LogLines::job_lines_behind(const std::string& start) co
     return select(job_lines_, start);
 }
 
-void LogLines::clear()
-{
-    messages_.clear();
-    job_lines_.clear();
-}
-
 std::string logged(const std::string& message)
 {
     return message.substr(0, longest_message);

@@ -25,8 +25,6 @@ public:
     std::vector<std::string> behind(const std::string& start) const;
     std::vector<std::string> job_lines_behind(const std::string& start) const;
 
-    void clear();
-
 private:
     std::vector<std::string> messages_;
     std::vector<std::string> job_lines_;

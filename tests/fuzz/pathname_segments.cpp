@@ -10,6 +10,8 @@
 
 #include "lmf_pathname.h"
 
+#include <algorithm>
+
 namespace
 {
 

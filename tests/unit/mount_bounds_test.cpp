@@ -7,6 +7,7 @@
 #include "ixfs_lib_util/mount_record.h"
 
 #include <cerrno>
+#include <cstring>
 #include <filesystem>
 #include <string>
 #include <vector>
