@@ -18,23 +18,23 @@ class PathBounds : public HandleTest, public testing::WithParamInterface<unsigne
 {
 protected:
     // Whether the kernel takes a path of the length.
-    static bool is_usable(const std::string& path) { return path.size() <= bounds::longest_path; }
+    static bool is_usable(const std::string& name) { return name.size() <= bounds::longest_path; }
 
     // The path, with a file or folder there if there can be one.
-    const std::string& with_file(const std::string& path) const
+    const std::string& with_file(const std::string& name) const
     {
-        if (is_usable(path)) {
-            fs::create_directories(fs::path(path).parent_path());
-            dir.write(path.substr(dir.path().size() + 1), "RW 1 VMFS \"old\"\n");
+        if (is_usable(name)) {
+            fs::create_directories(fs::path(name).parent_path());
+            dir.write(name.substr(dir.path().size() + 1), "RW 1 VMFS \"old\"\n");
         }
-        return path;
+        return name;
     }
 
-    static const std::string& with_folder(const std::string& path)
+    static const std::string& with_folder(const std::string& name)
     {
-        if (is_usable(path))
-            fs::create_directories(path);
-        return path;
+        if (is_usable(name))
+            fs::create_directories(name);
+        return name;
     }
 
     static Line failure(const char* tag, const std::string& message)
@@ -69,8 +69,9 @@ TEST_P(PathBounds, FolderIsCreatedBelowABase)
     const int result = _ixfs_folder_create(handle.get(), path.c_str(), "new", &segments, 0755);
     EXPECT_EQ(result, is_usable(folder) ? 0 : 1);
     EXPECT_EQ(is_usable(folder) && fs::is_directory(folder), is_usable(folder));
-    if (is_usable(folder))
+    if (is_usable(folder)) {
         EXPECT_EQ(log.take(), bounds::as_logged(folder_created_lines(path, "new", 1)));
+    }
 }
 
 TEST_P(PathBounds, FolderOfManySegmentsIsCreated)
@@ -158,8 +159,9 @@ TEST_P(PathBounds, DescriptorIsWritten)
                               ? Line{IXFS_LOG_INF, copy_tag, "INF - New extent description: new\n"}
                               : failure(copy_tag, "can't open new " + path + ", err " + too_long);
     EXPECT_EQ(log.take(), bounds::as_logged({expected}));
-    if (usable)
+    if (usable) {
         EXPECT_EQ(dir.read(path.substr(dir.path().size() + 1)), "RW 1 VMFS \"new\"\r\n");
+    }
 }
 
 TEST_P(PathBounds, ExtentNameIsCutTo1023Bytes)
