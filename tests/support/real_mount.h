@@ -15,10 +15,10 @@ public:
     // An empty file system.
     static RealMount tmpfs(const std::string& on) { return {"ixfs-test", on, "tmpfs", 0}; }
 
-    // A folder in a second place.
+    // A folder in a second place. The kernel ignores the type, but valgrind wants to read it.
     static RealMount bind(const std::string& folder, const std::string& on)
     {
-        return {folder, on, nullptr, MS_BIND};
+        return {folder, on, "none", MS_BIND};
     }
 
     ~RealMount() { ::umount2(on_.c_str(), MNT_DETACH); } // where it still is
