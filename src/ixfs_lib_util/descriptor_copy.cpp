@@ -63,8 +63,7 @@ public:
     DescriptorCopy(_ixfs_control_t* handle, FILE* old_file, FILE* new_file, const char* extent_name)
         : handle_(handle), old_file_(old_file), new_file_(new_file)
     {
-        if (std::snprintf(extent_name_, sizeof(extent_name_), "%s", extent_name) < 0)
-            extent_name_[0] = '\0';
+        strlcpy(extent_name_, extent_name, sizeof(extent_name_));
     }
 
     // Returns whether all was read and the extent line rewritten. Errors of the new file show when

@@ -16,11 +16,11 @@ constexpr char tag[] = "ixfs_mount()";
 constexpr char mount_base[] = "/usr/varnis/var/ixfs";
 constexpr mode_t mount_directory_mode = 0700;
 
-// Returns the text behind the last "=" of a line that has one and something behind it, else null.
+// Returns the text behind the last "=" of a line that has one, or null where nothing is.
 const char* value_of(const char* line)
 {
-    const char* const equals = std::strrchr(line, '=');
-    return equals != nullptr && equals[1] != '\0' ? equals + 1 : nullptr;
+    const char* const value = std::strrchr(line, '=') + 1;
+    return *value != '\0' ? value : nullptr;
 }
 
 // The helper's answers to a mount: it tells where it mounted, and then how it went.

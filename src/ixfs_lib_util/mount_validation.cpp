@@ -10,7 +10,6 @@
 #include <ace/Time_Value.h>
 
 #include <cerrno>
-#include <cstdio>
 #include <fcntl.h>
 #include <memory>
 #include <new>
@@ -25,8 +24,8 @@ bool holds_backups(_ixfs_control_t* handle, const char* mount_point, LogFunction
 {
     constexpr char tag[] = "_ixfs_mount_validate()";
     char name[text_size];
-    if (std::snprintf(name, sizeof(name), "%s/backups", mount_point) < 0)
-        name[0] = '\0';
+    strlcpy(name, mount_point, sizeof(name));
+    strlcat(name, "/backups", sizeof(name));
     log(handle, tag, IXFS_LOG_INF, "INF - Validating name: %s, mount_point: %s\n", name,
         mount_point);
     ACE_stat unused;

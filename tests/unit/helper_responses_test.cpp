@@ -49,6 +49,14 @@ TEST_F(HelperResponses, MountStopsReadingAtTheExitStatus)
                         "ERR - nothing is mounted\n"}));
 }
 
+TEST_F(HelperResponses, LineThatBeginsWithANulIsPassedOver)
+{
+    const std::string hidden("\0MOUNTPOINT=/elsewhere", 22);
+    helper.answers({{hidden, "MOUNTPOINT=" + image.path(), "EXIT_STATUS=0"}});
+    EXPECT_STREQ(mount(), image.path().c_str());
+    EXPECT_EQ(log.with_message("INF - response - \n"), Lines{});
+}
+
 TEST_F(HelperResponses, MountPathIsStoredWithoutItsFirstCharacter)
 {
     helper.answers({{"MNTPATH=/m/x", "MOUNTPOINT=" + image.path(), "EXIT_STATUS=0"}});

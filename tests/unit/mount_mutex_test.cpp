@@ -233,6 +233,21 @@ TEST_F(MountMutex, DeletedWhileTheMountLastsIsMadeAgainByTheUnmount)
     EXPECT_EQ(semaphore_sets().size(), 0U);
 }
 
+#ifndef IXFS_SANITIZER_DEFINES_NEW
+TEST_F(MountMutex, DeletedAndNotMadeAgainForWantOfMemoryFailsTheUnmount)
+{
+    given_mount(mounts_image());
+    ASSERT_EQ(semctl(semaphore_sets().at(0).id, 0, IPC_RMID), 0);
+    {
+        const auto memory = interpose::on_new_nothrow.fails(ENOMEM);
+        EXPECT_EQ(ixfs_unmount(handle.get()), EC_SYSTEM_ERROR);
+    }
+    EXPECT_EQ(log.with_message("ERR - unable to obtain mount mutex\n").size(), 1U);
+    EXPECT_EQ(handle->mount, nullptr);
+    EXPECT_EQ(semaphore_sets().size(), 0U);
+}
+#endif
+
 TEST_F(MountMutex, DeletedWhileAMinimalContextWaitsIsMadeAgain)
 {
     const auto waits = failing_waits(EIDRM, 1);

@@ -67,6 +67,11 @@ TEST(Strings, CodePageOfANameIsAlwaysTheSame)
     EXPECT_EQ(&getCodePageMgr(), &getCodePageMgr());
 }
 
+TEST(Strings, CodePageWithoutANameIsTheDefault)
+{
+    EXPECT_EQ(getCodePageMgr().getCodePageId(nullptr), getCodePageMgr().getCodePageId(""));
+}
+
 TEST(Strings, CachesAreFilledAtTheFirstNeed)
 {
     StringConverter::s_defaultNarrowCodePageId = nullptr;
@@ -309,6 +314,15 @@ TEST(Strings, LastSegmentSplitsThePathWhereThatIsStillToDo)
 {
     EXPECT_STREQ(path_of("/a/b").last_segment(), "b");
     EXPECT_EQ(LmfPathname().last_segment(), nullptr);
+}
+
+TEST(Strings, LastSegmentOfASplitPathKeepsItsSegments)
+{
+    const LmfPathname path = path_of("/a/b");
+    path.makeSegments();
+    const char* const first = path.segments()->getSegment(1, nullptr, nullptr);
+    EXPECT_STREQ(path.last_segment(), "b");
+    EXPECT_EQ(path.segments()->getSegment(1, nullptr, nullptr), first);
 }
 
 } // namespace

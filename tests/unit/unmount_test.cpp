@@ -163,6 +163,22 @@ TEST_F(Unmount, WithMountPathGoesOnWhenTheMountPointIsGone)
                                     mount_path_lines);
 }
 
+TEST_F(Unmount, WithMountPathGoesOnWhenTheMountPointLiesBelowAFile)
+{
+    image.make_folder("lost/mount/backups");
+    const std::string mount_point = image / "lost/mount";
+    helper.answers({{"MNTPATH=/m/x", "MOUNTPOINT=" + mount_point, "EXIT_STATUS=0"}});
+    ASSERT_NE(mount(), nullptr);
+    log.take();
+    helper.does("rm -r '" + image / "lost" + "'; touch '" + image / "lost" + "'");
+    EXPECT_EQ(ixfs_unmount(handle.get()), EC_OK);
+    EXPECT_EQ(log.with_tag("_ixfs_folder_delete()"),
+              Lines{folder_delete_says.error("ERR - ACE_OS::opendir(" + mount_point +
+                                             ") failed, error = 20")});
+    EXPECT_EQ(log.with_message("ERR - still mounted, not deleted: " + mount_point + "\n"), Lines{});
+    EXPECT_TRUE(image.exists("lost"));
+}
+
 TEST_F(Unmount, WithMountPathThatIsEmptyDeletesTheMountPointToo)
 {
     given_mount({"MNTPATH=/", "MOUNTPOINT=" + image.path(), "EXIT_STATUS=0"});

@@ -15,6 +15,9 @@
 #include <utility>
 #include <vector>
 
+#include <fcntl.h>
+#include <unistd.h>
+
 namespace
 {
 
@@ -115,6 +118,24 @@ TEST_F(ValidationThread, EndsWhenItsWaitFailsOtherwise)
     EXPECT_EQ(log.lines_elsewhere(),
               Lines{starting} + thread_says.info("INF - stopping validate thread, errno = 22"));
     EXPECT_EQ(ixfs_unmount(handle.get()), EC_OK);
+}
+
+TEST_F(ValidationThread, WhoseHandleIsTheNumberOfAnOpenDescriptorLeavesThatOpen)
+{
+    const int descriptor = open("/dev/null", O_RDONLY | O_CLOEXEC);
+    ASSERT_NE(descriptor, -1);
+    {
+        const auto create = interpose::on_pthread_create(
+            [&](pthread_t* thread, auto... arguments) -> std::optional<int> {
+                const int result = pthread_create(thread, arguments...);
+                *thread = static_cast<pthread_t>(descriptor);
+                return result;
+            });
+        given_unvalidated_mount();
+        ASSERT_TRUE(log.wait_for("INF - starting validate thread\n"));
+    }
+    EXPECT_EQ(ixfs_unmount(handle.get()), EC_OK);
+    EXPECT_EQ(close(descriptor), 0);
 }
 
 TEST_F(ValidationThread, ThatStartsAfterTheUnmountEndsAtOnce)
