@@ -7,9 +7,9 @@ set(IXFS_PACKAGE_DIR "${CMAKE_INSTALL_LIBDIR}/cmake/ixfs")
 
 install(TARGETS ixfs EXPORT ixfs LIBRARY DESTINATION "${CMAKE_INSTALL_LIBDIR}")
 install(FILES
+    include/ec_status_exception.h
     include/ixfs.h
     include/ixfs_vmir.h
-    src/ec_status_exception.h
     framework/code_page.h
     framework/lmf_pathname.h
     framework/lmf_string.h

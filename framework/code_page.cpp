@@ -12,12 +12,18 @@ namespace
 CodePageDef default_narrow;
 CodePageDef utf8;
 
-CodePageDef* cached(std::atomic<CodePageDef*>& cache, const char* name)
+// Two threads may both find a cache empty, and then both fill it with the same page.
+CodePageDef* cached(CodePageDef** cache)
 {
-    CodePageDef* page = cache.load();
+    return __atomic_load_n(cache, __ATOMIC_ACQUIRE);
+}
+
+CodePageDef* cached(CodePageDef** cache, const char* name)
+{
+    CodePageDef* page = cached(cache);
     if (page == nullptr) {
         page = getCodePageMgr().getCodePageId(name);
-        cache.store(page);
+        __atomic_store_n(cache, page, __ATOMIC_RELEASE);
     }
     return page;
 }
@@ -35,15 +41,16 @@ CodePageMgr& getCodePageMgr()
     return manager;
 }
 
-std::atomic<CodePageDef*> StringConverter::s_defaultNarrowCodePageId{nullptr};
-std::atomic<CodePageDef*> StringConverter::s_utf8CodePageId{nullptr};
+CodePageDef* StringConverter::s_defaultNarrowCodePageId = nullptr;
+CodePageDef* StringConverter::s_utf8CodePageId = nullptr;
 
 CodePageDef* StringConverter::getDefaultNarrowCodePage(bool cached_only)
 {
-    return cached_only ? s_defaultNarrowCodePageId.load() : cached(s_defaultNarrowCodePageId, "");
+    return cached_only ? cached(&s_defaultNarrowCodePageId)
+                       : cached(&s_defaultNarrowCodePageId, "");
 }
 
 CodePageDef* StringConverter::getUtf8CodePage()
 {
-    return cached(s_utf8CodePageId, "UTF8");
+    return cached(&s_utf8CodePageId, "UTF8");
 }

@@ -2,8 +2,6 @@
 #ifndef LMF_CODE_PAGE_H
 #define LMF_CODE_PAGE_H
 
-#include <atomic>
-
 #if defined(__GNUC__)
 #define LMF_API __attribute__((visibility("default")))
 #else
@@ -35,9 +33,9 @@ public:
     // Returns UTF-8.
     static CodePageDef* getUtf8CodePage();
 
-    // Null until needed. Atomic, since two threads may both find a cache empty.
-    static std::atomic<CodePageDef*> s_defaultNarrowCodePageId;
-    static std::atomic<CodePageDef*> s_utf8CodePageId;
+    // The caches, null until needed. Read them through the functions above, which any thread may.
+    static CodePageDef* s_defaultNarrowCodePageId;
+    static CodePageDef* s_utf8CodePageId;
 };
 
 #endif

@@ -26,6 +26,7 @@ private:
     std::vector<std::string> segments_;
 };
 
+// One thread at a time, also for reading: the split is made at its first need.
 class LMF_API LmfPathname
 {
 public:
@@ -51,6 +52,7 @@ public:
     // The path for messages, NUL-terminated; valid until the path changes.
     const char* display_str() const { return path_.c_str(); }
 
+    // A change through text() does not drop the segments; call makeSegments() after it.
     const std::string& text() const { return path_; }
     std::string& text() { return path_; }
 

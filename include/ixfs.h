@@ -2,23 +2,25 @@
  *
  * Conventions, stated once:
  *
- *  1. Handles. Every function takes the handle that ixfs_init gave. One thread uses a handle at a
- *     time; different handles may be used on different threads at once. "The handle's thread" below
- *     means whichever thread is using the handle.
+ *  1. Handles. Functions take the handle that ixfs_init gave. One thread uses a handle at a time;
+ *     different handles may be used on different threads at once. "The handle's thread" below means
+ *     whichever thread is using the handle.
  *  2. Two styles of failure. ixfs_mount, ixfs_unmount and ixfs_recreate_minimal_context record the
  *     reason in the handle, where ixfs_last_error reads it. The file and view operations neither
- *     set it nor throw, unless said; they tell through their result and the log.
+ *     set it nor throw, unless said; they report through their result and the log.
  *  3. Results are not uniform. Existence, lock and copy give 1 for success and 0 for failure;
  *     folder operations give 0 for success and 1 for failure; _ixfs_create_hard_link gives 1 or an
  *     errno. Read the declaration.
  *  4. Ownership. Text handed in is copied or only read during the call; the caller keeps it. What a
  *     function hands out stays the library's, unless said.
- *  5. Text is bytes, ended by a NUL; whatever the locale, nothing is converted. Paths, command
- *     lines, responses and mutex names are cut at 1,023 bytes, a log message at 2,047.
+ *  5. Text is bytes, ended by a NUL; whatever the locale, nothing is converted. Command lines, the
+ *     helper's responses, mount directory, mount point and mutex names are cut at 1,023 bytes, a
+ *     log message at 2,047; other paths are not cut.
  *  6. Quoting. Server name, credentials and mount point go to a shell unquoted. Pass only text that
  *     you trust; see SECURITY.md.
- *  7. Callbacks may be entered from the handle's thread and from the validation thread of a mount
- *     at the same time. They must not throw, and must not call ixfs_term. Logging preserves errno.
+ *  7. Callbacks may be entered at the same time from the handle's thread and from validation
+ *     threads (one a mount; that of an earlier mount may still be ending). They must not throw, and
+ *     may call nothing here but _ixfs_log and _ixfs_server_log. Logging preserves errno.
  *  8. A null pointer where none is allowed is a programming error; a null handle is refused by the
  *     functions that say so.
  */
@@ -57,7 +59,7 @@ enum ec_status {
     EC_OK = 0,
     EC_FOLDER_NOT_CREATED = 1,    /* the view folder could not be made */
     EC_NO_MEMORY = 10,            /* memory for a mount record or one of its strings */
-    EC_SYSTEM_ERROR = 11,         /* mutex, helper start, hard link, or nothing mounted */
+    EC_SYSTEM_ERROR = 11,         /* mutex, no shell for the helper, hard link, nothing mounted */
     EC_FILE_NOT_OPENED = 12,      /* the VM configuration file could not be opened */
     EC_FILE_NOT_READ = 13,        /* the VM configuration file is empty or could not be read */
     EC_FILE_NOT_COPIED = 14,      /* a disk descriptor could not be copied */
@@ -81,7 +83,7 @@ typedef enum ec_status ec_status;
 enum { IXFS_LOG_ERR = 0, IXFS_LOG_WRN = 1, IXFS_LOG_INF = 2 };
 
 enum {
-    IXFS_FLAG_UNMOUNT_CRED = 0x1,   /* unmount wants its credential, and logs its command cut */
+    IXFS_FLAG_UNMOUNT_CRED = 0x1,   /* unmount requires its credential; see ixfs_unmount */
     IXFS_FLAG_VIEW_ID = 0x10,       /* view base names carry the id */
     IXFS_FLAG_NEW_DISK_UUID = 0x200 /* copied descriptors get a fresh ddb.uuid */
 };
@@ -149,7 +151,8 @@ typedef void (*ixfs_job_log_callback)(void* job_log_context, int, int, int, int,
 IXFS_API _ixfs_control_t* ixfs_init(int flags, void* log_context, ixfs_log_callback log_callback,
                                     ixfs_job_log_callback job_log_callback, void* job_log_context);
 
-/* Returns 1 when `handle` is null or does not begin with a handle's mark, else 0. Logs nothing. */
+/* Returns 1 when `handle` is null or does not begin with a handle's mark, else 0. Cannot recognise
+ * a handle that ixfs_term has ended: that memory is gone. Logs nothing. */
 IXFS_API int _ixfs_is_invalid(const _ixfs_control_t* handle);
 
 /* Returns the status of the last failure recorded on the handle, EC_OK after ixfs_init, or
@@ -158,24 +161,27 @@ IXFS_API int _ixfs_is_invalid(const _ixfs_control_t* handle);
 IXFS_API ec_status ixfs_last_error(const _ixfs_control_t* handle);
 
 /* Ends a handle: deletes its views (which releases their locks), unmounts, frees it. An invalid
- * handle is left alone. Logs what ixfs_unmount logs; with nothing mounted, nothing. The files of a
- * view stay in the image.
+ * handle is left alone. The files of a view stay in the image.
+ *
+ * With a mount, this is also an ixfs_unmount: it waits and logs as that does, and its status is
+ * lost. Call ixfs_unmount first where the result matters. With nothing mounted, nothing is logged.
  *
  * Never waits for the validation thread, even one that hangs in the mounted file system, but for a
  * callback that the thread is inside of at that moment: once ixfs_term has returned, no callback of
- * this handle is running or will be entered. So hold no lock here that your callback takes.
+ * this handle is running or will be entered. So hold no lock here that your callback takes. The
+ * handle's thread, for the last time.
  */
 IXFS_API void ixfs_term(_ixfs_control_t* handle);
 
-/* Records a failed mount: deletes the handle's mount record, if any, and sets the last status.
- * `handle` must be valid. Logs nothing. The handle's thread. */
+/* Records a failed mount: deletes the handle's mount record, if any, and sets the last status. Does
+ * not unmount. `handle` must be valid. Logs nothing. The handle's thread. */
 IXFS_API void _ixfs_no_mount(_ixfs_control_t* handle, ec_status status);
 
 /* ---- Logging -------------------------------------------------------------------------------- */
 
 /* Formats a line and hands it to the handle's log callback, if there is one. `handle` must not be
  * null and is not otherwise checked. The message is cut at 2,047 bytes. Allocates nothing,
- * preserves errno. Any thread that may use the handle. */
+ * preserves errno. Any number of threads at once, from ixfs_init until ixfs_term. */
 IXFS_API void _ixfs_log(_ixfs_control_t* handle, const char* function_tag, int severity,
                         const char* format, ...) IXFS_PRINTF(4, 5);
 
@@ -184,7 +190,7 @@ IXFS_API void _ixfs_log(_ixfs_control_t* handle, const char* function_tag, int s
 IXFS_API void _ixfs_server_log(_ixfs_control_t* handle, const char* function_tag, int severity,
                                const char* format, ...) IXFS_PRINTF(4, 5);
 
-/* Sets g_lc_time to the name of the time category's locale, "C" where setlocale does not tell.
+/* Sets g_lc_time to the name of the time category's locale, "C" where setlocale fails.
  * ixfs_init calls it. Any thread. */
 IXFS_API void _ixfs_log_init(void);
 
@@ -199,21 +205,31 @@ IXFS_API extern char g_lc_time[256];
  * unmount_cred  for the later unmount command; not empty
  * port          1 or more
  * server        media server name, not empty; becomes a directory name
- * timeout       seconds to go on while the server is too busy; more than 60 is taken as 60, and 0
- *               means: one try
+ * timeout       seconds to try again while the server is too busy; more than 60 is taken as 60, and
+ *               0 means: one try. Does not end a helper that hangs
  * reserved      ignored
  *
  * Waits without a time limit for the host-wide mount mutex, which every mount and unmount of the
  * host holds while its helper runs. Returns the local mount point, the library's until ixfs_unmount
  * or ixfs_term, and leaves a thread that looks every 300 seconds whether the mount still holds
- * "backups", and logs it.
+ * "backups", and logs it. A helper that reports mount path and mount point has mounted when the
+ * mount holds "backups", whatever its exit status; without a mount path its exit status decides.
  *
- * Returns null on failure, with ixfs_last_error telling: EC_ALREADY_MOUNTED (the mount stays),
- * EC_NO_MEMORY, EC_INVALID_PARAMETER, EC_SYSTEM_ERROR (mutex, helper not started, nothing mounted),
- * EC_MOUNT_DIRECTORY, EC_HELPER_FAILED (helper's exit status, or a mount without "backups", which
- * is unmounted again). An invalid handle: null, nothing recorded. Each failure is logged with
- * severity IXFS_LOG_ERR, but for a mutex object or a mount directory that cannot be made:
- * IXFS_LOG_INF. After a failure the handle has no mount; the mount directory stays on disk.
+ * Returns null on failure, with the reason in ixfs_last_error:
+ *   EC_ALREADY_MOUNTED    the handle has a mount; it stays
+ *   EC_NO_MEMORY
+ *   EC_INVALID_PARAMETER  an argument
+ *   EC_SYSTEM_ERROR       the mutex; no shell for the helper; the helper reported no mount point;
+ *                         the server stayed too busy
+ *   EC_MOUNT_DIRECTORY    the mount directory could not be made
+ *   EC_HELPER_FAILED      the helper's exit status; or a mount without "backups", which is
+ *                         unmounted again
+ * An invalid handle: null, nothing recorded. Each failure is logged with severity IXFS_LOG_ERR, but
+ * with IXFS_LOG_INF where there is no memory for the mutex object or the mount directory cannot be
+ * made. After a failure other than EC_ALREADY_MOUNTED the handle has no mount. The mount directory
+ * stays on disk, but for a mount without "backups": unmounting that removes the mount point. What
+ * a helper mounted before it failed stays mounted.
+ * The handle's thread.
  */
 IXFS_API char* ixfs_mount(_ixfs_control_t* handle, const char* mount_cred, const char* unmount_cred,
                           int port, const char* server, unsigned int timeout, const char* reserved);
@@ -221,17 +237,25 @@ IXFS_API char* ixfs_mount(_ixfs_control_t* handle, const char* mount_cred, const
 /* Ends the handle's mount. Whatever it returns, the handle has no mount afterwards.
  *
  * Tells the validation thread to stop, without waiting for it; waits without a time limit for the
- * mount mutex; runs the helper's forced unmount. Where the helper cannot be run or fails, unmounts
- * locally by force and removes the mount point directory with all that is in it, but never while it
- * is still the root of a mounted file system: then it stays, and a line with severity IXFS_LOG_ERR
- * says so. The same removal follows a helper run when the helper had reported a mount path.
+ * mount mutex; runs the helper's forced unmount. Where that cannot be done or the helper reports a
+ * failure, unmounts locally by force and removes the mount point directory with all that is in it,
+ * but never while it is still the root of a mounted file system: then it stays, and a line with
+ * severity IXFS_LOG_ERR says so. The same removal follows the helper's run when the helper had
+ * reported a mount path at the mount.
  *
- * Returns EC_OK when unmounted, when nothing was mounted (this also clears the last status), when
- * the helper had reported a mount path, and when the server stayed too busy for the mount's
- * timeout. EC_INVALID_PARAMETER: invalid handle, no mount point, missing credential.
- * EC_SYSTEM_ERROR: mutex or helper start. EC_HELPER_FAILED. Failures become the last status and are
- * logged with severity IXFS_LOG_ERR. An invalid handle that is not null is written to; do not pass
- * one.
+ * Returns
+ *   EC_OK                 the helper reported success; or no exit status at all, as when it is
+ *                         missing or crashes; or any, when it had reported a mount path at the
+ *                         mount; or the server stayed too busy for the mount's timeout. So the
+ *                         mount may still be there. Also when nothing was mounted; only this clears
+ *                         the last status
+ *   EC_INVALID_PARAMETER  invalid handle; no mount point, as after ixfs_recreate_minimal_context;
+ *                         no unmount credential, with IXFS_FLAG_UNMOUNT_CRED
+ *   EC_SYSTEM_ERROR       the mutex; no shell for the helper
+ *   EC_HELPER_FAILED      any other exit status
+ * A failure becomes the last status and is logged with severity IXFS_LOG_ERR, as are two lines of
+ * every unmount. With IXFS_FLAG_UNMOUNT_CRED the log shows a shortened command line. An invalid
+ * handle that is not null is written to; do not pass one. The handle's thread.
  */
 IXFS_API ec_status ixfs_unmount(_ixfs_control_t* handle);
 
@@ -262,7 +286,8 @@ IXFS_API int ixfs_recreate_minimal_context(_ixfs_control_t* handle, const char* 
 /* Frees a mount record with all it owns, and tells its validation thread to stop; the thread's
  * share of the record goes when the thread does. A mount mutex that the record holds is deleted for
  * the whole host; its waiters make a new one. Null is accepted. Logs nothing. The handle's thread.
- */
+ *
+ * Not for clients: the handle still points to the record. _ixfs_no_mount does both. */
 IXFS_API void _ixfs_mount_delete(_ixfs_mount_t* record);
 
 /* Returns 1 when "backups" can be found in the record's mount point, else 0 and a line with
@@ -284,7 +309,7 @@ IXFS_API int _ixfs_file_exists(_ixfs_control_t* handle, const char* path);
 
 /* Creates every missing directory of `folder_name` below `base_name`, like mkdir -p.
  *
- * base_name    existing directory
+ * base_name    path whose first segment exists; further ones that are missing are made, too
  * folder_name  relative path of one or more segments
  * segments     caller's counter, raised by one for each segment after the first of the full path,
  *              whether created, present or given up
@@ -304,25 +329,31 @@ IXFS_API int _ixfs_folder_create(_ixfs_control_t* handle, const char* base_name,
 IXFS_API int _ixfs_create_hard_link(_ixfs_control_t* handle, const char* existing,
                                     const char* new_path);
 
-/* Removes a directory and all below it; symbolic links are removed, never followed.
+/* Removes a directory and all below it. Symbolic links below `path` are removed, never followed; a
+ * folder below it that is the root of a mounted file system is left alone.
  *
  * Returns 0, or 1 when something could not be removed; what was removed before stays removed, and
  * the walk of a folder ends at its first file that cannot be. Logs each removal with IXFS_LOG_INF;
- * failures, and each folder found, with IXFS_LOG_ERR. Memory that runs short reads as failure.
+ * failures, and each folder found, with IXFS_LOG_ERR. Memory that runs short reads as failure. The
+ * handle's thread. `path` itself is not looked at: it may be a mount or a symbolic link.
  */
 IXFS_API int _ixfs_folder_delete(_ixfs_control_t* handle, const char* path);
 
 /* Copies a VMware disk descriptor, pointing it at another data file.
  *
- * old_path, new_path  files; the new one is created or overwritten. One that shares its data with
- *                     other hard links is replaced, so that the others keep theirs
- * extent_name         name of the data file, written as it stands into the first extent line
+ * old_path, new_path  two different files; the new one is created or overwritten. One of several
+ *                     hard links is replaced, so that the others keep their content; a symbolic
+ *                     link is followed
+ * extent_name         name of the data file, written as it stands into the extent line
  *
- * With IXFS_FLAG_NEW_DISK_UUID each "ddb.uuid " line gets a fresh UUID. Rewritten lines end in CR
- * LF; all others are copied byte for byte, up to a NUL.
+ * The extent line is the first that begins with "RW ". It must hold " VMFS "; else the copy ends
+ * there. With IXFS_FLAG_NEW_DISK_UUID each "ddb.uuid " line gets a fresh UUID. Rewritten lines end
+ * in CR LF; all others are copied byte for byte, up to a NUL. A line of more than 1,023 bytes
+ * counts as several lines.
  *
- * Returns 1 when the new file is complete and its extent line rewritten, else 0; a partial file
- * stays. Failures are logged with IXFS_LOG_ERR. Throws only what drawing a UUID may throw.
+ * Returns 1 when the extent line is rewritten and all is written as far as flushing shows (an error
+ * that the file system reports only at close is not seen), else 0; a partial file stays. Failures
+ * are logged with IXFS_LOG_ERR. Throws only what drawing a UUID may throw. The handle's thread.
  */
 IXFS_API int _ixfs_copy_desc(_ixfs_control_t* handle, const char* old_path, const char* new_path,
                              const char* extent_name);
@@ -341,14 +372,16 @@ IXFS_API void _ixfs_view_delete(_ixfs_control_t* handle, _ixfs_view_t* view);
 
 /* Gives a view a base name and holds a host-wide lock for it until the view is deleted.
  *
- * id            part of the lock's name, and with IXFS_FLAG_VIEW_ID of the base name
- * base_name     buffer of `size` bytes, receives "_vv_<host>[_<id>]" and the number of the attempt,
- *               0 to 49, that got the lock; cut to the buffer, always ended by a NUL
+ * id         part of the lock's name, and with IXFS_FLAG_VIEW_ID of the base name
+ * base_name  receives "_vv_<host>[_<id>]" and the number of the attempt, 0 to 49, that got the
+ *            lock; cut to the buffer, and ended by a NUL. After a failure it lacks the number, or
+ *            is untouched where the host has no name
+ * size       of the buffer, in bytes; 1 or more
  *
  * Never waits: each attempt tries the next number. An attempt that fails removes the lock that it
  * failed on, even when another process holds it. Returns 1, or 0 with a line of severity
- * IXFS_LOG_ERR; the view then has no lock. A view that has a lock already keeps it and gets number
- * 0. The handle's thread.
+ * IXFS_LOG_ERR; the view then has no lock. Success logs a line of that severity, too: the host's
+ * name. A view that has a lock already keeps it and gets number 0. The handle's thread.
  */
 IXFS_API int _ixfs_view_lock(_ixfs_control_t* handle, _ixfs_view_t* view, long id, char* base_name,
                              size_t size);

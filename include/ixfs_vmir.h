@@ -1,8 +1,8 @@
 // libixfs, VM instant recovery: prepare a VM's view in one call, and the path functions beneath it.
 //
 // The conventions of ixfs.h hold. All functions run on the calling thread; calls on different
-// threads share nothing. Beyond EcStatusException, each may throw std::bad_alloc. A failure that is
-// thrown names its function or step at the front of its message.
+// threads share no memory. Beyond EcStatusException, each may throw std::bad_alloc. A failure that
+// is thrown names its function or step at the front of its message.
 #ifndef IXFS_VMIR_H
 #define IXFS_VMIR_H
 
@@ -15,8 +15,7 @@
 #include <string>
 #include <vector>
 
-// ---- Prepare
-// --------------------------------------------------------------------------------------
+// ---- Prepare ------------------------------------------------------------------------------------
 
 // Where an image is and how to get at it. All texts are the caller's and only read.
 struct MountCreds {
@@ -32,53 +31,56 @@ struct MountCreds {
 
 // Where log lines go.
 struct LogInfo {
-    void* log_context; // for ixfs_init; dropped when there is no callback
+    void* log_context; // kept by the handle, never passed to the callback
     ixfs_log_callback log_callback;
 };
 
 // Prepares a VM for instant recovery: mounts the image, reads the VM configuration, builds the view
 // folder "_vmir" in the image directory (per disk a rewritten descriptor "<base>.vmdk" and a hard
-// link
-// "<base>-flat.vmdk" to its data file), unmounts.
+// link "<base>-flat.vmdk" to its data file), unmounts.
 //
 //   creds         the image
-//   entries       the disks' descriptors in datastore form, "[<datastore>]
-//   ...backups/.../<x>.vmdk.desc";
-//                 not changed
+//   entries       the disks' descriptors in datastore form, such as
+//                 "[<datastore>] backups/<...>/<disk>.vmdk.desc"; not changed
 //   logInfo       may be null: no lines
-//   vmConfig      receives the configuration text, up to its first NUL; may hold it also after a
-//   later
-//                 step failed
-//   out           receives, behind what it holds, "[<datastore>] <view folder>/<base>.vmdk" per
-//   disk in
-//                 the order of entries; untouched on failure
+//   vmConfig      receives the configuration text, up to its first NUL; may hold it, or the part
+//                 that could be read, also after a failure
+//   out           receives, after what it holds, "[<datastore>] <view folder>/<base>.vmdk" per
+//                 disk, in the order of entries; untouched on failure
 //   newDiskUuids  gives each descriptor copy a disk UUID of its own
 //
 // Returns EC_OK, or the status of the first step that failed:
 //   EC_NO_HANDLE           no memory; nothing was done or logged
 //   a status of ixfs_mount
-//   EC_INVALID_PARAMETER   malformed backup id or disk path; two disks that would share a file name
-//   in
-//                          the view; a disk that lies in the view folder
+//   EC_INVALID_PARAMETER   a malformed backup id or disk path; two disks that would share a file
+//                          name in the view; a disk that lies in the view folder
 //   EC_INVALID_SCHEDULE
-//   EC_FILE_NOT_FOUND      no configuration file after about 20 seconds, or a disk's file is
-//   missing EC_FILE_NOT_OPENED, EC_FILE_NOT_READ   the configuration file EC_VIEW_NOT_CREATED,
-//   EC_VIEW_NOT_LOCKED, EC_FOLDER_NOT_CREATED EC_FILE_NOT_COPIED, EC_SYSTEM_ERROR    a disk's
-//   descriptor or link
+//   EC_FILE_NOT_FOUND      no configuration file after three looks, 10 seconds apart; or a disk's
+//                          file is missing
+//   EC_FILE_NOT_OPENED     the configuration file
+//   EC_FILE_NOT_READ       the configuration file; also when it is empty
+//   EC_VIEW_NOT_CREATED    no memory for the view
+//   EC_VIEW_NOT_LOCKED
+//   EC_FOLDER_NOT_CREATED  the view folder
+//   EC_FILE_NOT_COPIED     a disk's descriptor
+//   EC_SYSTEM_ERROR        a disk's link
+// Throws std::bad_alloc, std::length_error for an absurd size of the configuration file, and what
+// drawing a UUID may throw.
 //
-// On every path the image is unmounted and the handle gone, also when an exception passes. The
-// view's files stay in the image; when a disk fails, the whole view folder is removed, also one
-// that an earlier call had made. A view that is there is used again: descriptors are written anew,
-// links are kept.
+// The view's files stay in the image. A view that is there is used again: descriptors are written
+// anew, links are kept. When a disk fails with a status, the whole view folder is removed, also one
+// that an earlier call had made; after an exception a half-built one stays. On every path, an
+// exception's too, the unmount is tried and the handle is gone; an unmount that fails shows in the
+// log only.
 //
-// Blocks while another mount or unmount of the host is in progress, without a limit, and up to 20
-// seconds for the configuration file. Any thread.
+// Waits without a limit while another mount or unmount of the host is in progress. The pauses for
+// the configuration file are 20 seconds in all; calls that time out on a slow server are repeated
+// up to 100 times each, and nothing bounds the sum. Any thread.
 IXFS_API ec_status ixfs_prepare_vmir(const MountCreds& creds, std::vector<std::string>& entries,
                                      LogInfo* logInfo, std::string& vmConfig,
                                      std::vector<std::string>& out, bool newDiskUuids);
 
-// ---- One disk's paths
-// -----------------------------------------------------------------------------
+// ---- One disk's paths ---------------------------------------------------------------------------
 
 // All but the datastore forms are relative to the mount point.
 struct VmirPath {
@@ -116,21 +118,22 @@ IXFS_API void convertVmdkPathsListToCharArrays(const std::vector<VmirPath>& reco
 // puts it there. Returns true when it had to be changed. Names differ by case.
 IXFS_API bool ensureUniquenessOfBasename(std::set<LmfString>& usedNames, LmfString& baseName);
 
-// ---- Derivation
-// ----------------------------------------------------------------------------------- None logs.
-// Where a function throws, it is EcStatusException of EC_INVALID_PARAMETER, and `out` is unchanged.
+// ---- Derivation ---------------------------------------------------------------------------------
+//
+// None logs. Where a function throws, it is EcStatusException of EC_INVALID_PARAMETER, and `out` is
+// unchanged.
 
 // The text up to and including the first "]". Throws where there is none.
 IXFS_API void buildDatastore(const LmfString& in, LmfString& out);
 
-// The text from the first "backups" behind the first "]". Throws where either is missing.
+// The text from the first "backups" after the first "]". Throws where either is missing.
 IXFS_API void buildOriginalDescPath(const LmfString& in, LmfString& out);
 
 // The text before the last ".desc". Throws where there is none.
 IXFS_API void buildOriginalVmdkPath(const LmfString& in, LmfString& out);
 
 // The last segment before its last ".vmdk.desc", and without a snapshot's suffix: a "-" and the six
-// characters behind it. Throws where the last segment holds no ".vmdk.desc".
+// characters after it. Throws where the last segment holds no ".vmdk.desc".
 IXFS_API void buildBaseName(const LmfString& in, LmfString& out);
 
 // "<viewPath>/<baseName>.vmdk" and "<viewPath>/<baseName>-flat.vmdk".
@@ -147,13 +150,12 @@ IXFS_API void buildDatastoreViewDescPath(const LmfString& datastore, const LmfSt
 IXFS_API LmfPathname convertUnixPathToPlatformPath(const LmfString& base,
                                                    const LmfString& relative);
 
-// ---- The image's layout
-// ---------------------------------------------------------------------------
+// ---- The image's layout -------------------------------------------------------------------------
 
 // Splits a backup id "<client>_<time>" at its last underscore. Returns EC_OK, or
 // EC_INVALID_PARAMETER after a line with severity IXFS_LOG_ERR when there is no underscore, no
-// client, or no decimal 64-bit number at the front of the rest. With an underscore `client` is
-// overwritten even then.
+// client, or no decimal 64-bit number at the front of the rest (blanks and a sign before it are
+// accepted). With an underscore `client` is overwritten even then, and `backupTime` may be.
 IXFS_API ec_status makeClientAndBackupTime(_ixfs_control_t* handle, const std::string& backupId,
                                            std::string& client, long& backupTime);
 
@@ -164,8 +166,8 @@ IXFS_API void buildImagePath(_ixfs_control_t* handle, const std::string& client,
                              int scheduleType, LmfPathname& path);
 
 // Sets `path` to the image's VM configuration file under the handle's mount point. Returns EC_OK,
-// EC_INVALID_PARAMETER when nothing is mounted (`path` untouched) or EC_INVALID_SCHEDULE, both
-// after lines with severity IXFS_LOG_ERR.
+// EC_INVALID_PARAMETER when nothing is mounted (`path` untouched) or EC_INVALID_SCHEDULE (`path`
+// ends before the schedule), both after lines with severity IXFS_LOG_ERR.
 IXFS_API ec_status buildPathToXml(_ixfs_control_t* handle, const std::string& client,
                                   long backupTime, int scheduleType, LmfPathname& path);
 
@@ -174,8 +176,7 @@ IXFS_API ec_status buildPathToXml(_ixfs_control_t* handle, const std::string& cl
 IXFS_API void buildViewPath(_ixfs_control_t* handle, const std::string& client, long backupTime,
                             int scheduleType, LmfString& viewPath);
 
-// ---- Disk identity
-// --------------------------------------------------------------------------------
+// ---- Disk identity ------------------------------------------------------------------------------
 
 // Returns a fresh random UUID as descriptors hold it: 47 characters, sixteen lower-case hexadecimal
 // bytes in two groups of eight, "-" between them. Throws what the system's random source throws.

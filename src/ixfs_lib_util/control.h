@@ -7,7 +7,8 @@
 #include <atomic>
 #include <mutex>
 
-// Names that a client groups on a handle; ixfs_term frees them. All text and nodes are malloc'ed.
+// Names grouped on a handle. Nothing adds any at present; ixfs_term frees what is there. All text
+// and nodes are malloc'ed.
 struct _ixfs_name_t {
     char* name;
     _ixfs_name_t* next;

@@ -23,20 +23,21 @@ bool begins_with(const char* line, const char* prefix)
     return std::strncmp(line, prefix, std::strlen(prefix)) == 0;
 }
 
-// Writing through a name that shares its file with others would change them too, and one of them
-// may be a disk's data in the backup. Such a name is taken away first, and so is one of which the
-// file system does not tell.
-bool break_hard_link(const char* path)
+// Also where the file system does not answer.
+bool may_be_one_of_several_hard_links(const char* path)
 {
     struct stat status {
     };
-    if (lstat(path, &status) != 0) {
-        if (errno == ENOENT)
-            return true;
-    } else if (!S_ISREG(status.st_mode) || status.st_nlink < 2) {
-        return true;
-    }
-    return unlink(path) == 0 || errno == ENOENT;
+    if (lstat(path, &status) != 0)
+        return errno != ENOENT;
+    return S_ISREG(status.st_mode) && status.st_nlink > 1;
+}
+
+// Writing to one of several hard links would change the file under its other names too, and one of
+// those may be a disk's data in the backup. So such a name is taken away first.
+bool break_hard_link(const char* path)
+{
+    return !may_be_one_of_several_hard_links(path) || unlink(path) == 0 || errno == ENOENT;
 }
 
 File open_old(_ixfs_control_t* handle, const char* path)
@@ -75,10 +76,10 @@ public:
         while (extent_is_usable && std::fgets(line, sizeof(line), old_file_) != nullptr)
             extent_is_usable = copy_line(line);
         const bool all_read = std::ferror(old_file_) == 0;
-        if (!all_read)
-            _ixfs_log(handle_, tag, IXFS_LOG_ERR, "ERR - error reading old file - %d\n", errno);
         if (!extent_is_done_)
             _ixfs_log(handle_, tag, IXFS_LOG_ERR, "ERR - failed to find and alter RW tag?!?\n");
+        else if (!all_read)
+            _ixfs_log(handle_, tag, IXFS_LOG_ERR, "ERR - error reading old file - %d\n", errno);
         return all_read && extent_is_done_;
     }
 

@@ -13,7 +13,7 @@ namespace
 
 constexpr char create_tag[] = "_ixfs_folder_create()";
 
-// Makes one directory. Returns false when it is certain that there is none.
+// Makes one directory. Returns false when the directory certainly does not exist.
 bool create_segment(_ixfs_control_t* handle, int number, const LmfPathname& path, mode_t mode)
 {
     if (call_again_on_etime([&] { return ACE_OS::mkdir(path.text().c_str(), mode); }) == 0)
@@ -84,7 +84,7 @@ int _ixfs_folder_create(_ixfs_control_t* handle, const char* base_name, const ch
         path.makeFilename(folder_name, true);
         _ixfs_log(handle, create_tag, IXFS_LOG_INF, "INF - path: %s\n", path.text().c_str());
         return create_segments(handle, path, segments, mode) ? 0 : 1;
-    } catch (const std::bad_alloc&) { // C callers have no use for it
+    } catch (const std::bad_alloc&) { // no exception may reach a C caller
         errno = ENOMEM;
         return 1;
     }

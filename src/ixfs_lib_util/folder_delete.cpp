@@ -1,5 +1,6 @@
 #include "ixfs.h"
 #include "lmf_pathname.h"
+#include "mount_root.h"
 
 #include <ace/OS_NS_dirent.h>
 #include <ace/OS_NS_unistd.h>
@@ -24,8 +25,9 @@ bool is_self_or_parent(std::string_view name)
     return name == "." || name == "..";
 }
 
-// Removes a file, or a folder with its content. Returns false where a file could not be removed; a
-// folder that could not be is found out by its parent's own removal.
+// Removes a file, or a folder with its content, unless that is the root of a mounted file system.
+// Returns false where a file could not be removed; a folder that stays makes its parent's rmdir
+// fail.
 bool delete_entry(_ixfs_control_t* handle, const LmfPathname& path)
 {
     if (ACE_OS::unlink(path.text().c_str()) == 0) {
@@ -33,6 +35,11 @@ bool delete_entry(_ixfs_control_t* handle, const LmfPathname& path)
         return true;
     }
     if (errno == EISDIR) {
+        if (mount_root(path.text().c_str()) == MountRoot::yes) {
+            _ixfs_log(handle, tag, IXFS_LOG_ERR, "ERR - still mounted, not deleted: %s\n",
+                      path.display_str());
+            return true;
+        }
         _ixfs_log(handle, tag, IXFS_LOG_ERR,
                   "INF - Found a directory, calling _ixfs_folder_delete(\"%s\")\n",
                   path.display_str());
@@ -83,7 +90,7 @@ int _ixfs_folder_delete(_ixfs_control_t* handle, const char* path)
 {
     try {
         return delete_folder(handle, path) ? 0 : 1;
-    } catch (const std::bad_alloc&) { // C callers have no use for it
+    } catch (const std::bad_alloc&) { // no exception may reach a C caller
         return 1;
     }
 }

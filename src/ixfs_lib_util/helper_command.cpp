@@ -9,9 +9,8 @@
 namespace
 {
 
-constexpr char helper_directory[] = "/usr/varnis/stowline/bin";
-constexpr char separator[] = "/";
-constexpr char no_option[] = "";
+// Quoted for the shell.
+#define IXFS_HELPER R"("/usr/varnis/stowline/bin/ixfs")"
 
 constexpr int server_too_busy = EC_SERVER_BUSY;
 constexpr timespec retry_pause = {1, 0};
@@ -68,25 +67,29 @@ HelperCommand HelperCommand::mount(const _ixfs_mount_t& record, const char* moun
     if (record.timeout != 0)
         std::snprintf(timeout_option, sizeof(timeout_option), "-timeout %d", record.timeout);
     HelperCommand command;
-    if (std::snprintf(command.line_, sizeof(command.line_),
-                      "\"%s%sixfs\" mount -server %s -port %d %s %s -cred %s %s", helper_directory,
-                      separator, record.server, record.port, timeout_option, no_option,
-                      record.mount_cred, mount_directory) < 0)
-        command.line_[0] = '\0';
-    strlcpy(command.display_, command.line_, sizeof(command.display_));
+    // The two blanks before -cred surround a further option, which is never given.
+    command.formatted(std::snprintf(command.line_, sizeof(command.line_),
+                                    IXFS_HELPER " mount -server %s -port %d %s  -cred %s %s",
+                                    record.server, record.port, timeout_option, record.mount_cred,
+                                    mount_directory));
     return command;
 }
 
 HelperCommand HelperCommand::unmount(const _ixfs_mount_t& record)
 {
     HelperCommand command;
-    if (std::snprintf(command.line_, sizeof(command.line_),
-                      "\"%s%sixfs\" umount -f -server %s -port %d -cred %s %s", helper_directory,
-                      separator, record.server, record.port, record.unmount_cred,
-                      record.mount_point) < 0)
-        command.line_[0] = '\0';
-    strlcpy(command.display_, command.line_, sizeof(command.display_));
+    command.formatted(std::snprintf(command.line_, sizeof(command.line_),
+                                    IXFS_HELPER " umount -f -server %s -port %d -cred %s %s",
+                                    record.server, record.port, record.unmount_cred,
+                                    record.mount_point));
     return command;
+}
+
+void HelperCommand::formatted(int length)
+{
+    if (length < 0)
+        line_[0] = '\0';
+    strlcpy(display_, line_, sizeof(display_));
 }
 
 void HelperCommand::cut_display(const char* credential)

@@ -12,8 +12,8 @@ public:
     static HelperCommand mount(const _ixfs_mount_t& record, const char* mount_directory);
     static HelperCommand unmount(const _ixfs_mount_t& record);
 
-    // Cuts the displayed line eight characters behind the credential's length from its end. The cut
-    // falls where the product has always made it, not on the credential; see the hazards.
+    // Cuts the displayed line at its length plus eight less the credential's, and appends "...".
+    // This does not hide the credential: with one of common length only the path after it is cut.
     void cut_display(const char* credential);
 
     bool built() const { return line_[0] != '\0'; }
@@ -22,6 +22,8 @@ public:
 
 private:
     HelperCommand() = default;
+
+    void formatted(int length); // the formatter's result, negative where it failed
 
     char line_[text_size] = "";
     char display_[text_size] = "";

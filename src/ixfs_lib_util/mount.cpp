@@ -16,19 +16,19 @@ constexpr char tag[] = "ixfs_mount()";
 constexpr char mount_base[] = "/usr/varnis/var/ixfs";
 constexpr mode_t mount_directory_mode = 0700;
 
-// Returns the text behind the last "=" of a line that has one, or null where nothing is.
+// Returns the text after the last "=" of a line that has one, or null where it is empty.
 const char* value_of(const char* line)
 {
     const char* const value = std::strrchr(line, '=') + 1;
     return *value != '\0' ? value : nullptr;
 }
 
-// The helper's answers to a mount: it tells where it mounted, and then how it went.
+// The helper's answers to a mount: it reports where it mounted, and then how it went.
 class MountConversation final : public HelperConversation
 {
 public:
-    // A helper that never tells an exit status leaves the first one standing, and later the pass's
-    // before.
+    // A helper that reports no exit status leaves the one before it standing: that of the run
+    // before, or at first the directory creation's result.
     MountConversation(_ixfs_mount_t* record, int first_exit_status) : record_(record)
     {
         exit_status = first_exit_status;
@@ -48,7 +48,7 @@ public:
         return Reading::goes_on;
     }
 
-    // Only a helper that tells a mount path has its mount looked at.
+    // Only a helper that reports a mount path has its mount looked at.
     AfterPass pass_ended() override
     {
         if (record_->mnt_path == nullptr)
@@ -72,11 +72,12 @@ private:
             return;
         // its first character, a separator, is not part of the path
         std::free(std::exchange(record_->mnt_path, strdup(value + 1)));
-        if (record_->mnt_path != nullptr)
-            return;
-        _ixfs_log(record_->control, tag, IXFS_LOG_ERR,
-                  "ERR - allocation for mount path failed, error = %d\n", errno);
-        flaw = EC_NO_MEMORY; // without its path the mount would go unvalidated
+        flaw = EC_OK;
+        if (record_->mnt_path == nullptr) {
+            _ixfs_log(record_->control, tag, IXFS_LOG_ERR,
+                      "ERR - allocation for mount path failed, error = %d\n", errno);
+            flaw = EC_NO_MEMORY; // without its path the mount would go unvalidated
+        }
     }
 
     void take_mount_point(const char* line)
@@ -111,7 +112,7 @@ MountDirectory make_mount_directory(_ixfs_control_t* handle, const char* server)
     directory.creation_result =
         _ixfs_folder_create(handle, mount_base, server, &segments, mount_directory_mode);
     const int error = errno;
-    std::snprintf(directory.path, sizeof(directory.path), "%s%s%s", mount_base, "/", server);
+    std::snprintf(directory.path, sizeof(directory.path), "%s/%s", mount_base, server);
     if (error == EEXIST) {
         _ixfs_log(handle, tag, IXFS_LOG_INF, "INF - Create mount dir %s already exists.\n",
                   directory.path);

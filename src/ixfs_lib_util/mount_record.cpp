@@ -105,8 +105,10 @@ _ixfs_mount_t* attach_mount_record(_ixfs_control_t* handle, const char* tag,
 
 bool take_new_mount_mutex(_ixfs_control_t* handle, const char* tag, _ixfs_mount_t* record)
 {
-    record->mutex = open_waitable_process_mutex(mount_mutex_name).release();
-    if (record->mutex == nullptr) {
+    std::unique_ptr<ACE_Process_Mutex> mutex;
+    const bool has_object = open_waitable_process_mutex(mount_mutex_name, mutex);
+    record->mutex = mutex.release();
+    if (!has_object) {
         _ixfs_log(handle, tag, IXFS_LOG_INF,
                   "INF - Initialization failed for ACE_Process_Mutex, error = %d\n", errno);
         _ixfs_no_mount(handle, EC_SYSTEM_ERROR);

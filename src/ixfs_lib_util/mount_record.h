@@ -20,9 +20,8 @@ struct _ixfs_mount_t {
     int port;
     char* mount_cred;
     char* unmount_cred;
-    char* mnt_path; // null until the helper reports it
-    ACE_Event*
-        event; // stops the validation thread; itself never freed, its insides with the record
+    char* mnt_path;    // null until the helper reports it
+    ACE_Event* event;  // stops the validation thread; never freed, its insides with the record
     int thread_result; // of starting the thread; 0 when it runs
 
     // The thread's own: written before it starts, and shared until it ends, which may be long after

@@ -58,9 +58,9 @@ int spawn(_ixfs_mount_t* record, ACE_hthread_t* thread)
     return result;
 }
 
-// Gives a thread's handle back, which other platforms want. Here it is no descriptor; where its
-// lower half happens to be the number of one that the process has open, that one is not ours to
-// close.
+// Gives a thread's handle back, which other platforms want. Here it is a thread's id, so there is
+// nothing to give back; but where its lower half happens to be the number of a descriptor that the
+// process has open, closing it would take that away.
 void close_thread_handle(ACE_hthread_t thread)
 {
     const int number = static_cast<int>(thread);

@@ -24,9 +24,13 @@ constexpr int size = 3;
 constexpr int no_users = 10000;
 } // namespace ace_set
 
-// Openings in a row that may come to nothing before that is a failure. Each takes a process that
-// deletes the lock at just that moment, and not as delete_held_process_mutex does.
+// How many openings in a row may find the lock deleted under their hands before that is a failure.
+// delete_held_process_mutex never does that to them.
 constexpr int most_lost_openings = 100;
+
+// How many waits in a row may end with the lock deleted before something else must be wrong. Each
+// deletion takes a run of the helper, so nobody gets here by bad luck.
+constexpr int most_deletions = 100000;
 
 int find(const char* name, int flags)
 {
@@ -91,11 +95,6 @@ void make_ready(const char* name)
     leave_guard(set);
 }
 
-void* memory_for_object()
-{
-    return ::operator new(sizeof(ACE_Process_Mutex), std::nothrow);
-}
-
 // ACE gives up halfway where it has found a set but cannot take its guard. Such an object would be
 // let in without being among the set's users, and would keep the guard when it closes. So it must
 // not close, and counts as none.
@@ -106,34 +105,37 @@ std::unique_ptr<ACE_Process_Mutex> construct(void* memory, const char* name)
     const int error = errno;
     const bool set_is_gone = error == EINVAL || error == EIDRM;
     const bool may_close = error == 0 || set_is_gone || find(name, 0) == -1;
-    if (!may_close)
-        ::operator delete(mutex);
-    errno = error; // of the opening, for whoever tells of it
-    return std::unique_ptr<ACE_Process_Mutex>(may_close ? mutex : nullptr);
+    if (may_close)
+        return std::unique_ptr<ACE_Process_Mutex>(mutex);
+    ::operator delete(memory);
+    return nullptr;
 }
 
 } // namespace
 
 std::unique_ptr<ACE_Process_Mutex> open_process_mutex(const char* name)
 {
-    const SignalsBlocked signals; // an opening that a signal interrupts is given up, too
-    void* const memory = memory_for_object();
-    return memory != nullptr ? construct(memory, name) : nullptr;
+    const SignalsBlocked signals; // an opening that a signal interrupts is given up
+    return std::unique_ptr<ACE_Process_Mutex>(new (std::nothrow)
+                                                  ACE_Process_Mutex(name, nullptr, lock_mode));
 }
 
-std::unique_ptr<ACE_Process_Mutex> open_waitable_process_mutex(const char* name)
+bool open_waitable_process_mutex(const char* name, std::unique_ptr<ACE_Process_Mutex>& mutex)
 {
     const SignalsBlocked signals;
+    mutex.reset();
     // The object's memory comes first, since a lock made ready for no object would stay.
-    void* const memory = memory_for_object();
+    void* const memory = ::operator new(sizeof(ACE_Process_Mutex), std::nothrow);
     if (memory == nullptr)
-        return nullptr;
+        return false;
     make_ready(name);
-    return construct(memory, name);
+    mutex = construct(memory, name);
+    return true;
 }
 
 bool acquire_process_mutex(std::unique_ptr<ACE_Process_Mutex>& mutex, const char* name)
 {
+    int deletions = 0;
     int lost_openings = 0;
     while (mutex != nullptr) {
         errno = 0;
@@ -142,6 +144,8 @@ bool acquire_process_mutex(std::unique_ptr<ACE_Process_Mutex>& mutex, const char
         switch (errno) {
         case EIDRM:  // deleted while we waited
         case EINVAL: // deleted before
+            if (++deletions > most_deletions)
+                return false;
             lost_openings = 0;
             break;
         case 0: // never opened: deleted in the middle of that, or not to be had
@@ -151,7 +155,7 @@ bool acquire_process_mutex(std::unique_ptr<ACE_Process_Mutex>& mutex, const char
         default:
             return false;
         }
-        mutex = open_waitable_process_mutex(name);
+        open_waitable_process_mutex(name, mutex);
     }
     return false;
 }
@@ -166,7 +170,7 @@ void delete_held_process_mutex(ACE_Process_Mutex& mutex, const char* name)
     const bool is_not_ours_to_delete = errno == EPERM;
     mutex.release();
     if (!deleted && is_not_ours_to_delete)
-        give_lock_back(set); // ACE has forgotten the set by now
+        give_lock_back(set); // remove() forgot the set although it failed, so release() did nothing
     if (!deleted && guarded)
         leave_guard(set);
 }

@@ -6,18 +6,18 @@
 
 #include <memory>
 
-// Opens the lock called `name`, creating it where there is none. Returns null when no object
-// results. An object that could not open its lock fails each acquire; errno then tells why, or is
-// 0.
+// Opens the lock called `name`, creating it where there is none. Returns null when memory is short.
+// An object that could not open its lock fails each acquire; errno then tells why, or is 0.
 std::unique_ptr<ACE_Process_Mutex> open_process_mutex(const char* name);
 
-// The same, for a lock that processes wait for: whenever a process is killed, in the middle of
-// creating it too, the next one can have it.
-std::unique_ptr<ACE_Process_Mutex> open_waitable_process_mutex(const char* name);
+// The same, for a lock that processes wait for: whenever a process is killed, even in the middle of
+// creating it, the next one can have it. Returns whether there was memory. Where the lock could not
+// be opened, `mutex` may be null all the same.
+bool open_waitable_process_mutex(const char* name, std::unique_ptr<ACE_Process_Mutex>& mutex);
 
 // Waits for such a lock without a time limit. Another process that deletes the lock meanwhile is no
 // failure: `mutex` is opened again and waited for. Returns whether the lock is held; after a
-// failure `mutex` may be null.
+// failure `mutex` may be null. A null `mutex` fails.
 bool acquire_process_mutex(std::unique_ptr<ACE_Process_Mutex>& mutex, const char* name);
 
 // Deletes such a lock, which must be held, for the whole host, and only then gives it up: a waiter

@@ -1,33 +1,20 @@
 #include "control.h"
 #include "helper_command.h"
 #include "mount_record.h"
+#include "mount_root.h"
 
 #include <cerrno>
-#include <fcntl.h>
 #include <sys/mount.h>
-#include <sys/stat.h>
 
 namespace
 {
 
 constexpr char tag[] = "ixfs_unmount()";
 
-// Whether `path` is where a file system is mounted. An answer that can't be had counts as yes, but
-// for a path that isn't there.
-bool is_mount_root(const char* path)
-{
-    struct statx status {
-    };
-    if (statx(AT_FDCWD, path, AT_STATX_DONT_SYNC, 0, &status) != 0)
-        return errno != ENOENT && errno != ENOTDIR;
-    return (status.stx_attributes_mask & STATX_ATTR_MOUNT_ROOT) == 0 ||
-           (status.stx_attributes & STATX_ATTR_MOUNT_ROOT) != 0;
-}
-
 // Removes the mount point directory, unless that would delete the backup through its mount.
 void delete_mount_point(_ixfs_control_t* handle, const char* operation_tag, const char* mount_point)
 {
-    if (is_mount_root(mount_point))
+    if (mount_root(mount_point) != MountRoot::no)
         _ixfs_log(handle, operation_tag, IXFS_LOG_ERR, "ERR - still mounted, not deleted: %s\n",
                   mount_point);
     else
@@ -56,8 +43,10 @@ public:
 
     Reading response(const char* line) override
     {
-        const auto log = take_exit_status(line) ? _ixfs_server_log : _ixfs_log;
-        log(record_->control, tag, IXFS_LOG_INF, "INF - response - %s\n", line);
+        if (take_exit_status(line))
+            _ixfs_server_log(record_->control, tag, IXFS_LOG_INF, "INF - response - %s\n", line);
+        else
+            _ixfs_log(record_->control, tag, IXFS_LOG_INF, "INF - response - %s\n", line);
         return Reading::goes_on;
     }
 

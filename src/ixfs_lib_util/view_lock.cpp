@@ -7,7 +7,7 @@
 
 #include <cerrno>
 #include <cstdio>
-#include <utility>
+#include <memory>
 
 namespace
 {
@@ -43,24 +43,25 @@ void format_base_name(_ixfs_control_t* handle, const char* host, long id, char* 
     _ixfs_log(handle, tag, IXFS_LOG_INF, "INF - base_name: %s\n", base_name);
 }
 
-// Tries once for the lock called `name`. Where it is lost, the lock is removed, whoever holds it,
-// and the view has none.
+// Tries once for the lock called `name`, which the view then has. Where the lock is lost, it is
+// removed, whoever holds it, and the view has none.
 Attempt try_lock(_ixfs_control_t* handle, _ixfs_view_t* view, const char* name)
 {
     _ixfs_log(handle, tag, IXFS_LOG_INF, "INF - Trying to create mutex: %s\n", name);
-    view->lock = open_process_mutex(name).release();
-    if (view->lock == nullptr) {
+    std::unique_ptr<ACE_Process_Mutex> lock = open_process_mutex(name);
+    if (lock == nullptr) {
         _ixfs_log(handle, tag, IXFS_LOG_ERR,
                   "ERR - Initialization failed for ACE_Process_Mutex, error = %d\n", errno);
         return Attempt::impossible;
     }
-    if (view->lock->tryacquire() == 0)
+    if (lock->tryacquire() == 0) {
+        view->lock = lock.release();
         return Attempt::won;
+    }
     if (errno != EBUSY)
         _ixfs_log(handle, tag, IXFS_LOG_WRN,
                   "WRN - Acquire failed for ACE_Process_Mutex, error = %d\n", errno);
-    view->lock->remove();
-    delete std::exchange(view->lock, nullptr);
+    lock->remove();
     return Attempt::lost;
 }
 
@@ -75,20 +76,17 @@ int _ixfs_view_lock(_ixfs_control_t* handle, _ixfs_view_t* view, long id, char* 
     format_base_name(handle, host, id, base_name, size);
 
     char name[text_size] = "";
-    int attempt = 0;
-    while (view->lock == nullptr && attempt < most_attempts) {
-        std::snprintf(name, sizeof(name), "Global\\EGR_%ld_%s_%d", id, base_name, attempt);
-        switch (try_lock(handle, view, name)) {
-        case Attempt::won:
-            break;
-        case Attempt::lost:
-            ++attempt;
-            break;
-        case Attempt::impossible:
-            return 0;
-        }
+    int number = 0;
+    Attempt last = view->lock != nullptr ? Attempt::won : Attempt::lost;
+    while (last == Attempt::lost && number < most_attempts) {
+        std::snprintf(name, sizeof(name), "Global\\EGR_%ld_%s_%d", id, base_name, number);
+        last = try_lock(handle, view, name);
+        if (last == Attempt::lost)
+            ++number;
     }
-    if (view->lock == nullptr) {
+    if (last == Attempt::impossible)
+        return 0;
+    if (last == Attempt::lost) {
         _ixfs_log(handle, tag, IXFS_LOG_ERR,
                   "ERR - Exceeded retry limit, unable to get the mutex: %s\n", name);
         return 0;
@@ -96,8 +94,8 @@ int _ixfs_view_lock(_ixfs_control_t* handle, _ixfs_view_t* view, long id, char* 
 
     view->lock_held = true;
     _ixfs_log(handle, tag, IXFS_LOG_INF, "INF - Successfully created mutex: %s\n", name);
-    char number[sizeof("-2147483648")];
-    std::snprintf(number, sizeof(number), "%d", attempt);
-    strlcat(base_name, number, size);
+    char digits[sizeof("-2147483648")];
+    std::snprintf(digits, sizeof(digits), "%d", number);
+    strlcat(base_name, digits, size);
     return 1;
 }

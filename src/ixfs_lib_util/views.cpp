@@ -66,7 +66,6 @@ _ixfs_view_t* _ixfs_view_create(_ixfs_control_t* handle)
                   errno);
         return nullptr;
     }
-    view->reserved_state = 0;
     link_at_head(handle, view);
     return view;
 }

@@ -12,8 +12,7 @@ constexpr char tag[] = "makeClientAndBackupTime";
 bool read_time(const std::string& text, long& time)
 {
     std::istringstream stream(text);
-    stream.imbue(
-        std::locale::classic()); // digits only, whatever the process's locale groups them with
+    stream.imbue(std::locale::classic()); // the process's locale may group digits
     return static_cast<bool>(stream >> time);
 }
 

@@ -29,7 +29,7 @@ void buildImagePath(_ixfs_control_t* handle, const std::string& client, long bac
 {
     constexpr char tag[] = "buildImagePath";
     path.makeFilename(backupsPathElement.text().c_str(), true);
-    path.makeFilename(default_narrow(client.c_str()).text().c_str(), true);
+    path.makeFilename(client.c_str(), true);
     path.makeFilename("allusers", true);
     const char* const schedule = schedule_name(scheduleType);
     if (schedule == nullptr) {

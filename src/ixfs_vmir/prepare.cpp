@@ -1,12 +1,11 @@
+#include "control.h"
 #include "copy_or_link.h"
 #include "image_layout.h"
-
-#include "control.h"
 #include "mount_record.h"
 
 #include <ace/OS_NS_sys_stat.h>
 
-#include <cstdio>
+#include <algorithm>
 #include <ctime>
 #include <filesystem>
 #include <fstream>
@@ -88,7 +87,7 @@ void cut_padding(_ixfs_control_t* handle, std::string& content)
               static_cast<long>(content.size()));
 }
 
-ec_status readXml(_ixfs_control_t* handle, LmfPathname& path, std::string& content)
+ec_status readXml(_ixfs_control_t* handle, const LmfPathname& path, std::string& content)
 {
     if (!wait_for_file(handle, path))
         return EC_FILE_NOT_FOUND;
@@ -134,27 +133,34 @@ std::string normal_form(const LmfString& path)
     return std::filesystem::path(path.utf8_str()).lexically_normal().native();
 }
 
+bool lies_below(const LmfString& path, const LmfString& folder)
+{
+    const std::string prefix = normal_form(folder) + '/';
+    return normal_form(path).compare(0, prefix.size(), prefix) == 0;
+}
+
 // Refuses what would write over one of the VM's own files: a disk that lies in the view folder, and
 // a disk whose descriptor would get the name of another's data link ("a-flat" beside "a").
 void checkDisks(_ixfs_control_t* handle, const LmfString& viewPath,
                 const std::vector<VmirPath>& records)
 {
+    constexpr char step[] = "checkDisks";
     std::set<LmfString> descriptors;
-    for (const VmirPath& record : records)
-        descriptors.insert(record.viewDescPath);
-    const std::string view = normal_form(viewPath) + '/';
-    for (const VmirPath& record : records) {
-        const char* const disk = record.datastoreDescPath.utf8_str();
-        if (normal_form(record.originalDescPath).compare(0, view.size(), view) == 0)
+    for (const VmirPath& disk : records)
+        descriptors.insert(disk.viewDescPath);
+    for (const VmirPath& disk : records) {
+        const char* const path = disk.datastoreDescPath.utf8_str();
+        if (lies_below(disk.originalDescPath, viewPath)) {
             _ixfs_log(handle, view_tag, IXFS_LOG_ERR, "ERR - Disk lies in the view folder: %s\n",
-                      disk);
-        else if (descriptors.count(record.viewVmdkPath) != 0)
+                      path);
+            throw EcStatusException(EC_INVALID_PARAMETER, step);
+        }
+        if (descriptors.count(disk.viewVmdkPath) != 0) {
             _ixfs_log(handle, view_tag, IXFS_LOG_ERR,
                       "ERR - Another disk's descriptor has the name of the data file of: %s\n",
-                      disk);
-        else
-            continue;
-        throw EcStatusException(EC_INVALID_PARAMETER, "checkDisks");
+                      path);
+            throw EcStatusException(EC_INVALID_PARAMETER, step);
+        }
     }
 }
 
@@ -235,7 +241,7 @@ void copyAndLinkOneVmirPath(_ixfs_control_t* handle, const VmirPath& disk)
 // Builds the whole view of a VM in the mounted image. What fails before the first disk leaves all
 // there is in place; what fails at a disk removes the view folder.
 ec_status create_view_vmir(_ixfs_control_t* handle, std::vector<std::string>& entries,
-                           std::string& client, long backupTime, int scheduleType,
+                           const std::string& client, long backupTime, int scheduleType,
                            std::vector<std::string>& out)
 {
     LmfString viewPath;
@@ -243,7 +249,7 @@ ec_status create_view_vmir(_ixfs_control_t* handle, std::vector<std::string>& en
         buildViewPath(handle, client, backupTime, scheduleType, viewPath);
     } catch (const EcStatusException& failure) { // GCOVR_EXCL_START
         _ixfs_log(handle, view_tag, IXFS_LOG_ERR, "ERR - Failed to build view path: %s\n",
-                  default_narrow(failure.what()).utf8_str());
+                  failure.what());
         return failure.status;
     } // GCOVR_EXCL_STOP
     const LmfPathname viewFolder = convertUnixPathToPlatformPath(mount_point_of(handle), viewPath);
@@ -287,7 +293,8 @@ public:
     {
         if (mounted_)
             ixfs_unmount(handle_);
-        ixfs_term(handle_);
+        if (handle_ != nullptr)
+            ixfs_term(handle_);
     }
 
     _ixfs_control_t* handle() const { return handle_; }
@@ -311,6 +318,25 @@ private:
     bool mounted_ = false;
 };
 
+ec_status prepare_mounted(_ixfs_control_t* handle, const MountCreds& creds,
+                          std::vector<std::string>& entries, std::string& vmConfig,
+                          std::vector<std::string>& out)
+{
+    std::string client;
+    long backupTime = 0;
+    ec_status status = makeClientAndBackupTime(handle, creds.backup_id, client, backupTime);
+    if (status != EC_OK)
+        return status;
+    LmfPathname xmlPath;
+    status = buildPathToXml(handle, client, backupTime, creds.schedule_type, xmlPath);
+    if (status != EC_OK)
+        return status;
+    status = readXml(handle, xmlPath, vmConfig);
+    if (status != EC_OK)
+        return status;
+    return create_view_vmir(handle, entries, client, backupTime, creds.schedule_type, out);
+}
+
 } // namespace
 
 ec_status ixfs_prepare_vmir(const MountCreds& creds, std::vector<std::string>& entries,
@@ -318,24 +344,12 @@ ec_status ixfs_prepare_vmir(const MountCreds& creds, std::vector<std::string>& e
                             bool newDiskUuids)
 {
     Session session(logInfo);
-    _ixfs_control_t* const handle = session.handle();
-    if (handle == nullptr)
+    if (session.handle() == nullptr)
         return EC_NO_HANDLE;
-    ec_status status = session.mount(creds);
+    const ec_status status = session.mount(creds);
     if (status != EC_OK)
         return status;
-
-    std::string client;
-    long backupTime = 0;
-    LmfPathname xmlPath;
-    status = makeClientAndBackupTime(handle, creds.backup_id, client, backupTime);
-    if (status == EC_OK)
-        status = buildPathToXml(handle, client, backupTime, creds.schedule_type, xmlPath);
-    if (status == EC_OK)
-        status = readXml(handle, xmlPath, vmConfig);
     if (newDiskUuids)
-        handle->flags |= IXFS_FLAG_NEW_DISK_UUID;
-    if (status == EC_OK)
-        status = create_view_vmir(handle, entries, client, backupTime, creds.schedule_type, out);
-    return status;
+        session.handle()->flags |= IXFS_FLAG_NEW_DISK_UUID;
+    return prepare_mounted(session.handle(), creds, entries, vmConfig, out);
 }

@@ -2,6 +2,7 @@
 #include "handle_test.h"
 #include "interpose.h"
 #include "process_state.h"
+#include "real_mount.h"
 #include "temp_dir.h"
 
 #include <gtest/gtest.h>
@@ -182,6 +183,28 @@ TEST_F(FolderDelete, HiddenNamesAreRemovedToo)
         dir.write(name, "");
     EXPECT_EQ(remove("d"), 0);
     EXPECT_FALSE(dir.exists("d"));
+}
+
+TEST_F(FolderDelete, FolderOnWhichAFileSystemIsMountedStays)
+{
+    dir.make_folder("d/mount");
+    dir.make_folder("stored");
+    dir.write("stored/disk", "data");
+    const auto mounted = RealMount::bind(dir / "stored", dir / "d/mount");
+    EXPECT_EQ(remove("d"), 1);
+    EXPECT_EQ(log.take(), (Lines{{IXFS_LOG_ERR, tag,
+                                  "ERR - still mounted, not deleted: " + dir / "d/mount" + "\n"},
+                                 not_removed_line(dir / "d", 39)}));
+    EXPECT_EQ(dir.read("stored/disk"), "data");
+}
+
+TEST_F(FolderDelete, FolderOfWhichTheKernelDoesNotTellIsRemoved)
+{
+    dir.make_folder("d/s");
+    const Lines expected = removal_lines(dir / "d");
+    const auto statx = interpose::on_statx.fails(EIO);
+    EXPECT_EQ(remove("d"), 0);
+    EXPECT_EQ(log.take(), expected);
 }
 
 TEST_F(FolderDelete, SymbolicLinksAreRemovedAndNotFollowed)

@@ -155,6 +155,18 @@ TEST_F(MountMutex, NotObtainedFailsTheMount)
     EXPECT_EQ(helper.runs().size(), 0U);
 }
 
+TEST_F(MountMutex, ThatNoCallReachesFailsTheMount)
+{
+    for (const int error : {EACCES, ENOSPC, EBUSY}) {
+        const auto semop = interpose::on_semop.fails(error);
+        EXPECT_EQ(mount(), nullptr);
+        EXPECT_EQ(log.take(), (Lines{mount_says.info("INF - waiting for mount mutex..."),
+                                     mount_says.error("ERR - unable to obtain mount mutex")}));
+        EXPECT_EQ(ixfs_last_error(handle.get()), EC_SYSTEM_ERROR);
+        EXPECT_EQ(handle->mount, nullptr);
+    }
+}
+
 TEST_F(MountMutex, ThatCannotBeOpenedFailsTheMount)
 {
     const auto semget = interpose::on_semget.fails(ENOSPC);
@@ -220,6 +232,15 @@ TEST_F(MountMutex, DeletedManyTimesIsStillMadeAgain)
     helper.answers({mounts_image()});
     EXPECT_NE(mount(), nullptr);
     EXPECT_EQ(semaphore_sets().size(), 1U);
+}
+
+TEST_F(MountMutex, DeletedEndlesslyFailsTheMountInTheEnd)
+{
+    const auto waits = failing_waits(EINVAL);
+    EXPECT_EQ(mount(), nullptr);
+    EXPECT_EQ(log.take(), (Lines{mount_says.info("INF - waiting for mount mutex..."),
+                                 mount_says.error("ERR - unable to obtain mount mutex")}));
+    EXPECT_EQ(ixfs_last_error(handle.get()), EC_SYSTEM_ERROR);
 }
 
 TEST_F(MountMutex, DeletedWhileTheMountLastsIsMadeAgainByTheUnmount)

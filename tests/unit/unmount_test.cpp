@@ -179,6 +179,17 @@ TEST_F(Unmount, WithMountPathGoesOnWhenTheMountPointLiesBelowAFile)
     EXPECT_TRUE(image.exists("lost"));
 }
 
+TEST_F(Unmount, WithMountPathGoesOnWhenTheMountPointsPathIsTooLong)
+{
+    const std::string mount_point = image / std::string(900, 'x');
+    helper.answers({{"MNTPATH=/m/x", "MOUNTPOINT=" + mount_point, "EXIT_STATUS=0"}});
+    EXPECT_EQ(mount(), nullptr);
+    EXPECT_EQ(log.with_tag("_ixfs_folder_delete()"),
+              Lines{folder_delete_says.error("ERR - ACE_OS::opendir(" + mount_point +
+                                             ") failed, error = 36")});
+    EXPECT_EQ(ixfs_last_error(handle.get()), EC_HELPER_FAILED);
+}
+
 TEST_F(Unmount, WithMountPathThatIsEmptyDeletesTheMountPointToo)
 {
     given_mount({"MNTPATH=/", "MOUNTPOINT=" + image.path(), "EXIT_STATUS=0"});

@@ -112,6 +112,23 @@ TEST_F(ViewLock, LockThatCannotBeOpenedLosesItsAttempt)
                                                 trying_line(mutex + "1"), won_line(mutex + "1")}));
 }
 
+TEST_F(ViewLock, LockThatNoCallReachesLosesEachAttempt)
+{
+    for (const int error : {EBUSY, EACCES}) {
+        {
+            const auto semop = interpose::on_semop.fails(error);
+            EXPECT_EQ(lock(), 0);
+        }
+        EXPECT_EQ(view->lock, nullptr);
+        EXPECT_EQ(log.with_message("INF - Trying to create mutex: " + mutex + "49\n").size(), 1U);
+        EXPECT_EQ(log.with_message(lost_line(error).message).size(), error == EBUSY ? 0U : 50U);
+        EXPECT_EQ(log.lines().back().message,
+                  "ERR - Exceeded retry limit, unable to get the mutex: " + mutex + "49\n");
+        EXPECT_EQ(semaphore_sets().size(), 0U);
+        log.take();
+    }
+}
+
 TEST_F(ViewLock, UnknownHostNameFails)
 {
     host_name.reset();
