@@ -76,7 +76,7 @@ void add_image_options(CLI::App& app, Options& options)
         ->type_name("KIND")
         ->check(CLI::IsMember({"full", "incr"}));
     add_number(app, "--timeout", options.timeout, 0U, std::numeric_limits<unsigned int>::max(),
-               "Seconds to go on while the server is too busy; more than 60 is taken as 60, and 0 "
+               "Seconds to try again while the server is too busy; more than 60 is taken as 60, 0 "
                "means one try")
         ->default_str(std::to_string(options.timeout));
     app.add_option("--backup-id", options.backup_id, "The image: <client>_<time>")
@@ -133,7 +133,9 @@ Options parse_options(int argc, char** argv)
     add_image_options(app, options);
     add_credential_options(app, options, creds_from_stdin);
     app.add_flag("--json", options.json, "Print the result as JSON on standard output");
-    app.add_flag("--quiet", options.quiet, "Print only the log lines that are errors");
+    app.add_flag("--quiet", options.quiet,
+                 "Print only the log lines of severity ERR; those that begin with \"INF -\" are no "
+                 "errors");
 
     try {
         app.parse(argc, argv);
