@@ -1,11 +1,11 @@
-# Warnings as errors, hardening and sanitizers, for every target of ours.
+# Warnings, hardening and sanitizers, for every target of ours. The presets make warnings errors.
 set(CMAKE_CXX_STANDARD 17)
 set(CMAKE_CXX_EXTENSIONS OFF)
 set(CMAKE_C_STANDARD 11)
 set(CMAKE_EXPORT_COMPILE_COMMANDS ON)
 
 set(IXFS_WARNINGS -Wall -Wextra -Wconversion -Wsign-conversion -Wshadow -Wundef -Wcast-align
-    -Wformat=2 -Wnull-dereference -Wpointer-arith -Werror)
+    -Wformat=2 -Wnull-dereference -Wpointer-arith)
 set(IXFS_CXX_WARNINGS -Wnon-virtual-dtor -Wold-style-cast -Woverloaded-virtual -Wextra-semi)
 set(IXFS_GCC_WARNINGS -Wduplicated-cond -Wduplicated-branches -Wlogical-op)
 
@@ -13,7 +13,7 @@ function(ixfs_compiler_options target)
     target_compile_options(${target} PRIVATE
         ${IXFS_WARNINGS}
         "$<$<COMPILE_LANGUAGE:CXX>:${IXFS_CXX_WARNINGS}>"
-        "$<$<CXX_COMPILER_ID:GNU>:${IXFS_GCC_WARNINGS}>"
+        "$<$<OR:$<COMPILE_LANG_AND_ID:C,GNU>,$<COMPILE_LANG_AND_ID:CXX,GNU>>:${IXFS_GCC_WARNINGS}>"
         -fstack-protector-strong)
     if(IXFS_SANITIZE)
         target_compile_options(${target} PRIVATE
@@ -28,7 +28,8 @@ function(ixfs_compiler_options target)
         target_compile_options(${target} PRIVATE --coverage -fprofile-update=atomic)
         target_link_options(${target} PRIVATE --coverage)
     else()
-        target_compile_definitions(${target} PRIVATE
-            "$<$<NOT:$<CONFIG:Debug>>:_FORTIFY_SOURCE=2>")
+        # It needs an optimising build, and a packager's own choice would be a redefinition.
+        target_compile_options(${target} PRIVATE
+            "$<$<NOT:$<CONFIG:Debug,>>:-U_FORTIFY_SOURCE;-D_FORTIFY_SOURCE=2>")
     endif()
 endfunction()
