@@ -1,6 +1,5 @@
 // Preparations that are killed on their way, and what the next one makes of that.
 #include "child_process.h"
-#include "ixfs_vmir.h"
 #include "loopback_test.h"
 #include "syscall_killer.h"
 #include "temp_dir.h"
@@ -10,7 +9,6 @@
 #include <chrono>
 #include <cstdio>
 #include <filesystem>
-#include <map>
 #include <system_error>
 
 #include <sys/mount.h>
@@ -50,9 +48,9 @@ std::string text_without_uuid(const std::string& descriptor)
 class CrashTest : public LoopbackTest
 {
 protected:
-    // What preparations that went alike have in common: a description of all that the server offers
-    // by its path there, and what the call returned by "".
-    using Outcome = std::map<std::string, std::string>;
+    // What preparations that went alike have in common: a description of all that the server
+    // offers, and what the call returned by "".
+    using Outcome = TreeDescription;
 
     // Prepares the image in the calling process, and leaves in a file what the call returned.
     void prepare() const;
@@ -79,17 +77,10 @@ private:
 
 void CrashTest::prepare() const
 {
-    MountCreds creds{};
-    creds.server = server.name.c_str();
-    creds.port = port;
-    creds.timeout = 30;
-    creds.mount_cred = mount_cred;
-    creds.unmount_cred = unmount_cred;
-    creds.backup_id = server.backup_id;
     std::vector<std::string> disks = server.disks;
     std::string config;
     std::vector<std::string> out;
-    const ec_status status = ixfs_prepare_vmir(creds, disks, nullptr, config, out, true);
+    const ec_status status = ixfs_prepare_vmir(creds_of(server), disks, nullptr, config, out, true);
 
     std::string result = "status " + std::to_string(status) + "\n";
     for (const std::string& path : out)
@@ -116,10 +107,9 @@ bool CrashTest::kill_preparation_at(int call) const
 
 CrashTest::Outcome CrashTest::outcome() const
 {
-    Outcome outcome;
+    Outcome outcome = describe_tree(
+        server.root, [this](const fs::directory_entry& entry) { return description_of(entry); });
     outcome[""] = results_.read("result");
-    for (const fs::directory_entry& entry : fs::recursive_directory_iterator(server.root))
-        outcome[fs::relative(entry.path(), server.root)] = description_of(entry);
     return outcome;
 }
 

@@ -1,8 +1,8 @@
 /* A mount helper that does what the server's name says, at next to no cost.
  *
  *   plain           bind-mounts /usr/varnis/var/fault-images/plain, and unmounts it
- *   tells-path      the same with its own image, and tells a mount path, so that libixfs looks whether
- *                   the mount is alive and removes the mount point after the unmount
+ *   tells-path      the same with its own image, and tells a mount path, so that libixfs looks
+ *                   whether the mount is alive and removes the mount point after the unmount
  *   empty           as tells-path
  *   fails-unmount   the same, but leaves the mount in place on unmount and reports a failure
  *   busy            never does anything but tell that it is too busy

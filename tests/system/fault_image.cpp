@@ -4,6 +4,9 @@
 
 #include <filesystem>
 #include <fstream>
+#include <iterator>
+#include <system_error>
+#include <utility>
 
 namespace
 {

@@ -17,8 +17,8 @@ public:
     FaultImage(const FaultImage&) = delete;
     FaultImage& operator=(const FaultImage&) = delete;
 
-    // Fails the test where anything that was in the image is not as it was, or something that is not
-    // of the view has come. Removes the view.
+    // Fails the test where anything that was in the image is not as it was, or something that is
+    // not of the view has come. Removes the view.
     void expect_unchanged() const;
 
     // Fails the test unless the view holds both disks' descriptor, with a new UUID, and link, and

@@ -1,5 +1,7 @@
 #include "fault_injection.h"
 
+#include "process_mutex_set.h"
+
 #include <csignal>
 #include <cstring>
 
@@ -17,8 +19,8 @@ void delete_set(int set)
 // guard is taken by waiting for 0.
 bool takes(const sembuf& operation)
 {
-    constexpr unsigned short lock = 2;
-    return operation.sem_op == 0 || (operation.sem_num == lock && operation.sem_op < 0);
+    return operation.sem_op == 0 ||
+           (operation.sem_num == process_mutex_set::lock && operation.sem_op < 0);
 }
 
 bool takes_first(int, const sembuf* operations, std::size_t count)

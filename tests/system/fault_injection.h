@@ -40,8 +40,8 @@ private:
     std::atomic<int> calls_{0};
 };
 
-// Stands in for time() and nanosleep(), so that no run waits: the clock stands still but for sleeps,
-// which end at once. Holds on_time and on_nanosleep. For one thread.
+// Stands in for time() and nanosleep(), so that no run waits: the clock stands still but for
+// sleeps, which end at once. Holds on_time and on_nanosleep. For one thread.
 class FaultClock
 {
 public:

@@ -1,21 +1,18 @@
 #include "fault_leftovers.h"
 
+#include "process_mutex_set.h"
 #include "process_state.h"
 #include "watchdog.h"
 
 #include <gtest/gtest.h>
 
-#include <filesystem>
 #include <fstream>
-#include <iterator>
 
 #include <sys/mount.h>
 #include <sys/sem.h>
 
 namespace
 {
-
-namespace fs = std::filesystem;
 
 std::string children()
 {
@@ -25,9 +22,9 @@ std::string children()
     return processes;
 }
 
-int threads()
+long threads()
 {
-    return static_cast<int>(std::distance(fs::directory_iterator("/proc/self/task"), {}));
+    return process_status("Threads");
 }
 
 // Mount points below the directory that the library mounts on, the topmost first.
@@ -47,9 +44,7 @@ std::vector<std::string> mounts()
 // nobody holds it, or it is still to be made ready by its first user.
 bool can_be_had(int set)
 {
-    constexpr int guard = 0;
-    constexpr int users = 1;
-    constexpr int lock = 2;
+    using namespace process_mutex_set;
     return semctl(set, guard, GETVAL) == 0 &&
            (semctl(set, lock, GETVAL) == 1 || semctl(set, users, GETVAL) == 0);
 }

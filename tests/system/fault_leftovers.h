@@ -20,14 +20,14 @@ public:
     Leftovers();
 
     // Fails the test for each descriptor, process, thread, lock and mount that has come since, and
-    // for what is mounted or locked at all, but for what is excused. Takes locks and mounts away, so
-    // that the next run begins without them. Waits for threads that are on their way out.
+    // for what is mounted or locked at all, but for what is excused. Takes locks and mounts away,
+    // so that the next run begins without them. Waits for threads that are on their way out.
     void expect_none(const std::set<Leftover>& excused) const;
 
 private:
     std::vector<std::string> descriptors_;
     std::string children_;
-    int threads_;
+    long threads_;
 };
 
 #endif

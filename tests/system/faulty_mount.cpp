@@ -5,7 +5,6 @@
 #include <gmock/gmock.h>
 
 #include <algorithm>
-#include <cstdio>
 #include <filesystem>
 #include <iterator>
 
@@ -21,6 +20,7 @@ using testing::StartsWith;
 namespace
 {
 
+constexpr Speaker exists_says("_ixfs_file_exists()");
 constexpr Speaker copy_or_link_says("copyOrLinkPath");
 constexpr Speaker disk_says("copyAndLinkOneVmirPath");
 
@@ -56,10 +56,14 @@ Lines FaultyMount::failures() const
     return failures;
 }
 
-Lines FaultyMount::lines_of_success() const
+Line FaultyMount::unseen_line(const std::string& path, const std::string& reason)
 {
-    return config_lines() + lock_lines() + new_folder_lines() + copied_lines("a", "a") +
-           linked_lines("a", "a") + copied_lines("b", "b") + linked_lines("b", "b");
+    return exists_says.error("ERR - ACE_OS::access(" + path + ") failed" + reason);
+}
+
+Line FaultyMount::missing_config_line() const
+{
+    return read_says.error("ERR - VM Config file does not exist: " + config_path());
 }
 
 Line FaultyMount::internal_error_line(ec_status status)
@@ -77,7 +81,7 @@ Lines FaultyMount::failed_descriptor_lines(ec_status status) const
 
 Lines FaultyMount::unseen_descriptor_lines(const std::string& reason) const
 {
-    return Lines{exists_says.error("ERR - ACE_OS::access(" + descriptor_b + ") failed" + reason),
+    return Lines{unseen_line(descriptor_b, reason),
                  copy_or_link_says.error("ERR - Failed to find source file for copy/link: " +
                                          descriptor_b)} +
            failed_descriptor_lines(EC_FILE_NOT_FOUND);
@@ -108,19 +112,17 @@ void FaultyMount::expect_whole_view() const
     EXPECT_THAT(out, ElementsAre("[ds] " + view_path("a.vmdk"), "[ds] " + view_path("b.vmdk")));
 }
 
-void FaultyMount::expect_no_view() const
+void FaultyMount::expect_undisturbed_success() const
 {
-    EXPECT_FALSE(fs::exists(view_folder));
-    EXPECT_THAT(out, IsEmpty());
+    EXPECT_EQ(image_lines(), config_lines() + lock_lines() + new_folder_lines() +
+                                 copied_lines("a", "a") + linked_lines("a", "a") +
+                                 copied_lines("b", "b") + linked_lines("b", "b"));
+    expect_whole_view();
 }
 
-// Skips all where the machine has no such file systems.
-int main(int argc, char** argv)
+void FaultyMount::expect_failure_without_view(const Lines& expected) const
 {
-    testing::InitGoogleMock(&argc, argv);
-    if (!faultfs::FaultMount::available()) {
-        std::puts("skipped: this machine has no /dev/fuse");
-        return 77;
-    }
-    return RUN_ALL_TESTS();
+    EXPECT_EQ(failures(), expected);
+    EXPECT_FALSE(fs::exists(view_folder));
+    EXPECT_THAT(out, IsEmpty());
 }

@@ -8,7 +8,7 @@
 
 #include <string>
 
-inline constexpr Speaker exists_says("_ixfs_file_exists()");
+inline constexpr Speaker read_says("readXml");
 inline constexpr Speaker view_says("create_view_vmir");
 
 // An image of two disks that the helper mounts by way of a file system with faults: the mount point
@@ -26,8 +26,10 @@ protected:
     // The failures that the preparation logged.
     Lines failures() const;
 
-    // What it logs when it meets no fault that it can't bear.
-    Lines lines_of_success() const;
+    // A file that cannot be seen, for the reason given, and what a preparation makes of that when
+    // it is the VM configuration.
+    static Line unseen_line(const std::string& path, const std::string& reason);
+    Line missing_config_line() const;
 
     // The failures that follow where the second disk's descriptor cannot be seen, for the reason
     // given, or not be copied, and where its data cannot be linked.
@@ -36,7 +38,12 @@ protected:
     Lines failed_link_lines() const;
 
     void expect_whole_view() const;
-    void expect_no_view() const;
+
+    // Expects a whole view, and the lines of a preparation that met no fault.
+    void expect_undisturbed_success() const;
+
+    // Expects that these failures were logged, and that no view is there or told.
+    void expect_failure_without_view(const Lines& expected) const;
 
     const std::string descriptor_b = in_image("vm/b.vmdk.desc");
     const std::string data_b = in_image("vm/b.vmdk");

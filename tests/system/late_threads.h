@@ -1,5 +1,5 @@
-// Mounts whose validation threads are late: each stands still at a chosen point until its handle has
-// come to another, which may be long after the handle's end.
+// Mounts whose validation threads are late: each stands still at a chosen point until its handle
+// has come to another, which may be long after the handle's end.
 #ifndef IXFS_TESTS_LATE_THREADS_H
 #define IXFS_TESTS_LATE_THREADS_H
 

@@ -3,14 +3,15 @@
 #include "program.h"
 
 #include <cerrno>
-#include <fcntl.h>
 #include <filesystem>
 #include <fstream>
 #include <sstream>
 #include <stdexcept>
+#include <system_error>
+
+#include <fcntl.h>
 #include <sys/mount.h>
 #include <sys/stat.h>
-#include <system_error>
 #include <unistd.h>
 
 namespace fs = std::filesystem;
@@ -25,15 +26,6 @@ void require(bool fulfilled, const std::string& what)
 {
     if (!fulfilled)
         throw std::system_error(errno, std::generic_category(), what);
-}
-
-template <typename Stream>
-std::vector<std::string> lines_of(Stream&& stream)
-{
-    std::vector<std::string> lines;
-    for (std::string line; std::getline(stream, line);)
-        lines.push_back(line);
-    return lines;
 }
 
 } // namespace

@@ -3,11 +3,14 @@
 #define IXFS_TESTS_LOOPBACK_TEST_H
 
 #include "handle_test.h"
+#include "ixfs_vmir.h"
 #include "loopback.h"
 #include "process_state.h"
 #include "tree_snapshot.h"
 
 #include <gmock/gmock.h>
+
+#include <string>
 
 // At the end of its test no mount of the server and no lock is left.
 class LoopbackTest : public testing::Test
@@ -22,13 +25,27 @@ protected:
     // What the stand-in is called with, in its log's form, to mount or unmount a server.
     static std::string mount_call(const SampleServer& server)
     {
-        return "mount -server " + server.name + " -port 4010 -timeout 30 -cred mount-secret " +
-               server.mount_point;
+        return "mount -server " + server.name + " -port " + std::to_string(port) +
+               " -timeout 30 -cred " + mount_cred + " " + server.mount_point;
     }
     static std::string unmount_call(const SampleServer& server)
     {
-        return "umount -f -server " + server.name + " -port 4010 -cred unmount-secret " +
-               server.mount_point;
+        return "umount -f -server " + server.name + " -port " + std::to_string(port) + " -cred " +
+               unmount_cred + " " + server.mount_point;
+    }
+
+    // What a preparation needs to mount the image of a server's full backup. Valid while the server
+    // lives.
+    static MountCreds creds_of(const SampleServer& server)
+    {
+        MountCreds creds{};
+        creds.server = server.name.c_str();
+        creds.port = port;
+        creds.timeout = 30;
+        creds.mount_cred = mount_cred;
+        creds.unmount_cred = unmount_cred;
+        creds.backup_id = server.backup_id;
+        return creds;
     }
 
     NoLocksLeft no_locks_left;

@@ -1,5 +1,6 @@
 #include "mount_mutex.h"
 
+#include "process_mutex_set.h"
 #include "process_state.h"
 
 #include <algorithm>
@@ -89,10 +90,10 @@ void ExclusiveHelper::HeldRun::let_go(int exit_status)
 
 void wait_for_waiters(int count)
 {
-    constexpr int lock = 2; // of the three semaphores that ACE makes for a process mutex
     look_until([count] {
         const auto sets = semaphore_sets();
-        return sets.size() == 1 && semctl(sets.front().id, lock, GETNCNT) == count;
+        return sets.size() == 1 &&
+               semctl(sets.front().id, process_mutex_set::lock, GETNCNT) == count;
     });
 }
 

@@ -64,8 +64,8 @@ Handle quiet_handle();
 int mount_and_unmount(ChildProcess::Parent& parent);
 int mount_pause_and_unmount(ChildProcess::Parent& parent);
 
-// A fixture whose test ends well only if no helper runs met, no semaphore is left in the kernel, and
-// no child process said anything on standard error.
+// A fixture whose test ends well only if no helper runs met, no semaphore is left in the kernel,
+// and no child process said anything on standard error.
 class MountMutexTest : public testing::Test
 {
 protected:

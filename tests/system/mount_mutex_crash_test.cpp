@@ -12,8 +12,8 @@
 namespace
 {
 
-// Lets this process meet its end, and before that its lock another's, at the n-th call that is about
-// semaphores. Neither happens at call 0.
+// Kills this process at its n-th call that is about semaphores, and before that deletes every lock
+// at another. Neither happens at call 0.
 class SemaphoreFaults
 {
 public:

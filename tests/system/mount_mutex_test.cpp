@@ -1,3 +1,4 @@
+// Processes that take the mount mutex at the same time.
 #include "mount_mutex.h"
 
 #include "cycle_count.h"

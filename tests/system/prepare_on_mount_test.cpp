@@ -1,7 +1,6 @@
 // Whole preparations of a VM on an image that is really mounted, judged by software that knows
 // nothing of the library.
 #include "interpose.h"
-#include "ixfs_vmir.h"
 #include "loopback_test.h"
 #include "program.h"
 
@@ -49,14 +48,8 @@ protected:
 
     ec_status prepare(const SampleServer& from)
     {
-        MountCreds creds{};
-        creds.server = from.name.c_str();
-        creds.port = port;
-        creds.timeout = 30;
+        MountCreds creds = creds_of(from);
         creds.schedule_type = schedule_type;
-        creds.mount_cred = mount_cred;
-        creds.unmount_cred = unmount_cred;
-        creds.backup_id = from.backup_id;
         LogInfo log_info{nullptr, LogRecorder::callback};
         std::vector<std::string> disks = from.disks;
         out.clear();

@@ -65,7 +65,7 @@ public:
     }
 
 private:
-    [[noreturn]] static void run(const std::function<void()>& body)
+    [[noreturn]] static void run(const std::function<void()>& body) noexcept
     {
         ptrace(PTRACE_TRACEME, 0, nullptr, nullptr);
         raise(mark);
@@ -108,11 +108,12 @@ Outcome run_to_call(int call, const std::function<void()>& body)
 
 } // namespace
 
-// A process of its own traces, so that it can wait for all that it becomes the parent of.
+// A process of its own traces, so that it can wait for all that it becomes the parent of. An
+// exception ends it, or it would go on as a second test program.
 bool killed_at_system_call(int call, const std::function<void()>& body)
 {
     ChildProcess tracer(STDERR_FILENO,
-                        [&](ChildProcess::Parent&) { return run_to_call(call, body); });
+                        [&](ChildProcess::Parent&) noexcept { return run_to_call(call, body); });
     switch (tracer.wait()) {
     case killed:
         return true;

@@ -6,6 +6,7 @@
 
 using testing::Contains;
 using testing::Each;
+using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::MatchesRegex;
 using testing::Not;
@@ -16,21 +17,17 @@ namespace
 
 class PrepareLog : public PrepareTest
 {
+protected:
+    std::vector<std::string> logged_lines() const
+    {
+        return lines_of(std::istringstream(run().errors));
+    }
 };
-
-std::vector<std::string> lines_of(const std::string& text)
-{
-    std::vector<std::string> lines;
-    std::istringstream stream(text);
-    for (std::string line; std::getline(stream, line);)
-        lines.push_back(line);
-    return lines;
-}
 
 TEST_F(PrepareLog, LinesCarrySeverityAndTag)
 {
     provide_image();
-    const std::vector<std::string> lines = lines_of(run().errors);
+    const std::vector<std::string> lines = logged_lines();
     EXPECT_THAT(lines, Each(MatchesRegex("(ERR|WRN|INF) [A-Za-z_]+(\\(\\))?: .+")));
     EXPECT_THAT(lines, Contains("INF ixfs_mount(): INF - waiting for mount mutex..."));
     EXPECT_THAT(lines, Contains(StartsWith("INF readXml: INF - Read file size: 6")));
@@ -40,7 +37,7 @@ TEST_F(PrepareLog, QuietLeavesErrorsByTheirSeverity)
 {
     provide_image();
     flags = {"--quiet"};
-    const std::vector<std::string> lines = lines_of(run().errors);
+    const std::vector<std::string> lines = logged_lines();
     // The library's severity counts, which the message's own prefix need not agree with.
     EXPECT_THAT(lines, Contains("ERR ixfs_unmount(): INF - Lets terminate the event..."));
     EXPECT_THAT(lines, Each(StartsWith("ERR ")));
@@ -49,10 +46,9 @@ TEST_F(PrepareLog, QuietLeavesErrorsByTheirSeverity)
 TEST_F(PrepareLog, QuietStillTellsTheFailure)
 {
     flags = {"--quiet"};
-    EXPECT_EQ(lines_of(run().errors),
-              (std::vector<std::string>{
-                  "ERR ixfs_mount(): ERR - nothing is mounted",
-                  "ixfs-prepare: preparation failed with status 11: system call failed"}));
+    EXPECT_THAT(logged_lines(),
+                ElementsAre("ERR ixfs_mount(): ERR - nothing is mounted",
+                            "ixfs-prepare: preparation failed with status 11: system call failed"));
 }
 
 TEST_F(PrepareLog, HelperOutputCannotSteerATerminal)

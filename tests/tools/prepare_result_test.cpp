@@ -13,6 +13,15 @@ namespace
 
 class PrepareResult : public PrepareTest
 {
+protected:
+    // Runs the program for a result in JSON.
+    json run_for_json(int exit_status = 0)
+    {
+        flags.emplace_back("--json");
+        const ProgramResult result = run();
+        EXPECT_EQ(result.exit_status, exit_status);
+        return json::parse(result.output);
+    }
 };
 
 TEST_F(PrepareResult, TextHoldsPathsAndConfiguration)
@@ -33,23 +42,17 @@ TEST_F(PrepareResult, TextKeepsTheConfigurationsBytes)
 TEST_F(PrepareResult, JsonHoldsPathsAndConfiguration)
 {
     provide_image("<vm name=\"caf\u00e9\"/>\n");
-    flags = {"--json"};
-    const ProgramResult result = run();
-    EXPECT_EQ(result.exit_status, 0);
-    EXPECT_EQ(json::parse(result.output), (json{{"status", 0},
-                                                {"status_text", "success"},
-                                                {"paths", {view_disk}},
-                                                {"configuration", "<vm name=\"caf\u00e9\"/>\n"},
-                                                {"lossy", false}}));
+    EXPECT_EQ(run_for_json(), (json{{"status", 0},
+                                    {"status_text", "success"},
+                                    {"paths", {view_disk}},
+                                    {"configuration", "<vm name=\"caf\u00e9\"/>\n"},
+                                    {"lossy", false}}));
 }
 
 TEST_F(PrepareResult, JsonTellsThatBytesWereReplaced)
 {
     provide_image("caf\xe9\n");
-    flags = {"--json"};
-    const ProgramResult result = run();
-    EXPECT_EQ(result.exit_status, 0);
-    const json object = json::parse(result.output);
+    const json object = run_for_json();
     EXPECT_EQ(object["configuration"], "caf\ufffd\n");
     EXPECT_EQ(object["lossy"], true);
     EXPECT_EQ(object["paths"], json::array({view_disk}));
@@ -58,10 +61,9 @@ TEST_F(PrepareResult, JsonTellsThatBytesWereReplaced)
 TEST_F(PrepareResult, PathsStandInTheOrderOfTheDisks)
 {
     provide_image();
-    flags = {"--json", "--disk", disk}; // the same disk twice gets two names in the view
-    const json object = json::parse(run().output);
+    flags = {"--disk", disk}; // the same disk twice gets two names in the view
     EXPECT_EQ(
-        object["paths"],
+        run_for_json()["paths"],
         json::array({view_disk, "[store] backups/client/allusers/full/7/_vmir/disk(1).vmdk"}));
 }
 
@@ -79,8 +81,7 @@ TEST_F(PrepareResult, IncrementalImageIsPreparedFromItsOwnFolder)
 {
     options["schedule"] = "incr";
     provide_image();
-    flags = {"--json"};
-    EXPECT_EQ(json::parse(run().output)["paths"],
+    EXPECT_EQ(run_for_json()["paths"],
               json::array({"[store] backups/client/allusers/incr/7/_vmir/disk.vmdk"}));
 }
 
@@ -114,24 +115,18 @@ TEST_F(PrepareResult, FailureTellsItsStatusAndText)
 TEST_F(PrepareResult, FailureIsAJsonObjectToo)
 {
     helper.answers({{"EXIT_STATUS=7"}});
-    flags = {"--json"};
-    const ProgramResult result = run();
-    EXPECT_EQ(result.exit_status, 1);
-    EXPECT_EQ(json::parse(result.output), (json{{"status", 29},
-                                                {"status_text", "mount helper failed"},
-                                                {"paths", json::array()},
-                                                {"configuration", ""},
-                                                {"lossy", false}}));
+    EXPECT_EQ(run_for_json(1), (json{{"status", 29},
+                                     {"status_text", "mount helper failed"},
+                                     {"paths", json::array()},
+                                     {"configuration", ""},
+                                     {"lossy", false}}));
 }
 
 TEST_F(PrepareResult, ConfigurationIsThereWhenADiskFails)
 {
     provide_image();
     options["disk"] = "[store] backups/absent.vmdk.desc";
-    flags = {"--json"};
-    const ProgramResult result = run();
-    EXPECT_EQ(result.exit_status, 1);
-    const json object = json::parse(result.output);
+    const json object = run_for_json(1);
     EXPECT_EQ(object["status"], 142);
     EXPECT_EQ(object["paths"], json::array());
     EXPECT_EQ(object["configuration"], "<vm/>\n");

@@ -1,8 +1,9 @@
 #include "prepare_test.h"
 
+#include "tree_snapshot.h"
+
 #include <filesystem>
 #include <fstream>
-#include <sstream>
 
 namespace fs = std::filesystem;
 
@@ -67,6 +68,26 @@ ProgramResult PrepareTest::run_redirected(const std::string& redirection) const
     return run_program(shell);
 }
 
+void PrepareTest::expect_refusal(const std::string& what, const Streams& streams) const
+{
+    const ProgramResult result = run(streams);
+    EXPECT_EQ(result.exit_status, bad_usage);
+    EXPECT_THAT(result.errors, testing::StartsWith("ixfs-prepare: "));
+    EXPECT_THAT(result.errors, testing::HasSubstr(what));
+    EXPECT_THAT(result.errors, testing::Not(testing::HasSubstr("s3cret")));
+    EXPECT_EQ(result.output, "");
+    EXPECT_THAT(helper.runs(), testing::IsEmpty());
+}
+
+ScriptedHelper::Arguments PrepareTest::run_up_to_helper() const
+{
+    const std::size_t runs_before = helper.runs().size();
+    EXPECT_EQ(run().exit_status, 1);
+    const std::vector<ScriptedHelper::Arguments> runs = helper.runs();
+    EXPECT_EQ(runs.size(), runs_before + 1);
+    return runs.empty() ? ScriptedHelper::Arguments{} : runs.back();
+}
+
 void PrepareTest::use_mount_credential(const std::string& bytes)
 {
     folder.write("mount", bytes);
@@ -100,8 +121,5 @@ void PrepareTest::provide_image(const std::string& configuration)
 
 std::string PrepareTest::read_view_file(const std::string& name) const
 {
-    std::ifstream file(mount_point / image / "full/7/_vmir" / name, std::ios::binary);
-    std::ostringstream bytes;
-    bytes << file.rdbuf();
-    return bytes.str();
+    return bytes_of(mount_point / image / "full/7/_vmir" / name);
 }

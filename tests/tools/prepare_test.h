@@ -30,6 +30,14 @@ protected:
     // The same program, started by a shell with a redirection such as ">&-".
     ProgramResult run_redirected(const std::string& redirection) const;
 
+    // Runs the program, which must refuse its arguments before it does anything, by a message that
+    // holds `what`, and not "s3cret", as the tests spell what nobody may be told.
+    void expect_refusal(const std::string& what, const Streams& streams = {}) const;
+
+    // Runs the program with a helper that mounts nothing, so that it fails. Returns the arguments
+    // of the one helper run.
+    ScriptedHelper::Arguments run_up_to_helper() const;
+
     // Has the program read these bytes as the credential files or as standard input.
     void use_mount_credential(const std::string& bytes);
     void use_unmount_credential(const std::string& bytes);

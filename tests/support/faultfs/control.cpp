@@ -1,6 +1,7 @@
 #include "control.h"
 
 #include <array>
+#include <sstream>
 #include <stdexcept>
 
 #include <unistd.h>

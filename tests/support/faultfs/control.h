@@ -5,8 +5,8 @@
 #include "rules.h"
 
 #include <cstdint>
+#include <istream>
 #include <optional>
-#include <sstream>
 #include <string>
 
 namespace faultfs

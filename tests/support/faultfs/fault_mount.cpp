@@ -3,6 +3,7 @@
 #include <array>
 #include <cerrno>
 #include <csignal>
+#include <cstring>
 #include <sstream>
 #include <stdexcept>
 #include <system_error>
@@ -84,9 +85,11 @@ void detach_dead_mount(const std::filesystem::path& mount_point)
 
 } // namespace
 
-bool FaultMount::available()
+std::string FaultMount::obstacle()
 {
-    return ::access("/dev/fuse", F_OK) == 0;
+    if (UniqueFd(::open("/dev/fuse", O_RDWR | O_CLOEXEC)))
+        return {};
+    return std::string("/dev/fuse cannot be opened: ") + std::strerror(errno);
 }
 
 FaultMount::FaultMount(const std::filesystem::path& source, std::filesystem::path mount_point)

@@ -15,6 +15,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <filesystem>
+#include <ostream>
 #include <string>
 
 #include <sys/types.h>
@@ -28,6 +29,17 @@ struct Count {
     std::uint64_t seen;  // calls that the rule concerned
     std::uint64_t fired; // those that it failed, held or, for "pass", counted
 };
+
+inline bool operator==(const Count& left, const Count& right)
+{
+    return left.seen == right.seen && left.fired == right.fired;
+}
+
+// For GoogleTest.
+inline void PrintTo(const Count& count, std::ostream* stream)
+{
+    *stream << "{seen " << count.seen << ", fired " << count.fired << '}';
+}
 
 // A rule in force; it stays so until it is lifted, whatever becomes of this handle to it. Valid
 // while its mount lives.
@@ -52,8 +64,8 @@ private:
 class FaultMount
 {
 public:
-    // Whether this machine has FUSE at all.
-    static bool available();
+    // Why this process can mount none, for people to read; empty where it can.
+    static std::string obstacle();
 
     // Mounts; every call made from now on is seen by the rules.
     FaultMount(const std::filesystem::path& source, std::filesystem::path mount_point);

@@ -21,7 +21,7 @@ inline int error_of(int result)
     return result == -1 ? errno : 0;
 }
 
-class FaultfsTest : public ::testing::Test
+class FaultfsTest : public testing::Test
 {
 protected:
     FaultfsTest()

@@ -4,7 +4,6 @@
 #include <atomic>
 #include <csignal>
 #include <future>
-#include <stdexcept>
 #include <thread>
 #include <vector>
 
@@ -38,7 +37,7 @@ protected:
     }
 };
 
-TEST_F(FaultfsHangTest, a_call_hangs_until_its_rule_is_lifted_and_others_go_on)
+TEST_F(FaultfsHangTest, ACallHangsUntilItsRuleIsLiftedAndOthersGoOn)
 {
     const Fault hung = fs().add("getattr hang times=1 /backups");
     std::future<int> call = begin_stat("backups");
@@ -51,7 +50,7 @@ TEST_F(FaultfsHangTest, a_call_hangs_until_its_rule_is_lifted_and_others_go_on)
     EXPECT_EQ(hung.count().fired, 1U);
 }
 
-TEST_F(FaultfsHangTest, a_call_let_go_meets_the_rules_added_since)
+TEST_F(FaultfsHangTest, ACallLetGoMeetsTheRulesAddedSince)
 {
     const Fault hung = fs().add("lookup hang /backups");
     std::future<int> call = begin_stat("backups");
@@ -61,7 +60,7 @@ TEST_F(FaultfsHangTest, a_call_let_go_meets_the_rules_added_since)
     EXPECT_EQ(call.get(), ENOTCONN);
 }
 
-TEST_F(FaultfsHangTest, a_process_that_hangs_can_be_killed)
+TEST_F(FaultfsHangTest, AProcessThatHangsCanBeKilled)
 {
     const Fault hung = fs().add("lookup hang /backups");
     const std::string path = mounted("backups");
@@ -76,7 +75,7 @@ TEST_F(FaultfsHangTest, a_process_that_hangs_can_be_killed)
     EXPECT_TRUE(WIFSIGNALED(status));
 }
 
-TEST_F(FaultfsHangTest, a_forced_unmount_fails_the_call_that_hangs)
+TEST_F(FaultfsHangTest, AForcedUnmountFailsTheCallThatHangs)
 {
     const Fault hung = fs().add("getattr hang /backups");
     std::future<int> call = begin_stat("backups");
@@ -86,7 +85,7 @@ TEST_F(FaultfsHangTest, a_forced_unmount_fails_the_call_that_hangs)
     EXPECT_EQ(hung.count().fired, 1U) << "counters outlive the mount";
 }
 
-TEST_F(FaultfsHangTest, the_end_of_the_mount_fails_the_call_that_hangs)
+TEST_F(FaultfsHangTest, TheEndOfTheMountFailsTheCallThatHangs)
 {
     const Fault hung = fs().add("getattr hang /backups");
     std::future<int> call = begin_stat("backups");
@@ -96,7 +95,7 @@ TEST_F(FaultfsHangTest, the_end_of_the_mount_fails_the_call_that_hangs)
     EXPECT_TRUE(std::filesystem::is_empty(fs().path())) << "unmounted";
 }
 
-TEST_F(FaultfsHangTest, the_mount_ends_while_files_are_open)
+TEST_F(FaultfsHangTest, TheMountEndsWhileFilesAreOpen)
 {
     dir.write("source/file", "data");
     const UniqueFd file(::open(mounted("file").c_str(), O_RDONLY));
@@ -124,7 +123,7 @@ int time_outs_among_2000(const std::filesystem::path& path)
     return timed_out;
 }
 
-TEST_F(FaultfsHangTest, no_call_of_many_threads_is_lost)
+TEST_F(FaultfsHangTest, NoCallOfManyThreadsIsLost)
 {
     const Fault slow = fs().add("access ETIME times=1000 /backups");
     EXPECT_EQ(time_outs_among_2000(mounted("backups")), 1000);
@@ -132,7 +131,7 @@ TEST_F(FaultfsHangTest, no_call_of_many_threads_is_lost)
     EXPECT_EQ(slow.count().seen, 2000U);
 }
 
-TEST_F(FaultfsHangTest, each_failed_lookup_of_many_threads_fails_one_system_call)
+TEST_F(FaultfsHangTest, EachFailedLookupOfManyThreadsFailsOneSystemCall)
 {
     const Fault slow = fs().add("lookup ETIME times=1000 /backups");
     EXPECT_EQ(time_outs_among_2000(mounted("backups")), 1000);

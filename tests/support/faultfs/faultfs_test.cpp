@@ -2,7 +2,7 @@
 #include "faultfs_fixture.h"
 
 #include <array>
-#include <cstdio>
+#include <cstdlib>
 #include <set>
 #include <stdexcept>
 
@@ -24,7 +24,7 @@ std::set<std::string> names_in(const std::filesystem::path& folder)
     return names;
 }
 
-TEST_F(FaultfsTest, shows_the_source_and_writes_to_it)
+TEST_F(FaultfsTest, ShowsTheSourceAndWritesToIt)
 {
     dir.write("source/old", "text");
     EXPECT_EQ(dir.read("mount/old"), "text");
@@ -41,7 +41,7 @@ TEST_F(FaultfsTest, shows_the_source_and_writes_to_it)
     EXPECT_EQ(names_in(fs().path()), (std::set<std::string>{"backups", "folder", "link", "old"}));
 }
 
-TEST_F(FaultfsTest, lists_a_folder_of_many_names)
+TEST_F(FaultfsTest, ListsAFolderOfManyNames)
 {
     std::set<std::string> names;
     for (int i = 0; i < 500; ++i)
@@ -51,7 +51,7 @@ TEST_F(FaultfsTest, lists_a_folder_of_many_names)
     EXPECT_EQ(names_in(mounted("backups")), names);
 }
 
-TEST_F(FaultfsTest, moves_and_removes)
+TEST_F(FaultfsTest, MovesAndRemoves)
 {
     std::filesystem::create_directories(mounted("a/b"));
     dir.write("mount/a/b/file", "text");
@@ -64,7 +64,7 @@ TEST_F(FaultfsTest, moves_and_removes)
     EXPECT_EQ(dir.read("mount/c"), "again");
 }
 
-TEST_F(FaultfsTest, hard_links_share_their_inode)
+TEST_F(FaultfsTest, HardLinksShareTheirInode)
 {
     dir.write("mount/flat", "data");
     ASSERT_EQ(::link(mounted("flat").c_str(), mounted("linked").c_str()), 0);
@@ -79,7 +79,7 @@ TEST_F(FaultfsTest, hard_links_share_their_inode)
     EXPECT_EQ(inside.st_nlink, 1U);
 }
 
-TEST_F(FaultfsTest, access_times_out_99_times)
+TEST_F(FaultfsTest, AccessTimesOut99Times)
 {
     const Fault slow = fs().add("access ETIME times=99 /backups");
     const Fault calls = fs().add("access pass /backups");
@@ -91,7 +91,7 @@ TEST_F(FaultfsTest, access_times_out_99_times)
     EXPECT_EQ(calls.count().seen, 1U);
 }
 
-TEST_F(FaultfsTest, mkdir_times_out_100_times_and_makes_nothing)
+TEST_F(FaultfsTest, MkdirTimesOut100TimesAndMakesNothing)
 {
     const Fault slow = fs().add("mkdir ETIME times=100 /backups/*");
     for (int call = 1; call <= 100; ++call)
@@ -103,7 +103,7 @@ TEST_F(FaultfsTest, mkdir_times_out_100_times_and_makes_nothing)
 }
 
 // The kernel repeats a lookup that fails for a name in its cache.
-TEST_F(FaultfsTest, each_failed_lookup_fails_one_system_call)
+TEST_F(FaultfsTest, EachFailedLookupFailsOneSystemCall)
 {
     const Fault slow = fs().add("lookup ETIME after=2 times=3 /backups");
     std::array<int, 7> errors{};
@@ -113,7 +113,7 @@ TEST_F(FaultfsTest, each_failed_lookup_fails_one_system_call)
     EXPECT_EQ(slow.count().seen, 7U);
 }
 
-TEST_F(FaultfsTest, a_file_appears_late)
+TEST_F(FaultfsTest, AFileAppearsLate)
 {
     dir.write("source/late", "text");
     const Fault hidden = fs().add("lookup ENOENT times=2 /late");
@@ -125,7 +125,7 @@ TEST_F(FaultfsTest, a_file_appears_late)
     EXPECT_EQ(hidden.count().fired, 2U);
 }
 
-TEST_F(FaultfsTest, link_fails_for_the_name_that_the_rule_tells)
+TEST_F(FaultfsTest, LinkFailsForTheNameThatTheRuleTells)
 {
     dir.write("mount/flat", "data");
     const Fault full = fs().add("link EMLINK /one");
@@ -136,7 +136,7 @@ TEST_F(FaultfsTest, link_fails_for_the_name_that_the_rule_tells)
     EXPECT_EQ(std::filesystem::hard_link_count(mounted("flat")), 2U);
 }
 
-TEST_F(FaultfsTest, a_read_only_image_refuses_all_that_writes)
+TEST_F(FaultfsTest, AReadOnlyImageRefusesAllThatWrites)
 {
     dir.write("mount/file", "data");
     const Fault read_only = fs().add("modify EROFS *");
@@ -158,7 +158,7 @@ TEST_F(FaultfsTest, a_read_only_image_refuses_all_that_writes)
     EXPECT_EQ(names_in(fs().path()), (std::set<std::string>{"backups", "file"}));
 }
 
-TEST_F(FaultfsTest, a_server_dies_after_so_many_calls)
+TEST_F(FaultfsTest, AServerDiesAfterSoManyCalls)
 {
     dir.write("source/file", "data");
     const Fault all = fs().add("any pass *");
@@ -174,7 +174,7 @@ TEST_F(FaultfsTest, a_server_dies_after_so_many_calls)
     EXPECT_EQ(dead.count().fired, 3U);
 }
 
-TEST_F(FaultfsTest, reading_fails_at_an_offset)
+TEST_F(FaultfsTest, ReadingFailsAtAnOffset)
 {
     dir.write("source/file", std::string(1000, 'x'));
     const Fault bad_sector = fs().add("read EIO from=700 times=1 /file");
@@ -187,7 +187,7 @@ TEST_F(FaultfsTest, reading_fails_at_an_offset)
     EXPECT_EQ(bad_sector.count().fired, 1U);
 }
 
-TEST_F(FaultfsTest, the_disk_is_full_in_the_middle_of_a_write)
+TEST_F(FaultfsTest, TheDiskIsFullInTheMiddleOfAWrite)
 {
     const Fault full = fs().add("write ENOSPC from=10 /backups/*");
     const UniqueFd file(::open(mounted("backups/file").c_str(), O_WRONLY | O_CREAT, 0600));
@@ -197,7 +197,7 @@ TEST_F(FaultfsTest, the_disk_is_full_in_the_middle_of_a_write)
     EXPECT_EQ(full.count().fired, 1U);
 }
 
-TEST_F(FaultfsTest, rules_follow_a_file_to_its_new_name)
+TEST_F(FaultfsTest, RulesFollowAFileToItsNewName)
 {
     dir.write("source/old", "text");
     const UniqueFd file(::open(mounted("old").c_str(), O_RDONLY));
@@ -210,7 +210,7 @@ TEST_F(FaultfsTest, rules_follow_a_file_to_its_new_name)
     EXPECT_EQ(lookups.count().seen, 1U);
 }
 
-TEST_F(FaultfsTest, a_pattern_with_spaces_and_brackets_is_taken_to_the_end_of_the_line)
+TEST_F(FaultfsTest, APatternWithSpacesAndBracketsIsTakenToTheEndOfTheLine)
 {
     dir.write("source/[store] my vm", "text");
     const Fault bad = fs().add("read EIO times=1 /\\[store\\] my vm");
@@ -218,7 +218,7 @@ TEST_F(FaultfsTest, a_pattern_with_spaces_and_brackets_is_taken_to_the_end_of_th
     EXPECT_EQ(dir.read("mount/[store] my vm"), "text");
 }
 
-TEST_F(FaultfsTest, rules_that_make_no_sense_are_refused)
+TEST_F(FaultfsTest, RulesThatMakeNoSenseAreRefused)
 {
     for (const char* const rule :
          {"", "access", "access EIO", "acces EIO *", "access EFUN *", "access EIO time=1 *",
@@ -227,13 +227,13 @@ TEST_F(FaultfsTest, rules_that_make_no_sense_are_refused)
     EXPECT_NO_THROW(static_cast<void>(fs().add("access EIO *"))) << "the next command is heard";
 }
 
-TEST_F(FaultfsTest, a_mount_that_cannot_be_made_is_told)
+TEST_F(FaultfsTest, AMountThatCannotBeMadeIsTold)
 {
     EXPECT_THROW(FaultMount(source() / "nowhere", source()), std::runtime_error);
     EXPECT_THROW(FaultMount(source(), source() / "nowhere"), std::runtime_error);
 }
 
-TEST_F(FaultfsTest, mounts_over_its_own_source)
+TEST_F(FaultfsTest, MountsOverItsOwnSource)
 {
     dir.write("source/backups/file", "text");
     FaultMount over(source() / "backups", source() / "backups");
@@ -243,26 +243,16 @@ TEST_F(FaultfsTest, mounts_over_its_own_source)
     EXPECT_EQ(over.end(), 0);
 }
 
-TEST_F(FaultfsTest, works_in_a_user_namespace)
+TEST_F(FaultfsTest, WorksInAUserNamespace)
 {
     const std::string in_namespace = "unshare --map-root-user --mount ";
     if (std::system((in_namespace + "true").c_str()) != 0)
         GTEST_SKIP() << "user namespaces are not permitted on this machine";
     const std::string this_program = std::filesystem::read_symlink("/proc/self/exe");
-    const std::string tests = " --gtest_brief=1 --gtest_filter=FaultfsTest.mkdir_times_out*";
+    const std::string tests = " --gtest_brief=1 --gtest_filter=FaultfsTest.MkdirTimesOut*";
     EXPECT_EQ(std::system((in_namespace + this_program + tests).c_str()), 0);
 }
 
 } // namespace
 
 } // namespace faultfs
-
-int main(int argc, char** argv)
-{
-    ::testing::InitGoogleTest(&argc, argv);
-    if (!faultfs::FaultMount::available()) {
-        std::puts("skipped: this machine has no /dev/fuse");
-        return 77;
-    }
-    return RUN_ALL_TESTS();
-}

@@ -1,3 +1,4 @@
+// Faults while a handle is made.
 #include "fault_sweep.h"
 
 namespace

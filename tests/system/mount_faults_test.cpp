@@ -1,28 +1,57 @@
-#include "fault_mounts.h"
+// Faults in mounts and in the recreation of their context.
+#include "mounted_image_faults.h"
 
 namespace
 {
 
 using namespace interpose;
 
-// What every mount goes through, the one that comes to nothing too.
-const FaultCases mount_faults{
+// The record of a mount, and the mutex.
+const FaultCases record_faults{
     {fails(on_calloc, ENOMEM), {EC_NO_MEMORY}},
     {fails(on_strdup, ENOMEM), {EC_NO_MEMORY}},
-    // the folder's path, the mutex, popen
-    {fails(on_malloc, ENOMEM), {EC_OK, EC_NO_MEMORY, EC_SYSTEM_ERROR, EC_MOUNT_DIRECTORY}},
-    {fails(on_new, ENOMEM), {EC_OK, EC_SYSTEM_ERROR, EC_MOUNT_DIRECTORY}},
-    {fails(on_new_nothrow, ENOMEM), {EC_OK, EC_SYSTEM_ERROR}},
-    {fails(on_realloc, ENOMEM), {EC_SYSTEM_ERROR}},
     // a set that was made, and then could not be opened, waits for its next user
     {fails(on_semget, ENOSPC), {EC_OK, EC_SYSTEM_ERROR}, {Leftover::free_lock}},
     {fails(on_semget, EACCES), {EC_OK, EC_SYSTEM_ERROR}, {Leftover::free_lock}},
     {semop_has_no_memory(), {EC_OK, EC_SYSTEM_ERROR}, {Leftover::free_lock}},
     {semop_is_interrupted(), {EC_SYSTEM_ERROR}},
     {semctl_finds_set_deleted(), {EC_OK, EC_SYSTEM_ERROR}},
-    {fails(on_mkdir, EACCES), {EC_MOUNT_DIRECTORY}},
-    {fails(on_mkdir, ENOSPC), {EC_MOUNT_DIRECTORY}},
-    {fails(on_popen, EMFILE), {EC_SYSTEM_ERROR}},
+};
+
+const FaultCases deleted_mutex_faults{
+    {only_once(semop_finds_set_deleted()), {EC_OK}}, // for good, ACE never ends to open it again
+    {only_once(semop_sees_set_deleted()), {EC_OK}},
+};
+
+// What every mount goes through, the one that comes to nothing too.
+const FaultCases mount_faults =
+    record_faults +
+    FaultCases{
+        // the folder's path, the mutex, popen
+        {fails(on_malloc, ENOMEM), {EC_OK, EC_NO_MEMORY, EC_SYSTEM_ERROR, EC_MOUNT_DIRECTORY}},
+        {fails(on_new, ENOMEM), {EC_OK, EC_SYSTEM_ERROR, EC_MOUNT_DIRECTORY}},
+        {fails(on_new_nothrow, ENOMEM), {EC_OK, EC_SYSTEM_ERROR}},
+        {fails(on_realloc, ENOMEM), {EC_SYSTEM_ERROR}},
+        {fails(on_mkdir, EACCES), {EC_MOUNT_DIRECTORY}},
+        {fails(on_mkdir, ENOSPC), {EC_MOUNT_DIRECTORY}},
+        {fails(on_popen, EMFILE), {EC_SYSTEM_ERROR}},
+    };
+
+// And what only one that succeeds does. Where the helper's answer is lost, nobody knows of its
+// mount.
+const FaultCases success_faults =
+    deleted_mutex_faults +
+    FaultCases{
+        {fails(on_mkdir, EEXIST), {EC_OK, EC_HELPER_FAILED}}, // the helper finds no directory
+        {fails(on_mkdir, ETIME), {EC_OK, EC_HELPER_FAILED}},
+        {stream_fails(on_fgets, EIO), {EC_OK, EC_SYSTEM_ERROR}, {Leftover::mount}},
+        {only_once(stream_fails(on_fgets, EINTR)), {EC_OK}}, // for good, it is read for good
+        {fails_when_done(on_pclose, pclose, ECHILD), {EC_OK}},
+        {time_fails(), {EC_OK}},
+    };
+
+const FaultCases watching_faults{
+    {fails(on_pthread_create, EAGAIN), {EC_OK}},
 };
 
 class MountFaults : public MountedImageFaults
@@ -39,23 +68,6 @@ protected:
             EXPECT_EQ(ixfs_unmount(handle.get()), EC_OK);
         }
     }
-};
-
-// And what only one that succeeds does. Where the helper's answer is lost, nobody knows of its
-// mount.
-const FaultCases success_faults{
-    {only_once(semop_finds_set_deleted()), {EC_OK}}, // for good, ACE never ends to open it again
-    {only_once(semop_sees_set_deleted()), {EC_OK}},
-    {fails(on_mkdir, EEXIST), {EC_OK, EC_HELPER_FAILED}}, // the helper finds no directory
-    {fails(on_mkdir, ETIME), {EC_OK, EC_HELPER_FAILED}},
-    {stream_fails(on_fgets, EIO), {EC_OK, EC_SYSTEM_ERROR}, {Leftover::mount}},
-    {only_once(stream_fails(on_fgets, EINTR)), {EC_OK}}, // for good, it is read for good
-    {fails_when_done(on_pclose, pclose, ECHILD), {EC_OK}},
-    {time_fails(), {EC_OK}},
-};
-
-const FaultCases watching_faults{
-    {fails(on_pthread_create, EAGAIN), {EC_OK}},
 };
 
 TEST_F(MountFaults, LeaveNothingBehind)
@@ -121,8 +133,8 @@ protected:
 
     int act() override
     {
-        const int result = ixfs_recreate_minimal_context(handle.get(), "mount-secret",
-                                                         "unmount-secret", 1, "plain", 0, "/m/x");
+        const int result = ixfs_recreate_minimal_context(
+            handle.get(), "mount-secret", "unmount-secret", 1, image.server.c_str(), 0, "/m/x");
         return result == 0 ? EC_OK : ixfs_last_error(handle.get());
     }
 
@@ -136,20 +148,12 @@ protected:
 
 TEST_F(ContextFaults, LeaveNothingBehind)
 {
-    sweep({
-        {fails(on_calloc, ENOMEM), {EC_NO_MEMORY}},
-        {fails(on_strdup, ENOMEM), {EC_NO_MEMORY}},
-        {fails(on_malloc, ENOMEM), {EC_NO_MEMORY, EC_SYSTEM_ERROR}},
-        {fails(on_new, ENOMEM), {EC_SYSTEM_ERROR}},
-        {fails(on_new_nothrow, ENOMEM), {EC_SYSTEM_ERROR}},
-        {fails(on_semget, ENOSPC), {EC_OK, EC_SYSTEM_ERROR}, {Leftover::free_lock}},
-        {fails(on_semget, EACCES), {EC_OK, EC_SYSTEM_ERROR}, {Leftover::free_lock}},
-        {semop_has_no_memory(), {EC_OK, EC_SYSTEM_ERROR}, {Leftover::free_lock}},
-        {semop_is_interrupted(), {EC_SYSTEM_ERROR}},
-        {only_once(semop_finds_set_deleted()), {EC_OK}},
-        {only_once(semop_sees_set_deleted()), {EC_OK}},
-        {semctl_finds_set_deleted(), {EC_OK, EC_SYSTEM_ERROR}},
-    });
+    sweep(record_faults + deleted_mutex_faults +
+          FaultCases{
+              {fails(on_malloc, ENOMEM), {EC_NO_MEMORY, EC_SYSTEM_ERROR}},
+              {fails(on_new, ENOMEM), {EC_SYSTEM_ERROR}},
+              {fails(on_new_nothrow, ENOMEM), {EC_SYSTEM_ERROR}},
+          });
 }
 
 } // namespace

@@ -1,3 +1,4 @@
+// Faults in whole preparations of a VM.
 #include "fault_image.h"
 #include "fault_sweep.h"
 

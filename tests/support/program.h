@@ -2,6 +2,7 @@
 #ifndef IXFS_TESTS_PROGRAM_H
 #define IXFS_TESTS_PROGRAM_H
 
+#include <iosfwd>
 #include <string>
 #include <vector>
 
@@ -20,6 +21,9 @@ struct Streams {
 
 // `command` is the program's path and its arguments. Throws when the program cannot be started.
 ProgramResult run_program(const std::vector<std::string>& command, const Streams& streams = {});
+
+// The lines of an output, or of any other text.
+std::vector<std::string> lines_of(std::istream&& text);
 
 // The writing end of a pipe that nobody reads from.
 class BrokenPipe

@@ -1,9 +1,9 @@
 #include "tree_snapshot.h"
 
 #include <algorithm>
-#include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <utility>
 
 namespace fs = std::filesystem;
 
@@ -19,7 +19,7 @@ std::string bytes_of(const std::string& file)
 namespace
 {
 
-std::string describe(const fs::directory_entry& entry)
+std::string kind_permissions_and_bytes(const fs::directory_entry& entry)
 {
     const fs::file_status status = entry.symlink_status();
     std::string description = std::to_string(static_cast<int>(status.type())) + ' ' +
@@ -31,24 +31,26 @@ std::string describe(const fs::directory_entry& entry)
 
 } // namespace
 
-TreeSnapshot::TreeSnapshot(std::string root)
-    : root_(std::move(root)), entries_(entries_below(root_))
+TreeDescription
+describe_tree(const std::string& root,
+              const std::function<std::string(const fs::directory_entry&)>& describe)
 {
+    TreeDescription description;
+    for (const fs::directory_entry& entry : fs::recursive_directory_iterator(root))
+        description[entry.path().lexically_relative(root)] = describe(entry);
+    return description;
 }
 
-TreeSnapshot::Entries TreeSnapshot::entries_below(const std::string& root)
+TreeSnapshot::TreeSnapshot(std::string root)
+    : root_(std::move(root)), description_(describe_tree(root_, kind_permissions_and_bytes))
 {
-    Entries entries;
-    for (const fs::directory_entry& entry : fs::recursive_directory_iterator(root))
-        entries[fs::relative(entry.path(), root)] = describe(entry);
-    return entries;
 }
 
 std::vector<std::string> TreeSnapshot::changes() const
 {
-    const Entries now = entries_below(root_);
-    Entries changed;
-    std::set_symmetric_difference(entries_.begin(), entries_.end(), now.begin(), now.end(),
+    const TreeDescription now = describe_tree(root_, kind_permissions_and_bytes);
+    TreeDescription changed;
+    std::set_symmetric_difference(description_.begin(), description_.end(), now.begin(), now.end(),
                                   std::inserter(changed, changed.end()));
     std::vector<std::string> paths;
     for (const auto& [path, description] : changed)

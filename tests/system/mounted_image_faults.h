@@ -1,6 +1,6 @@
-// Sweeps of what mounts.
-#ifndef IXFS_TESTS_FAULT_MOUNTS_H
-#define IXFS_TESTS_FAULT_MOUNTS_H
+// The sweeps of mounts and unmounts.
+#ifndef IXFS_TESTS_MOUNTED_IMAGE_FAULTS_H
+#define IXFS_TESTS_MOUNTED_IMAGE_FAULTS_H
 
 #include "fault_image.h"
 #include "fault_sweep.h"

@@ -1,4 +1,5 @@
-#include "fault_mounts.h"
+// Faults in unmounts, by ixfs_unmount and by ixfs_term.
+#include "mounted_image_faults.h"
 
 namespace
 {

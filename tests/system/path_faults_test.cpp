@@ -1,3 +1,4 @@
+// Faults in what only computes: paths and UUIDs. There only memory and entropy can run short.
 #include "fault_sweep.h"
 
 #include "ixfs_vmir.h"
@@ -12,7 +13,7 @@ namespace
 
 using namespace interpose;
 
-// What is exported beneath ixfs_prepare_vmir. Only memory can run short there.
+// What is exported beneath ixfs_prepare_vmir.
 class PathFaults : public FaultSweep
 {
 protected:

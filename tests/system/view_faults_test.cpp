@@ -1,3 +1,4 @@
+// Faults in the life of a view: its making, its lock, its deletion.
 #include "fault_sweep.h"
 
 namespace
@@ -7,7 +8,6 @@ using namespace interpose;
 
 enum ViewResult { no_view, not_locked, locked };
 
-// A view's whole life.
 class ViewFaults : public FaultSweep
 {
 protected:

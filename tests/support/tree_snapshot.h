@@ -1,12 +1,21 @@
-// Whether a folder's content is what it was.
+// What a folder holds, and whether it still does.
 #ifndef IXFS_TESTS_TREE_SNAPSHOT_H
 #define IXFS_TESTS_TREE_SNAPSHOT_H
 
+#include <filesystem>
+#include <functional>
 #include <map>
 #include <string>
 #include <vector>
 
 std::string bytes_of(const std::string& file);
+
+// A description of each thing below a folder, by its path relative to that.
+using TreeDescription = std::map<std::string, std::string>;
+
+TreeDescription
+describe_tree(const std::string& root,
+              const std::function<std::string(const std::filesystem::directory_entry&)>& describe);
 
 // Remembers what lies below a folder: names, kinds, permissions, bytes.
 class TreeSnapshot
@@ -18,12 +27,8 @@ public:
     std::vector<std::string> changes() const;
 
 private:
-    using Entries = std::map<std::string, std::string>; // by relative path
-
-    static Entries entries_below(const std::string& root);
-
     std::string root_;
-    Entries entries_;
+    TreeDescription description_;
 };
 
 #endif

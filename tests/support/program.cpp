@@ -3,10 +3,12 @@
 #include "temp_dir.h"
 
 #include <cerrno>
+#include <istream>
+#include <system_error>
+
 #include <fcntl.h>
 #include <spawn.h>
 #include <sys/wait.h>
-#include <system_error>
 #include <unistd.h>
 
 namespace
@@ -77,6 +79,14 @@ ProgramResult run_program(const std::vector<std::string>& command, const Streams
 
     const int exit_status = run_to_end(command, redirections);
     return {exit_status, folder.read("output"), folder.read("errors")};
+}
+
+std::vector<std::string> lines_of(std::istream&& text)
+{
+    std::vector<std::string> lines;
+    for (std::string line; std::getline(text, line);)
+        lines.push_back(line);
+    return lines;
 }
 
 BrokenPipe::BrokenPipe()

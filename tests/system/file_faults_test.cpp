@@ -1,3 +1,4 @@
+// Faults in the operations on files and folders.
 #include "fault_sweep.h"
 #include "temp_dir.h"
 
@@ -138,6 +139,7 @@ TEST_F(FolderDeletionFaults, LeaveNothingBehind)
         {fails(on_unlink, EACCES), {1}},
         {fails(on_unlink, EBUSY), {1}},
         {only_once(fails(on_unlink, EISDIR)), {0, 1}}, // and so a folder
+        {fails(on_statx, EIO), {0}}, // where the kernel cannot tell a mount, the folder goes
         {fails(on_rmdir, EBUSY), {1}},
         {fails(on_rmdir, ENOTEMPTY), {1}},
         {fails_when_done(on_closedir, closedir, EINTR), {0}},
