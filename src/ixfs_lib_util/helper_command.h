@@ -37,6 +37,8 @@ public:
     enum class Reading { goes_on, stops };
     enum class AfterPass { exit_status_decides, loop_is_left };
 
+    HelperConversation(const HelperConversation&) = delete;
+    HelperConversation& operator=(const HelperConversation&) = delete;
     virtual ~HelperConversation() = default;
 
     virtual void pass_begins() = 0;
@@ -47,8 +49,6 @@ public:
 
 protected:
     HelperConversation() = default;
-    HelperConversation(const HelperConversation&) = delete;
-    HelperConversation& operator=(const HelperConversation&) = delete;
 
     // Takes the exit status from a line that begins with its key, and tells whether it does.
     bool take_exit_status(const char* line);
