@@ -33,6 +33,13 @@ bool receive_signal(int line)
     return read(line, &byte, 1) == 1;
 }
 
+// noexcept: an exception that passed would run the parent's test on in the child.
+[[noreturn]] void run_to_the_end(const ChildProcess::Body& body,
+                                 ChildProcess::Parent& parent) noexcept
+{
+    _exit(body(parent));
+}
+
 } // namespace
 
 void ChildProcess::Parent::pause()
@@ -54,7 +61,7 @@ ChildProcess::ChildProcess(int errors, const Body& body)
     prctl(PR_SET_PDEATHSIG, SIGKILL);
     dup2(errors, STDERR_FILENO);
     Parent parent(line_);
-    _exit(body(parent));
+    run_to_the_end(body, parent);
 }
 
 ChildProcess::ChildProcess(ChildProcess&& other) noexcept
