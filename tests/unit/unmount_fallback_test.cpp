@@ -94,10 +94,9 @@ TEST_F(UnmountFallback, MountLeftByTheHelperIsUnmountedAndItsFolderDeleted)
 
 TEST_F(UnmountFallback, MountThatCannotBeUnmountedKeepsItsFilesAndTheCallGoesOn)
 {
-    const TempDir stored;
-    stored.make_folder("backups");
-    stored.write("backups/disk", "data");
-    const auto mounted = RealMount::bind(stored.path(), image.path());
+    const auto mounted = RealMount::tmpfs(image.path());
+    image.make_folder("backups");
+    image.write("backups/disk", "data");
     given_mount(mounts_image(), {{"EXIT_STATUS=3"}});
     const int in_use = open((image / "backups/disk").c_str(), O_RDONLY);
     ASSERT_NE(in_use, -1);
@@ -108,7 +107,7 @@ TEST_F(UnmountFallback, MountThatCannotBeUnmountedKeepsItsFilesAndTheCallGoesOn)
                   lines_of_run(unmount_says, unmount_command(), {"EXIT_STATUS=3"}) +
                   unmount_says.error("ERR - command failed") + attempt() + not_unmounted(EBUSY) +
                   still_mounted());
-    EXPECT_EQ(stored.read("backups/disk"), "data");
+    EXPECT_EQ(image.read("backups/disk"), "data");
     expect_no_mount(EC_HELPER_FAILED);
 }
 

@@ -248,7 +248,8 @@ TEST_F(FaultfsTest, WorksInAUserNamespace)
     const std::string in_namespace = "unshare --map-root-user --mount ";
     if (std::system((in_namespace + "true").c_str()) != 0)
         GTEST_SKIP() << "user namespaces are not permitted on this machine";
-    const std::string this_program = std::filesystem::read_symlink("/proc/self/exe");
+    const std::string this_program =
+        "'" + std::filesystem::read_symlink("/proc/self/exe").string() + "'";
     const std::string tests = " --gtest_brief=1 --gtest_filter=FaultfsTest.MkdirTimesOut*";
     EXPECT_EQ(std::system((in_namespace + this_program + tests).c_str()), 0);
 }
