@@ -97,6 +97,7 @@ TEST_P(PrepareRefuses, Value)
 
 constexpr char characters[] = "only letters, digits and ._:=+/@%- are allowed";
 constexpr char one_segment[] = "must not be \".\" or \"..\" or hold a \"/\"";
+constexpr char parent_segment[] = "must not hold a \"..\" segment";
 constexpr char port_range[] = "must be a whole number from 1 to 65535";
 constexpr char timeout_range[] = "must be a whole number from 0 to 4294967295";
 
@@ -134,7 +135,11 @@ INSTANTIATE_TEST_SUITE_P(
                     RefusedValue{"backup-id", "", "must not be empty"},
                     RefusedValue{"backup-id", "../client_7", "must not hold a \"/\""},
                     RefusedValue{"disk", "", "must not be empty"},
-                    RefusedValue{"disk", "[s] backups/../x.vmdk.desc", "must not hold a \"..\""}));
+                    RefusedValue{"disk", "[s] backups/../x.vmdk.desc", parent_segment},
+                    RefusedValue{"disk", "[s] ../backups/x.vmdk.desc", parent_segment},
+                    RefusedValue{"disk", "[s]../backups/x.vmdk.desc", parent_segment},
+                    RefusedValue{"disk", "../[s] backups/x.vmdk.desc", parent_segment},
+                    RefusedValue{"disk", "..", parent_segment}));
 
 TEST_F(PrepareUsage, EveryAllowedCharacterReachesTheHelper)
 {

@@ -50,12 +50,24 @@ std::string check_backup_id(const std::string& value)
     return "";
 }
 
+bool has_parent_segment(const std::string& path)
+{
+    return ("/" + path + "/").find("/../") != std::string::npos;
+}
+
+// What lies behind the "[<datastore>]" of a path in datastore form.
+std::string without_datastore(const std::string& path)
+{
+    const std::size_t start = path.find_first_not_of(' ', path.find(']') + 1);
+    return start != std::string::npos ? path.substr(start) : "";
+}
+
 // A path with ".." could lead out of the image.
 std::string check_disk(const std::string& value)
 {
     if (value.empty())
         return "must not be empty";
-    if (("/" + value + "/").find("/../") != std::string::npos)
+    if (has_parent_segment(value) || has_parent_segment(without_datastore(value)))
         return "must not hold a \"..\" segment";
     return "";
 }
