@@ -22,6 +22,7 @@ The store is /usr/varnis/var/ixfs-loopback:
     keep                   exists: leave the mount in place, and answer as if it were gone
   .control/calls           written: the arguments of each call, as it begins, one line each
   .control/overlaps        written: the arguments of each call that began while another was running
+  .control/running         written: nothing; locked while a call runs
 
 Answers EXIT_STATUS=0 for success, 11 when mounting or unmounting fails, 20 for a wrong credential
 or command line, 142 for a server without an image. The exit status is 0 for success, else 1.

@@ -103,26 +103,27 @@ std::string join(const std::vector<std::string>& words)
     return line;
 }
 
-int run(const std::vector<std::string>& arguments)
+int serve(const Call& call, const std::string& line)
 {
-    fs::create_directories(control_directory);
-    const std::string line = join(arguments);
+    fs::create_directory(control_directory); // in a store that exists
     append_line(control_directory / "calls", line);
     const FileLock running(control_directory / "running", O_RDWR | O_CREAT, LOCK_EX | LOCK_NB);
     if (!running.held())
         append_line(control_directory / "overlaps", line);
 
-    const auto call = parse_call(arguments);
-    const bool unmount = call && call->command == Command::unmount;
+    const bool unmount = call.command == Command::unmount;
     const ControlFiles control(control_directory / (unmount ? "umount" : "mount"));
     const Answer answer(control);
-    int status = EC_INVALID_PARAMETER;
-    if (call)
-        status = perform(*call, control, answer);
-    else
-        complain("not a command line of libixfs: " + line);
+    const int status = perform(call, control, answer);
     answer.print("EXIT_STATUS", std::to_string(status));
     return status == EC_OK ? 0 : 1;
+}
+
+int refuse(ec_status status, const std::string& reason)
+{
+    complain(reason);
+    std::cout << "EXIT_STATUS=" << status << std::endl;
+    return 1;
 }
 
 } // namespace
@@ -134,11 +135,13 @@ int main(int argc, char** argv)
         std::cout << help_text;
         return 0;
     }
+    const std::string line = join(arguments);
+    const auto call = parse_call(arguments);
+    if (!call)
+        return refuse(EC_INVALID_PARAMETER, "not a command line of libixfs: " + line);
     try {
-        return run(arguments);
+        return serve(*call, line);
     } catch (const std::exception& error) {
-        complain(error.what());
-        std::cout << "EXIT_STATUS=" << EC_SYSTEM_ERROR << std::endl;
-        return 1;
+        return refuse(EC_SYSTEM_ERROR, error.what());
     }
 }
