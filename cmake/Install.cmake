@@ -21,8 +21,15 @@ write_basic_package_version_file("${PROJECT_BINARY_DIR}/ixfs-config-version.cmak
 install(FILES cmake/ixfs-config.cmake "${PROJECT_BINARY_DIR}/ixfs-config-version.cmake"
     DESTINATION "${IXFS_PACKAGE_DIR}")
 
-file(RELATIVE_PATH IXFS_PC_TO_PREFIX
-    "/${CMAKE_INSTALL_LIBDIR}/pkgconfig" "/")
-string(REGEX REPLACE "/$" "" IXFS_PC_TO_PREFIX "${IXFS_PC_TO_PREFIX}")
+if(IS_ABSOLUTE "${CMAKE_INSTALL_LIBDIR}") # the caller's choice; only then not relocatable
+    set(IXFS_PC_PREFIX "${CMAKE_INSTALL_PREFIX}")
+else()
+    file(RELATIVE_PATH to_prefix "/${CMAKE_INSTALL_LIBDIR}/pkgconfig" "/")
+    string(REGEX REPLACE "/$" "" to_prefix "${to_prefix}")
+    set(IXFS_PC_PREFIX "\${pcfiledir}/${to_prefix}")
+endif()
+# An absolute directory stays as it is.
+cmake_path(APPEND IXFS_PC_INCLUDEDIR "\${prefix}" "${CMAKE_INSTALL_INCLUDEDIR}")
+cmake_path(APPEND IXFS_PC_LIBDIR "\${prefix}" "${CMAKE_INSTALL_LIBDIR}")
 configure_file(cmake/ixfs.pc.in "${PROJECT_BINARY_DIR}/ixfs.pc" @ONLY)
 install(FILES "${PROJECT_BINARY_DIR}/ixfs.pc" DESTINATION "${CMAKE_INSTALL_LIBDIR}/pkgconfig")
