@@ -1,7 +1,6 @@
+#include "control.h"
 #include "image_layout.h"
 #include "mount_record.h"
-
-#include "control.h"
 
 namespace
 {

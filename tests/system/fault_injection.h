@@ -41,7 +41,8 @@ private:
 };
 
 // Stands in for time() and nanosleep(), so that no run waits: the clock stands still but for
-// sleeps, which end at once. Holds on_time and on_nanosleep. For one thread.
+// sleeps, which end at once. Unlike FakeClock it allocates nothing, since a fault would hit that
+// allocation instead of the library's. Holds on_time and on_nanosleep. For one thread.
 class FaultClock
 {
 public:
