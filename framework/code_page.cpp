@@ -2,6 +2,8 @@
 
 #include <string_view>
 
+#include <langinfo.h>
+
 class CodePageDef
 {
 };
@@ -9,8 +11,8 @@ class CodePageDef
 namespace
 {
 
-CodePageDef default_narrow;
 CodePageDef utf8;
+CodePageDef other; // any that is not UTF-8; nobody needs to tell them apart
 
 // Two threads may both find a cache empty, and then both fill it with the same page.
 CodePageDef* cached(CodePageDef** cache)
@@ -32,7 +34,10 @@ CodePageDef* cached(CodePageDef** cache, const char* name)
 
 CodePageDef* CodePageMgr::getCodePageId(const char* name)
 {
-    return name != nullptr && std::string_view(name) == "UTF8" ? &utf8 : &default_narrow;
+    if (name != nullptr && std::string_view(name) == "UTF8")
+        return &utf8;
+    const std::string_view locales_code_page = nl_langinfo(CODESET);
+    return locales_code_page == "UTF-8" ? &utf8 : &other;
 }
 
 CodePageMgr& getCodePageMgr()

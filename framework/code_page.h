@@ -15,8 +15,9 @@ class CodePageDef;
 class LMF_API CodePageMgr
 {
 public:
-    // Returns the code page called `name`: "" for the process's default narrow code page, "UTF8"
-    // for UTF-8. Every other name, and null, gets the default. Never null.
+    // Returns the code page called `name`: "UTF8" for UTF-8, "" for the default narrow one, which
+    // is that of the process's locale at the time. In a UTF-8 locale the two are the same. Every
+    // other name, and null, gets the default. Never null.
     CodePageDef* getCodePageId(const char* name);
 };
 

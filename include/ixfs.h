@@ -1,10 +1,22 @@
 /* libixfs: mount a stored backup image and build views inside it.
  *
+ * What to call, for what:
+ *
+ *   ixfs_init, ixfs_term, ixfs_last_error, ixfs_status_text     any use
+ *   ixfs_mount, ixfs_unmount                                    read the files of an image
+ *   _ixfs_view_... and the file operations                      build a view of your own
+ *   ixfs_prepare_vmir, in ixfs_vmir.h                           have the usual view of a VM built
+ *   ixfs_recreate_minimal_context                               see there
+ *   _ixfs_log, _ixfs_server_log                                 log beside the library
+ *
+ * An underscore in front says "internal" for historical reasons. All that stands here is for
+ * clients.
+ *
  * Conventions, stated once:
  *
  *  1. Handles. Functions take the handle that ixfs_init gave. One thread uses a handle at a time;
- *     different handles may be used on different threads at once. "The handle's thread" below means
- *     whichever thread is using the handle.
+ *     different handles may be used on different threads at once. "The handle's thread" below is
+ *     the thread that uses the handle at the time.
  *  2. Two styles of failure. ixfs_mount, ixfs_unmount and ixfs_recreate_minimal_context record the
  *     reason in the handle, where ixfs_last_error reads it. The file and view operations neither
  *     set it nor throw, unless said; they report through their result and the log.
@@ -13,16 +25,20 @@
  *     errno. Read the declaration.
  *  4. Ownership. Text handed in is copied or only read during the call; the caller keeps it. What a
  *     function hands out stays the library's, unless said.
- *  5. Text is bytes, ended by a NUL; whatever the locale, nothing is converted. Command lines, the
- *     helper's responses, mount directory, mount point and mutex names are cut at 1,023 bytes, a
- *     log message at 2,047; other paths are not cut.
+ *  5. Text is bytes, ended by a NUL; whatever the locale, nothing is converted. A log message is
+ *     cut at 2,047 bytes. Cut at 1,023 are: command lines, the helper's response lines, the mount
+ *     directory on the helper's command line and in the log (the directory that is made is not
+ *     cut), the mount point, the path of its "backups", mutex names, the host's name, and the
+ *     extent name in a descriptor. Other texts and paths are not cut.
  *  6. Quoting. Server name, credentials and mount point go to a shell unquoted. Pass only text that
  *     you trust; see SECURITY.md.
  *  7. Callbacks may be entered at the same time from the handle's thread and from validation
- *     threads (one a mount; that of an earlier mount may still be ending). They must not throw, and
- *     may call nothing here but _ixfs_log and _ixfs_server_log. Logging preserves errno.
- *  8. A null pointer where none is allowed is a programming error; a null handle is refused by the
- *     functions that say so.
+ *     threads. Each mount has one, and that of an earlier mount may still be ending. Callbacks must
+ *     not throw, and may call nothing here but _ixfs_log and _ixfs_server_log. Logging never
+ *     changes errno.
+ *  8. A null pointer where none is allowed is a programming error. Functions that refuse a null
+ *     handle say so.
+ *  9. Failures are logged with severity IXFS_LOG_ERR, unless a declaration says otherwise.
  */
 #ifndef IXFS_H
 #define IXFS_H
@@ -70,7 +86,7 @@ enum ec_status {
     EC_VIEW_NOT_CREATED = 36,     /* no memory for a view */
     EC_NO_HANDLE = 103,           /* no memory for a handle */
     EC_FILE_NOT_FOUND = 142,      /* the VM configuration file or a disk's file is missing */
-    EC_VIEW_NOT_LOCKED = 158,     /* no free view lock within 50 attempts */
+    EC_VIEW_NOT_LOCKED = 158,     /* no view lock within 50 attempts, or no host name for it */
     EC_INVALID_SCHEDULE = 223,    /* a schedule type other than 0, 1 and 4 */
     EC_ALREADY_MOUNTED = 226,     /* the handle has a mount */
     EC_STATUS_LOWEST = INT32_MIN, /* keeps the type signed and 32 bits wide in C; never returned */
@@ -79,6 +95,10 @@ enum ec_status {
 #ifndef __cplusplus
 typedef enum ec_status ec_status;
 #endif
+
+/* Returns a short text for a status, such as "file not found"; null for a number that is no status
+ * of this library. Never freed. Logs nothing. Any thread. */
+IXFS_API const char* ixfs_status_text(int status);
 
 enum { IXFS_LOG_ERR = 0, IXFS_LOG_WRN = 1, IXFS_LOG_INF = 2 };
 
@@ -91,7 +111,6 @@ enum {
 /* ---- Records -------------------------------------------------------------------------------- */
 
 typedef struct _ixfs_control_t _ixfs_control_t; /* the handle */
-typedef struct _ixfs_mount_t _ixfs_mount_t;     /* its one mount */
 
 /* List nodes. Whoever fills a list allocates the nodes, and what they own, with malloc. */
 
@@ -173,15 +192,18 @@ IXFS_API ec_status ixfs_last_error(const _ixfs_control_t* handle);
  */
 IXFS_API void ixfs_term(_ixfs_control_t* handle);
 
-/* Records a failed mount: deletes the handle's mount record, if any, and sets the last status. Does
- * not unmount. `handle` must be valid. Logs nothing. The handle's thread. */
-IXFS_API void _ixfs_no_mount(_ixfs_control_t* handle, ec_status status);
-
 /* ---- Logging -------------------------------------------------------------------------------- */
 
-/* Formats a line and hands it to the handle's log callback, if there is one. `handle` must not be
- * null and is not otherwise checked. The message is cut at 2,047 bytes. Allocates nothing,
- * preserves errno. Any number of threads at once, from ixfs_init until ixfs_term. */
+/* Formats a line and hands it to the handle's log callback, if there is one. For components that
+ * work with a handle and want their lines among the library's.
+ *
+ * handle        not null; not otherwise checked
+ * function_tag  handed to the callback as it is
+ * severity      IXFS_LOG_...
+ * format        as of printf; the message is cut at 2,047 bytes. Bring prefix and newline along
+ *
+ * Allocates nothing and keeps errno. Any number of threads at once, from ixfs_init until ixfs_term.
+ */
 IXFS_API void _ixfs_log(_ixfs_control_t* handle, const char* function_tag, int severity,
                         const char* format, ...) IXFS_PRINTF(4, 5);
 
@@ -190,11 +212,8 @@ IXFS_API void _ixfs_log(_ixfs_control_t* handle, const char* function_tag, int s
 IXFS_API void _ixfs_server_log(_ixfs_control_t* handle, const char* function_tag, int severity,
                                const char* format, ...) IXFS_PRINTF(4, 5);
 
-/* Sets g_lc_time to the name of the time category's locale, "C" where setlocale fails.
- * ixfs_init calls it. Any thread. */
-IXFS_API void _ixfs_log_init(void);
-
-/* Written at every ixfs_init; reading it while another thread is in ixfs_init is a race. */
+/* The name of the time category's locale, as it was at the latest ixfs_init; "C" where it could not
+ * be had. Reading it while another thread is in ixfs_init is a race. */
 IXFS_API extern char g_lc_time[256];
 
 /* ---- Mounting ------------------------------------------------------------------------------- */
@@ -212,21 +231,25 @@ IXFS_API extern char g_lc_time[256];
  * Waits without a time limit for the host-wide mount mutex, which every mount and unmount of the
  * host holds while its helper runs. Returns the local mount point, the library's until ixfs_unmount
  * or ixfs_term, and leaves a thread that looks every 300 seconds whether the mount still holds
- * "backups", and logs it. A helper that reports mount path and mount point has mounted when the
- * mount holds "backups", whatever its exit status; without a mount path its exit status decides.
+ * "backups", and logs it.
+ *
+ * What counts as mounted, where the helper has reported a mount point:
+ *   with a mount path     a mount that holds "backups", whatever the helper's exit status
+ *   without a mount path  exit status 0; or the server was too busy for the whole timeout. That
+ *                         the time is up is logged, and the mount is handed out all the same
  *
  * Returns null on failure, with the reason in ixfs_last_error:
  *   EC_ALREADY_MOUNTED    the handle has a mount; it stays
  *   EC_NO_MEMORY
  *   EC_INVALID_PARAMETER  an argument
- *   EC_SYSTEM_ERROR       the mutex; no shell for the helper; the helper reported no mount point;
- *                         the server stayed too busy
+ *   EC_SYSTEM_ERROR       the mutex; no shell for the helper; the helper reported no mount point,
+ *                         as when the server was too busy for the whole timeout
  *   EC_MOUNT_DIRECTORY    the mount directory could not be made
  *   EC_HELPER_FAILED      the helper's exit status; or a mount without "backups", which is
  *                         unmounted again
- * An invalid handle: null, nothing recorded. Each failure is logged with severity IXFS_LOG_ERR, but
- * with IXFS_LOG_INF where there is no memory for the mutex object or the mount directory cannot be
- * made. After a failure other than EC_ALREADY_MOUNTED the handle has no mount. The mount directory
+ * An invalid handle: null, nothing recorded or logged. Every other failure is logged with severity
+ * IXFS_LOG_ERR, but for two that have IXFS_LOG_INF: no memory for the mutex object, and a mount
+ * directory that cannot be made. After a failure other than EC_ALREADY_MOUNTED the handle has no mount. The mount directory
  * stays on disk, but for a mount without "backups": unmounting that removes the mount point. What
  * a helper mounted before it failed stays mounted.
  * The handle's thread.
@@ -253,20 +276,19 @@ IXFS_API char* ixfs_mount(_ixfs_control_t* handle, const char* mount_cred, const
  *                         no unmount credential, with IXFS_FLAG_UNMOUNT_CRED
  *   EC_SYSTEM_ERROR       the mutex; no shell for the helper
  *   EC_HELPER_FAILED      any other exit status
- * A failure becomes the last status and is logged with severity IXFS_LOG_ERR, as are two lines of
- * every unmount. With IXFS_FLAG_UNMOUNT_CRED the log shows a shortened command line. An invalid
- * handle that is not null is written to; do not pass one. The handle's thread.
+ * A failure becomes the last status and is logged with severity IXFS_LOG_ERR; an invalid handle is
+ * not logged. Two lines of every unmount have that severity, too. With IXFS_FLAG_UNMOUNT_CRED the
+ * log shows a shortened command line. An invalid handle that is not null is written to; do not pass
+ * one. The handle's thread.
  */
 IXFS_API ec_status ixfs_unmount(_ixfs_control_t* handle);
 
-/* Records a failed unmount: unmounts the record's mount point locally by force and removes the
- * directory (see ixfs_unmount), where it has one; deletes the record, leaves the handle without a
- * mount and sets the last status. `record` may be null; else it must be the handle's. Tag
- * "_ixfs_umount()". The handle's thread. */
-IXFS_API void _ixfs_no_unmount(_ixfs_control_t* handle, _ixfs_mount_t* record, ec_status status);
-
 /* Attaches a mount record to a handle without running the helper, once no mount or unmount of the
  * host is in progress (it waits for that without a time limit).
+ *
+ * Call it in a process that works with a mount that another process made and will end: it makes
+ * sure that the other's mount or unmount is over, and the handle knows the connection. The handle
+ * learns no mount point, so it neither watches nor unmounts that mount.
  *
  * First six arguments as in ixfs_mount. mnt_path: the mount path the helper once reported; may be
  * empty, not null.
@@ -274,7 +296,7 @@ IXFS_API void _ixfs_no_unmount(_ixfs_control_t* handle, _ixfs_mount_t* record, e
  * Returns 0, with the last status unchanged. -1 for an invalid handle (nothing recorded), for
  * EC_ALREADY_MOUNTED and for the failures that ixfs_mount shares; EC_INVALID_PARAMETER for a null
  * mnt_path, after which the half-filled record stays attached; EC_NO_MEMORY when it cannot be
- * copied. Logged as by ixfs_mount. The handle's thread.
+ * copied. Failures are logged as by ixfs_mount. The handle's thread.
  *
  * The record has no mount point, so a later ixfs_unmount frees it, logs and returns
  * EC_INVALID_PARAMETER.
@@ -283,23 +305,11 @@ IXFS_API int ixfs_recreate_minimal_context(_ixfs_control_t* handle, const char* 
                                            const char* unmount_cred, int port, const char* server,
                                            unsigned int timeout, const char* mnt_path);
 
-/* Frees a mount record with all it owns, and tells its validation thread to stop; the thread's
- * share of the record goes when the thread does. A mount mutex that the record holds is deleted for
- * the whole host; its waiters make a new one. Null is accepted. Logs nothing. The handle's thread.
- *
- * Not for clients: the handle still points to the record. _ixfs_no_mount does both. */
-IXFS_API void _ixfs_mount_delete(_ixfs_mount_t* record);
-
-/* Returns 1 when "backups" can be found in the record's mount point, else 0 and a line with
- * severity IXFS_LOG_ERR. 0 without a line when an argument is null. The handle's thread. */
-IXFS_API int _ixfs_mount_validate(_ixfs_control_t* handle, _ixfs_mount_t* record);
-
-/* What the validation thread runs: validates every 300 seconds until the mount record's stop event
- * is signalled, then returns 0; 1 at once when `record` or its event is null. A pass that fails is
- * logged and does not end it. */
-IXFS_API void* _ixfs_mount_validate_thread(void* record);
-
 /* ---- Files ---------------------------------------------------------------------------------- */
+
+/* For clients that build a view of their own in a mounted image. Paths are used as they are: below
+ * the mount point, absolute or relative to the working directory. The handle serves for logging,
+ * and for its flags; it needs no mount. The handle's thread. */
 
 /* Returns 1 when `path` exists and can be read by this process, else 0. An access that fails with
  * ETIME, as on a mounted image whose server is slow, is tried up to 100 times, at once. Logs
@@ -309,16 +319,18 @@ IXFS_API int _ixfs_file_exists(_ixfs_control_t* handle, const char* path);
 
 /* Creates every missing directory of `folder_name` below `base_name`, like mkdir -p.
  *
- * base_name    path whose first segment exists; further ones that are missing are made, too
+ * base_name    an existing directory. Of a longer path, segments that are missing are made, too,
+ *              but never the first: "/usr" of "/usr/varnis", "a" of "a/b". Below "/" all are made
  * folder_name  relative path of one or more segments
- * segments     caller's counter, raised by one for each segment after the first of the full path,
- *              whether created, present or given up
- * mode         passed to mkdir; the umask applies
+ * segments     caller's counter, raised by one for each segment that was created, was there, or was
+ *              given up; the first segment of the full path counts only below "/"
+ * mode         passed to mkdir, for all that are made; the umask applies
  *
  * Returns 0, or 1 when a directory could not be made; those made before it stay. A mkdir that fails
  * with ETIME is tried up to 100 times, at once, and then given up without a word: the next
- * segment's mkdir tells. All lines have severity IXFS_LOG_INF. errno is left as the last failed
- * mkdir set it. Memory that runs short reads as failure, with errno ENOMEM.
+ * segment's mkdir tells, but nothing tells of the last one's. All lines have severity IXFS_LOG_INF,
+ * that of a failure too. errno is left as the last failed mkdir set it. Memory that runs short
+ * reads as failure, with errno ENOMEM and without a line.
  */
 IXFS_API int _ixfs_folder_create(_ixfs_control_t* handle, const char* base_name,
                                  const char* folder_name, uint32_t* segments, mode_t mode);
@@ -334,8 +346,9 @@ IXFS_API int _ixfs_create_hard_link(_ixfs_control_t* handle, const char* existin
  *
  * Returns 0, or 1 when something could not be removed; what was removed before stays removed, and
  * the walk of a folder ends at its first file that cannot be. Logs each removal with IXFS_LOG_INF;
- * failures, and each folder found, with IXFS_LOG_ERR. Memory that runs short reads as failure. The
- * handle's thread. `path` itself is not looked at: it may be a mount or a symbolic link.
+ * failures, and each folder found, with IXFS_LOG_ERR. Memory that runs short reads as failure, and
+ * goes without a line. A folder that cannot be read to its end shows only where what is left in it
+ * keeps it from being removed. `path` itself is not looked at: it may be a mount or a symbolic link.
  */
 IXFS_API int _ixfs_folder_delete(_ixfs_control_t* handle, const char* path);
 
@@ -344,7 +357,8 @@ IXFS_API int _ixfs_folder_delete(_ixfs_control_t* handle, const char* path);
  * old_path, new_path  two different files; the new one is created or overwritten. One of several
  *                     hard links is replaced, so that the others keep their content; a symbolic
  *                     link is followed
- * extent_name         name of the data file, written as it stands into the extent line
+ * extent_name         name of the data file, written as it stands into the extent line; cut at
+ *                     1,023 bytes. A null name is written as printf writes it
  *
  * The extent line is the first that begins with "RW ". It must hold " VMFS "; else the copy ends
  * there. With IXFS_FLAG_NEW_DISK_UUID each "ddb.uuid " line gets a fresh UUID. Rewritten lines end
@@ -353,12 +367,15 @@ IXFS_API int _ixfs_folder_delete(_ixfs_control_t* handle, const char* path);
  *
  * Returns 1 when the extent line is rewritten and all is written as far as flushing shows (an error
  * that the file system reports only at close is not seen), else 0; a partial file stays. Failures
- * are logged with IXFS_LOG_ERR. Throws only what drawing a UUID may throw. The handle's thread.
+ * are logged with IXFS_LOG_ERR. Throws only what drawing a UUID may throw.
  */
 IXFS_API int _ixfs_copy_desc(_ixfs_control_t* handle, const char* old_path, const char* new_path,
                              const char* extent_name);
 
 /* ---- Views ---------------------------------------------------------------------------------- */
+
+/* For clients that build a view of their own: create the record, lock it, make the folder and its
+ * files with the file operations, and delete the record when nobody works on the view any more. */
 
 /* Makes a view record, not yet locked, at the head of the handle's list; the handle owns it.
  * Returns it, or null with a line of severity IXFS_LOG_ERR when memory is short. The handle's
@@ -378,10 +395,14 @@ IXFS_API void _ixfs_view_delete(_ixfs_control_t* handle, _ixfs_view_t* view);
  *            is untouched where the host has no name
  * size       of the buffer, in bytes; 1 or more
  *
- * Never waits: each attempt tries the next number. An attempt that fails removes the lock that it
- * failed on, even when another process holds it. Returns 1, or 0 with a line of severity
- * IXFS_LOG_ERR; the view then has no lock. Success logs a line of that severity, too: the host's
- * name. A view that has a lock already keeps it and gets number 0. The handle's thread.
+ * Never waits: each attempt tries the next number. An attempt that fails logs a line of severity
+ * IXFS_LOG_WRN and removes the lock that it failed on, even when another process holds it. Returns
+ * 1, or 0 with a line of severity IXFS_LOG_ERR. Of that severity is also the line with the host's
+ * name, which is no failure.
+ *
+ * A view that has no lock has none after a failure, either. For one that has a lock no other is
+ * tried: it keeps that and gets number 0, and keeps it, too, where the host has no name. The
+ * handle's thread.
  */
 IXFS_API int _ixfs_view_lock(_ixfs_control_t* handle, _ixfs_view_t* view, long id, char* base_name,
                              size_t size);

@@ -8,6 +8,7 @@
 
 #include "ec_status_exception.h"
 #include "ixfs.h"
+#include "ixfs_uuid.h"
 #include "lmf_pathname.h"
 #include "lmf_string.h"
 
@@ -175,12 +176,5 @@ IXFS_API ec_status buildPathToXml(_ixfs_control_t* handle, const std::string& cl
 // does, after one line more.
 IXFS_API void buildViewPath(_ixfs_control_t* handle, const std::string& client, long backupTime,
                             int scheduleType, LmfString& viewPath);
-
-// ---- Disk identity ------------------------------------------------------------------------------
-
-// Returns a fresh random UUID as descriptors hold it: 47 characters, sixteen lower-case hexadecimal
-// bytes in two groups of eight, "-" between them. Throws what the system's random source throws.
-// Any thread.
-IXFS_API std::string getVmdkUuid();
 
 #endif

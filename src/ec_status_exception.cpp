@@ -1,7 +1,5 @@
 #include "ec_status_exception.h"
 
-#include "status_text.h"
-
 EcStatusException::EcStatusException(ec_status status_, const char* text)
     : EcStatusException(status_, std::string(text != nullptr ? text : ""))
 {
@@ -16,7 +14,7 @@ EcStatusException::~EcStatusException() = default;
 
 void EcStatusException::setMsg(const std::string& text)
 {
-    const char* const status_text = errmsgstr[status];
+    const char* const status_text = ixfs_status_text(status);
     message = text + ": error code: " + std::to_string(static_cast<int>(status)) + ", " +
               (status_text != nullptr ? status_text : "");
 }

@@ -1,8 +1,6 @@
-#include "status_text.h"
-
 #include "ixfs.h"
 
-const char* StatusTexts::operator[](int status) const noexcept
+const char* ixfs_status_text(int status)
 {
     switch (status) {
     case EC_OK:

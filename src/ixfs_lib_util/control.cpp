@@ -1,15 +1,18 @@
 #include "control.h"
 
 #include "bounded_text.h"
+#include "log.h"
 #include "mount_record.h"
 
 #include <cstdlib>
+#include <memory>
 #include <new>
-
-static_assert(sizeof(handle_magic) == sizeof(_ixfs_control_t::magic));
 
 namespace
 {
+
+constexpr char handle_magic[] = "IxFsCtL";
+static_assert(sizeof(handle_magic) == sizeof(_ixfs_control_t::magic));
 
 void free_names(_ixfs_name_t* name)
 {
@@ -32,35 +35,17 @@ void free_name_groups(_ixfs_name_group_t* group)
     }
 }
 
-// Waits for a callback that the validation thread is inside of, and lets it enter no further one.
-void close_thread_callback_gate(_ixfs_control_t* handle)
-{
-    const std::lock_guard<std::mutex> gate(handle->thread_callback_gate);
-    handle->terminated = true;
-}
-
 } // namespace
-
-void control_retain(_ixfs_control_t* handle)
-{
-    handle->users.fetch_add(1, std::memory_order_relaxed);
-}
-
-void control_release(_ixfs_control_t* handle)
-{
-    if (handle->users.fetch_sub(1, std::memory_order_acq_rel) > 1)
-        return;
-    handle->~_ixfs_control_t();
-    std::free(handle);
-}
 
 _ixfs_control_t* ixfs_init(int flags, void* log_context, ixfs_log_callback log_callback,
                            ixfs_job_log_callback job_log_callback, void* job_log_context)
 {
-    void* const memory = std::calloc(1, sizeof(_ixfs_control_t));
-    if (memory == nullptr)
+    std::unique_ptr<_ixfs_control_t> handle(new (std::nothrow) _ixfs_control_t{});
+    if (handle == nullptr)
         return nullptr;
-    auto* const handle = new (memory) _ixfs_control_t{};
+    handle->gate = new (std::nothrow) CallbackGate(log_callback);
+    if (handle->gate == nullptr)
+        return nullptr;
     strlcpy(handle->magic, handle_magic, sizeof(handle->magic));
     handle->log_context = log_context;
     handle->log_callback = log_callback;
@@ -68,9 +53,8 @@ _ixfs_control_t* ixfs_init(int flags, void* log_context, ixfs_log_callback log_c
     handle->job_log_context = job_log_context;
     handle->flags = flags;
     handle->last_status = EC_OK;
-    control_retain(handle);
     _ixfs_log_init();
-    return handle;
+    return handle.release();
 }
 
 int _ixfs_is_invalid(const _ixfs_control_t* handle)
@@ -93,8 +77,8 @@ void ixfs_term(_ixfs_control_t* handle)
     free_name_groups(handle->name_groups);
     handle->name_groups = nullptr;
     ixfs_unmount(handle);
-    close_thread_callback_gate(handle);
-    control_release(handle);
+    handle->gate->close(); // the threads of earlier mounts may still be running
+    delete handle;
 }
 
 void _ixfs_no_mount(_ixfs_control_t* handle, ec_status status)

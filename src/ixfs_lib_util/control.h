@@ -2,10 +2,11 @@
 #ifndef IXFS_CONTROL_H
 #define IXFS_CONTROL_H
 
+#include "callback_gate.h"
 #include "ixfs.h"
+#include "zero_filled.h"
 
-#include <atomic>
-#include <mutex>
+struct _ixfs_mount_t;
 
 // Names grouped on a handle. Nothing adds any at present; ixfs_term frees what is there. All text
 // and nodes are malloc'ed.
@@ -20,29 +21,27 @@ struct _ixfs_name_group_t {
     _ixfs_name_group_t* next;
 };
 
-struct _ixfs_control_t {
+// Clients reach a handle through functions only, but the order of its fields is fixed, as that of
+// every record: the product's other libraries know it.
+struct _ixfs_control_t : ZeroFilled {
     char magic[8]; // handle_magic; the only mark of a valid handle
     void* log_context;
     ixfs_log_callback log_callback;
     ixfs_job_log_callback job_log_callback;
     void* job_log_context;
     int flags;
-    _ixfs_mount_t* mount;
-    _ixfs_view_t* views; // the latest first
+    _ixfs_mount_t* mount; // null, or the one mount; owned
+    _ixfs_view_t* views;  // the latest first; owned
     _ixfs_name_group_t* name_groups;
     ec_status last_status;
 
-    // A validation thread may outlive both the unmount and ixfs_term. So the memory goes with its
-    // last user (the caller, and each mount record that still exists), and the thread calls back
-    // only under the gate, and only until the handle was terminated.
-    std::atomic<int> users;
-    std::mutex thread_callback_gate;
-    bool terminated;
+    CallbackGatePtr gate; // how the handle's validation threads reach log_callback
 };
 
-constexpr char handle_magic[] = "IxFsCtL";
-
-void control_retain(_ixfs_control_t* handle);
-void control_release(_ixfs_control_t* handle);
+extern "C" {
+// Records a failed mount: deletes the handle's mount record, if any, and sets the last status. Does
+// not unmount. `handle` must be valid. Logs nothing. The handle's thread.
+IXFS_API void _ixfs_no_mount(_ixfs_control_t* handle, ec_status status);
+}
 
 #endif

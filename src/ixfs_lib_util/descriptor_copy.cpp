@@ -1,6 +1,7 @@
 #include "bounded_text.h"
 #include "control.h"
-#include "ixfs_vmir.h"
+#include "ixfs_uuid.h"
+#include "log.h"
 
 #include <cerrno>
 #include <cstdio>
@@ -10,8 +11,6 @@
 
 namespace
 {
-
-constexpr char tag[] = "_ixfs_copy_desc()";
 
 struct FileCloser {
     void operator()(FILE* file) const { std::fclose(file); }
@@ -40,19 +39,19 @@ bool break_hard_link(const char* path)
     return !may_be_one_of_several_hard_links(path) || unlink(path) == 0 || errno == ENOENT;
 }
 
-File open_old(_ixfs_control_t* handle, const char* path)
+File open_old(const Log& log, const char* path)
 {
     File file(std::fopen(path, "r"));
     if (file == nullptr)
-        _ixfs_log(handle, tag, IXFS_LOG_ERR, "ERR - can't open old %s, err %d\n", path, errno);
+        log.error("ERR - can't open old %s, err %d\n", path, errno);
     return file;
 }
 
-File open_new(_ixfs_control_t* handle, const char* path)
+File open_new(const Log& log, const char* path)
 {
     File file(break_hard_link(path) ? std::fopen(path, "w") : nullptr);
     if (file == nullptr)
-        _ixfs_log(handle, tag, IXFS_LOG_ERR, "ERR - can't open new %s, err %d\n", path, errno);
+        log.error("ERR - can't open new %s, err %d\n", path, errno);
     return file;
 }
 
@@ -61,10 +60,11 @@ File open_new(_ixfs_control_t* handle, const char* path)
 class DescriptorCopy
 {
 public:
-    DescriptorCopy(_ixfs_control_t* handle, FILE* old_file, FILE* new_file, const char* extent_name)
-        : handle_(handle), old_file_(old_file), new_file_(new_file)
+    DescriptorCopy(const Log& log, FILE* old_file, FILE* new_file, const char* extent_name,
+                   bool wants_new_uuid)
+        : log_(log), old_file_(old_file), new_file_(new_file), wants_new_uuid_(wants_new_uuid)
     {
-        strlcpy(extent_name_, extent_name, sizeof(extent_name_));
+        std::snprintf(extent_name_, sizeof(extent_name_), "%s", extent_name);
     }
 
     // Returns whether all was read and the extent line rewritten. Errors of the new file show when
@@ -77,9 +77,9 @@ public:
             extent_is_usable = copy_line(line);
         const bool all_read = std::ferror(old_file_) == 0;
         if (!extent_is_done_)
-            _ixfs_log(handle_, tag, IXFS_LOG_ERR, "ERR - failed to find and alter RW tag?!?\n");
+            log_.error("ERR - failed to find and alter RW tag?!?\n");
         else if (!all_read)
-            _ixfs_log(handle_, tag, IXFS_LOG_ERR, "ERR - error reading old file - %d\n", errno);
+            log_.error("ERR - error reading old file - %d\n", errno);
         return all_read && extent_is_done_;
     }
 
@@ -89,7 +89,7 @@ private:
     {
         if (!extent_is_done_ && begins_with(line, "RW "))
             return rewrite_extent(line);
-        if (wants_new_uuid() && begins_with(line, "ddb.uuid "))
+        if (wants_new_uuid_ && begins_with(line, "ddb.uuid "))
             write_new_uuid();
         else
             std::fputs(line, new_file_);
@@ -100,38 +100,37 @@ private:
     {
         char* const keyword = std::strstr(line, " VMFS ");
         if (keyword == nullptr) {
-            _ixfs_log(handle_, tag, IXFS_LOG_ERR, "ERR - didn't find VMFS keyword\n");
+            log_.error("ERR - didn't find VMFS keyword\n");
             return false;
         }
         *keyword = '\0';
         std::fprintf(new_file_, "%s VMFS \"%s\"\r\n", line, extent_name_);
-        _ixfs_log(handle_, tag, IXFS_LOG_INF, "INF - New extent description: %s\n", extent_name_);
+        log_.info("INF - New extent description: %s\n", extent_name_);
         extent_is_done_ = true;
         return true;
     }
-
-    bool wants_new_uuid() const { return (handle_->flags & IXFS_FLAG_NEW_DISK_UUID) != 0; }
 
     void write_new_uuid()
     {
         const std::string uuid = getVmdkUuid();
         std::fprintf(new_file_, "ddb.uuid = \"%s\"\r\n", uuid.c_str());
-        _ixfs_log(handle_, tag, IXFS_LOG_INF, "INF - New uuid: %s\n", uuid.c_str());
+        log_.info("INF - New uuid: %s\n", uuid.c_str());
     }
 
-    _ixfs_control_t* handle_;
+    const Log& log_;
     FILE* old_file_;
     FILE* new_file_;
     char extent_name_[text_size];
+    bool wants_new_uuid_;
     bool extent_is_done_ = false;
 };
 
-bool flush(_ixfs_control_t* handle, FILE* new_file)
+bool flush(const Log& log, FILE* new_file)
 {
     std::fflush(new_file);
     if (std::ferror(new_file) == 0)
         return true;
-    _ixfs_log(handle, tag, IXFS_LOG_ERR, "ERR - error writing new file - %d\n", errno);
+    log.error("ERR - error writing new file - %d\n", errno);
     return false;
 }
 
@@ -140,14 +139,17 @@ bool flush(_ixfs_control_t* handle, FILE* new_file)
 int _ixfs_copy_desc(_ixfs_control_t* handle, const char* old_path, const char* new_path,
                     const char* extent_name)
 {
-    File old_file = open_old(handle, old_path);
+    const Log log(handle, "_ixfs_copy_desc()");
+    File old_file = open_old(log, old_path);
     if (old_file == nullptr)
         return 0;
-    const File new_file = open_new(handle, new_path);
+    const File new_file = open_new(log, new_path);
     if (new_file == nullptr)
         return 0;
-    const bool copied = DescriptorCopy(handle, old_file.get(), new_file.get(), extent_name).run();
+    const bool wants_new_uuid = (handle->flags & IXFS_FLAG_NEW_DISK_UUID) != 0;
+    DescriptorCopy copy(log, old_file.get(), new_file.get(), extent_name, wants_new_uuid);
+    const bool copied = copy.run();
     old_file.reset();
-    const bool written = flush(handle, new_file.get());
+    const bool written = flush(log, new_file.get());
     return copied && written;
 }

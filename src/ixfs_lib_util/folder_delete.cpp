@@ -1,5 +1,5 @@
-#include "ixfs.h"
 #include "lmf_pathname.h"
+#include "log.h"
 #include "mount_root.h"
 
 #include <ace/OS_NS_dirent.h>
@@ -12,8 +12,6 @@
 
 namespace
 {
-
-constexpr char tag[] = "_ixfs_folder_delete()";
 
 struct DirectoryCloser {
     void operator()(ACE_DIR* directory) const { ACE_OS::closedir(directory); }
@@ -28,30 +26,27 @@ bool is_self_or_parent(std::string_view name)
 // Removes a file, or a folder with its content, unless that is the root of a mounted file system.
 // Returns false where a file could not be removed; a folder that stays makes its parent's rmdir
 // fail.
-bool delete_entry(_ixfs_control_t* handle, const LmfPathname& path)
+bool delete_entry(_ixfs_control_t* handle, const Log& log, const LmfPathname& path)
 {
     if (ACE_OS::unlink(path.text().c_str()) == 0) {
-        _ixfs_log(handle, tag, IXFS_LOG_INF, "INF - Removed file: %s\n", path.display_str());
+        log.info("INF - Removed file: %s\n", path.display_str());
         return true;
     }
-    if (errno == EISDIR) {
+    if (errno == EISDIR) { // which is how Linux tells a folder from a file
         if (mount_root(path.text().c_str()) == MountRoot::yes) {
-            _ixfs_log(handle, tag, IXFS_LOG_ERR, "ERR - still mounted, not deleted: %s\n",
-                      path.display_str());
+            log.error("ERR - still mounted, not deleted: %s\n", path.display_str());
             return true;
         }
-        _ixfs_log(handle, tag, IXFS_LOG_ERR,
-                  "INF - Found a directory, calling _ixfs_folder_delete(\"%s\")\n",
+        log.error("INF - Found a directory, calling _ixfs_folder_delete(\"%s\")\n",
                   path.display_str());
         _ixfs_folder_delete(handle, path.text().c_str());
         return true;
     }
-    _ixfs_log(handle, tag, IXFS_LOG_ERR, "ERR - ACE_OS::unlink(%s) failed, error = %d\n",
-              path.display_str(), errno);
+    log.error("ERR - ACE_OS::unlink(%s) failed, error = %d\n", path.display_str(), errno);
     return false;
 }
 
-bool delete_content(_ixfs_control_t* handle, const char* path, ACE_DIR* directory)
+bool delete_content(_ixfs_control_t* handle, const Log& log, const char* path, ACE_DIR* directory)
 {
     while (const dirent* const entry = ACE_OS::readdir(directory)) {
         if (is_self_or_parent(entry->d_name))
@@ -59,29 +54,29 @@ bool delete_content(_ixfs_control_t* handle, const char* path, ACE_DIR* director
         LmfPathname child;
         child.makeFilename(path, false);
         child.makeFilename(entry->d_name, true);
-        if (!delete_entry(handle, child))
+        if (!delete_entry(handle, log, child))
             return false;
     }
     return true;
 }
 
-bool delete_folder(_ixfs_control_t* handle, const char* path)
+bool delete_folder(_ixfs_control_t* handle, const Log& log, const char* path)
 {
-    const Directory directory(ACE_OS::opendir(path));
+    Directory directory(ACE_OS::opendir(path));
     if (directory == nullptr) {
-        _ixfs_log(handle, tag, IXFS_LOG_ERR, "ERR - ACE_OS::opendir(%s) failed, error = %d\n", path,
-                  errno);
+        log.error("ERR - ACE_OS::opendir(%s) failed, error = %d\n", path, errno);
         return false;
     }
-    if (!delete_content(handle, path, directory.get()))
+    if (!delete_content(handle, log, path, directory.get()))
         return false;
-    if (ACE_OS::rmdir(path) != 0) {
-        _ixfs_log(handle, tag, IXFS_LOG_ERR, "ERR - Unable to remove directory: %s, error = %d\n",
-                  path, errno);
-        return false;
-    }
-    _ixfs_log(handle, tag, IXFS_LOG_INF, "INF - Removed directory: %s\n", path);
-    return true;
+    const bool removed = ACE_OS::rmdir(path) == 0;
+    const int error = errno;
+    directory.reset(); // whoever sees the next line finds nothing open any more
+    if (removed)
+        log.info("INF - Removed directory: %s\n", path);
+    else
+        log.error("ERR - Unable to remove directory: %s, error = %d\n", path, error);
+    return removed;
 }
 
 } // namespace
@@ -89,7 +84,7 @@ bool delete_folder(_ixfs_control_t* handle, const char* path)
 int _ixfs_folder_delete(_ixfs_control_t* handle, const char* path)
 {
     try {
-        return delete_folder(handle, path) ? 0 : 1;
+        return delete_folder(handle, Log(handle, "_ixfs_folder_delete()"), path) ? 0 : 1;
     } catch (const std::bad_alloc&) { // no exception may reach a C caller
         return 1;
     }

@@ -1,39 +1,15 @@
 #include "helper_command.h"
 
+#include "mount_record.h"
+
 #include <cerrno>
-#include <cstdio>
 #include <cstdlib>
-#include <ctime>
-#include <memory>
 
 namespace
 {
 
 // Quoted for the shell.
 #define IXFS_HELPER R"("/usr/varnis/stowline/bin/ixfs")"
-
-constexpr int server_too_busy = EC_SERVER_BUSY;
-constexpr timespec retry_pause = {1, 0};
-
-struct PipeCloser {
-    void operator()(FILE* pipe) const { pclose(pipe); }
-};
-using Pipe = std::unique_ptr<FILE, PipeCloser>;
-
-// Reads a line, or a buffer full of a longer one. A signal that interrupts the reading ends
-// nothing.
-bool read_line(FILE* pipe, char (&line)[text_size])
-{
-    while (std::fgets(line, sizeof(line), pipe) == nullptr) {
-        if (std::ferror(pipe) == 0 || errno != EINTR)
-            return false;
-        std::clearerr(pipe);
-    }
-    const std::size_t length = std::strlen(line);
-    if (length > 0 && line[length - 1] == '\n')
-        line[length - 1] = '\0';
-    return true;
-}
 
 // A clock that can't be read ends a wait, too.
 bool is_before(std::time_t end)
@@ -42,21 +18,15 @@ bool is_before(std::time_t end)
     return now != -1 && now < end;
 }
 
-// One run of the helper, to the end of its output or of the conversation's interest. Returns
-// whether it could be started.
-bool run_pass(const HelperCommand& command, HelperConversation& conversation)
+// Returns the next character, or EOF. A signal that interrupts the reading ends nothing.
+int next_character(FILE* stream)
 {
-    const Pipe pipe(popen(command.line(), "re"));
-    if (pipe == nullptr)
-        return false;
-    char line[text_size];
-    while (read_line(pipe.get(), line)) {
-        if (*line == '\0')
-            continue;
-        if (conversation.response(line) == HelperConversation::Reading::stops)
-            break;
+    int character = std::getc(stream);
+    while (character == EOF && std::ferror(stream) != 0 && errno == EINTR) {
+        std::clearerr(stream);
+        character = std::getc(stream);
     }
-    return true;
+    return character;
 }
 
 } // namespace
@@ -70,8 +40,8 @@ HelperCommand HelperCommand::mount(const _ixfs_mount_t& record, const char* moun
     // The two blanks before -cred surround a further option, which is never given.
     command.formatted(std::snprintf(command.line_, sizeof(command.line_),
                                     IXFS_HELPER " mount -server %s -port %d %s  -cred %s %s",
-                                    record.server, record.port, timeout_option, record.mount_cred,
-                                    mount_directory));
+                                    record.server.get(), record.port, timeout_option,
+                                    record.mount_cred.get(), mount_directory));
     return command;
 }
 
@@ -80,7 +50,7 @@ HelperCommand HelperCommand::unmount(const _ixfs_mount_t& record)
     HelperCommand command;
     command.formatted(std::snprintf(command.line_, sizeof(command.line_),
                                     IXFS_HELPER " umount -f -server %s -port %d -cred %s %s",
-                                    record.server, record.port, record.unmount_cred,
+                                    record.server.get(), record.port, record.unmount_cred.get(),
                                     record.mount_point));
     return command;
 }
@@ -105,7 +75,7 @@ void HelperCommand::cut_display(const char* credential)
     strlcat(display_, "...", sizeof(display_));
 }
 
-bool HelperConversation::take_exit_status(const char* line)
+bool take_exit_status(const char* line, int& exit_status)
 {
     constexpr char key[] = "EXIT_STATUS=";
     if (std::strncmp(line, key, std::strlen(key)) != 0)
@@ -114,34 +84,69 @@ bool HelperConversation::take_exit_status(const char* line)
     return true;
 }
 
-ec_status run_helper(_ixfs_control_t* handle, const char* tag, const HelperCommand& command,
-                     int timeout, HelperConversation& conversation)
+HelperRun::HelperRun(const Log& log, const HelperCommand& command, int timeout)
+    : log_(log), command_(command), end_(std::time(nullptr) + timeout)
 {
-    if (!command.built()) {
-        _ixfs_log(handle, tag, IXFS_LOG_ERR, "ERR - unable to build command\n");
-        return EC_SYSTEM_ERROR;
+}
+
+bool HelperRun::start()
+{
+    if (!command_.built()) {
+        log_.error("ERR - unable to build command\n");
+        status_ = EC_SYSTEM_ERROR;
+        return false;
     }
-    const std::time_t start = std::time(nullptr);
-    for (;;) {
-        _ixfs_log(handle, tag, IXFS_LOG_INF, "INF - running command - %s\n", command.display());
-        conversation.pass_begins();
-        if (!run_pass(command, conversation)) {
-            _ixfs_log(handle, tag, IXFS_LOG_ERR, "ERR - unable to run command - %s\n",
-                      command.display());
-            return EC_SYSTEM_ERROR;
-        }
-        if (conversation.pass_ended() == HelperConversation::AfterPass::loop_is_left ||
-            conversation.exit_status == 0)
-            return EC_OK;
-        if (conversation.exit_status != server_too_busy) {
-            _ixfs_log(handle, tag, IXFS_LOG_ERR, "ERR - command failed\n");
-            return EC_HELPER_FAILED;
-        }
-        if (!is_before(start + timeout)) {
-            _ixfs_log(handle, tag, IXFS_LOG_ERR, "ERR - timeout period exceeded\n");
-            return EC_OK;
-        }
-        _ixfs_log(handle, tag, IXFS_LOG_INF, "INF - too busy to connect, retrying command\n");
-        nanosleep(&retry_pause, nullptr);
+    log_.info("INF - running command - %s\n", command_.display());
+    output_.reset(popen(command_.line(), "re"));
+    if (output_ == nullptr) {
+        log_.error("ERR - unable to run command - %s\n", command_.display());
+        status_ = EC_SYSTEM_ERROR;
+        return false;
     }
+    return true;
+}
+
+const char* HelperRun::next_line()
+{
+    while (read_line()) {
+        if (line_[0] != '\0')
+            return line_;
+    }
+    return nullptr;
+}
+
+// As fgets and the removal of one newline, but keeps what was read before a signal. Returns false
+// when there is nothing more to read.
+bool HelperRun::read_line()
+{
+    std::size_t length = 0;
+    while (length < sizeof(line_) - 1) {
+        const int character = next_character(output_.get());
+        if (character == EOF && length == 0)
+            return false;
+        if (character == EOF || character == '\n')
+            break;
+        line_[length++] = static_cast<char>(character);
+    }
+    line_[length] = '\0';
+    return true;
+}
+
+bool HelperRun::again(int exit_status)
+{
+    constexpr timespec pause = {1, 0};
+    if (exit_status == EC_OK)
+        return false;
+    if (exit_status != EC_SERVER_BUSY) {
+        log_.error("ERR - command failed\n");
+        status_ = EC_HELPER_FAILED;
+        return false;
+    }
+    if (!is_before(end_)) {
+        log_.error("ERR - timeout period exceeded\n");
+        return false;
+    }
+    log_.info("INF - too busy to connect, retrying command\n");
+    nanosleep(&pause, nullptr);
+    return true;
 }

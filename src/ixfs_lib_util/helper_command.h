@@ -1,9 +1,15 @@
-// Running the product's mount helper: its command lines, and the conversation with it.
+// Running the product's mount helper: its command lines, and what it answers.
 #ifndef IXFS_HELPER_COMMAND_H
 #define IXFS_HELPER_COMMAND_H
 
 #include "bounded_text.h"
-#include "mount_record.h"
+#include "log.h"
+
+#include <cstdio>
+#include <ctime>
+#include <memory>
+
+struct _ixfs_mount_t;
 
 // One command line as the shell gets it, and as the log shows it.
 class HelperCommand
@@ -29,36 +35,60 @@ private:
     char display_[text_size] = "";
 };
 
-// What a caller does with the helper's answers. The exit status is the conversation's to keep,
-// since its first value and its resetting differ.
-class HelperConversation
+// Takes the exit status from a response line that begins with its key, and tells whether it does.
+bool take_exit_status(const char* line, int& exit_status);
+
+// Runs a command, again and again while the server is too busy:
+//
+//     HelperRun run(log, command, timeout);
+//     while (run.start()) {
+//         while (const char* const line = run.next_line())
+//             ...
+//         run.finish();
+//         if (!run.again(exit_status))
+//             break;
+//     }
+//     return run.status();
+//
+// Leaving the loop early is fine, too. `log` and `command` must outlive the run.
+class HelperRun
 {
 public:
-    enum class Reading { goes_on, stops };
-    enum class AfterPass { exit_status_decides, loop_is_left };
+    // `timeout` says for how many seconds from now a busy server is tried again.
+    HelperRun(const Log& log, const HelperCommand& command, int timeout);
 
-    HelperConversation(const HelperConversation&) = delete;
-    HelperConversation& operator=(const HelperConversation&) = delete;
-    virtual ~HelperConversation() = default;
+    // Starts the helper. Returns whether it runs; else a line told why not, and status() is
+    // EC_SYSTEM_ERROR.
+    bool start();
 
-    virtual void pass_begins() = 0;
-    virtual Reading response(const char* line) = 0;
-    virtual AfterPass pass_ended() = 0;
+    // Returns the next line that the helper prints, without its newline, or a buffer full of a
+    // longer one; null at the end. Empty lines are passed over. Valid until the next call.
+    const char* next_line();
 
-    int exit_status = 0;
+    // Waits for the helper's end. How it exits is of no interest: what it printed counts.
+    void finish() { output_.reset(); }
 
-protected:
-    HelperConversation() = default;
+    // Decides, on the exit status that the helper printed, whether to run it again, and then has
+    // waited a second. Else the run is over: it succeeded, the time is up, or status() is
+    // EC_HELPER_FAILED. Only success goes without a line.
+    bool again(int exit_status);
 
-    // Takes the exit status from a line that begins with its key, and tells whether it does.
-    bool take_exit_status(const char* line);
+    // EC_OK, or the failure that ended the run.
+    ec_status status() const { return status_; }
+
+private:
+    struct PipeCloser {
+        void operator()(FILE* pipe) const { pclose(pipe); }
+    };
+
+    bool read_line();
+
+    const Log& log_;
+    const HelperCommand& command_;
+    std::time_t end_; // of trying again
+    std::unique_ptr<FILE, PipeCloser> output_;
+    char line_[text_size] = "";
+    ec_status status_ = EC_OK;
 };
-
-// Runs the command, again after a second while the server is too busy and `timeout` seconds have
-// not passed. Returns EC_OK when the loop was left: the helper succeeded, the conversation had
-// enough, or time ran out. EC_SYSTEM_ERROR: not built or not started. EC_HELPER_FAILED: any other
-// exit status. Each failure was logged under `tag`; recording it is the caller's.
-ec_status run_helper(_ixfs_control_t* handle, const char* tag, const HelperCommand& command,
-                     int timeout, HelperConversation& conversation);
 
 #endif

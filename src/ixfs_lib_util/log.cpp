@@ -2,9 +2,9 @@
 
 #include "bounded_text.h"
 #include "control.h"
-#include "errno_keeper.h"
 
-#include <cstdarg>
+#include <ace/OS_Errno.h>
+
 #include <cstdio>
 
 namespace
@@ -26,11 +26,10 @@ private:
     char text_[log_message_size];
 };
 
-void to_log(const _ixfs_control_t* handle, const char* function_tag, int severity,
-            const Message& message)
+void to_log(const _ixfs_control_t* handle, int severity, const char* tag, const Message& message)
 {
     if (handle->log_callback != nullptr)
-        handle->log_callback(severity, function_tag, message.text());
+        handle->log_callback(severity, tag, message.text());
 }
 
 void to_job_log(const _ixfs_control_t* handle, const Message& message)
@@ -40,40 +39,84 @@ void to_job_log(const _ixfs_control_t* handle, const Message& message)
                                  message.text());
 }
 
+// A callback may change errno, and callers of the library read errno after a line was logged. So
+// every way into the log gives errno back as it found it.
+IXFS_PRINTF(4, 0)
+void write_line(_ixfs_control_t* handle, const char* tag, int severity, const char* format,
+                va_list arguments)
+{
+    const ACE_Errno_Guard errno_guard(errno);
+    to_log(handle, severity, tag, Message(format, arguments));
+}
+
+IXFS_PRINTF(4, 0)
+void write_server_line(_ixfs_control_t* handle, const char* tag, int severity, const char* format,
+                       va_list arguments)
+{
+    const ACE_Errno_Guard errno_guard(errno);
+    const Message message(format, arguments);
+    to_log(handle, severity, tag, message);
+    to_job_log(handle, message);
+}
+
 } // namespace
 
 void _ixfs_log(_ixfs_control_t* handle, const char* function_tag, int severity, const char* format,
                ...)
 {
-    const ErrnoKeeper errno_keeper;
     va_list arguments;
     va_start(arguments, format);
-    const Message message(format, arguments);
+    write_line(handle, function_tag, severity, format, arguments);
     va_end(arguments);
-    to_log(handle, function_tag, severity, message);
 }
 
 void _ixfs_server_log(_ixfs_control_t* handle, const char* function_tag, int severity,
                       const char* format, ...)
 {
-    const ErrnoKeeper errno_keeper;
     va_list arguments;
     va_start(arguments, format);
-    const Message message(format, arguments);
+    write_server_line(handle, function_tag, severity, format, arguments);
     va_end(arguments);
-    to_log(handle, function_tag, severity, message);
-    to_job_log(handle, message);
 }
 
-void log_from_validation_thread(_ixfs_control_t* handle, const char* function_tag, int severity,
-                                const char* format, ...)
+void Log::write(int severity, const char* format, va_list arguments) const
 {
-    const ErrnoKeeper errno_keeper;
+    if (handle_ != nullptr) {
+        write_line(handle_, tag_, severity, format, arguments);
+        return;
+    }
+    const ACE_Errno_Guard errno_guard(errno);
+    gate_->pass(severity, tag_, Message(format, arguments).text());
+}
+
+void Log::info(const char* format, ...) const
+{
     va_list arguments;
     va_start(arguments, format);
-    const Message message(format, arguments);
+    write(IXFS_LOG_INF, format, arguments);
     va_end(arguments);
-    const std::lock_guard<std::mutex> gate(handle->thread_callback_gate);
-    if (!handle->terminated)
-        to_log(handle, function_tag, severity, message);
+}
+
+void Log::warning(const char* format, ...) const
+{
+    va_list arguments;
+    va_start(arguments, format);
+    write(IXFS_LOG_WRN, format, arguments);
+    va_end(arguments);
+}
+
+void Log::error(const char* format, ...) const
+{
+    va_list arguments;
+    va_start(arguments, format);
+    write(IXFS_LOG_ERR, format, arguments);
+    va_end(arguments);
+}
+
+void Log::server_info(const char* format, ...) const
+{
+    va_list arguments;
+    va_start(arguments, format);
+    write_server_line(handle_, tag_, IXFS_LOG_INF, format, arguments);
+    va_end(arguments);
 }

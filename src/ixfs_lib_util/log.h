@@ -1,14 +1,44 @@
-// Log lines beyond the public formatters.
+// An operation's log lines.
 #ifndef IXFS_LOG_H
 #define IXFS_LOG_H
 
+#include "callback_gate.h"
 #include "ixfs.h"
 
-// A formatter with _ixfs_log's arguments, for operations that run on more than one kind of thread.
-typedef void (*LogFunction)(_ixfs_control_t*, const char*, int, const char*, ...) IXFS_PRINTF(4, 5);
+#include <cstdarg>
 
-// _ixfs_log for the validation thread: silent from ixfs_term on, which waits for a line under way.
-void log_from_validation_thread(_ixfs_control_t* handle, const char* function_tag, int severity,
-                                const char* format, ...) IXFS_PRINTF(4, 5);
+extern "C" {
+// Sets g_lc_time to the name of the time category's locale, "C" where setlocale fails. ixfs_init
+// calls it. Any thread.
+IXFS_API void _ixfs_log_init(void);
+}
+
+// Logs the lines of one operation: where they go and the operation's tag are told once. The text
+// brings its own prefix and newline, and some texts say "INF" at the severity of errors: both are
+// part of the interface. Like _ixfs_log it cuts a line at 2,047 bytes, allocates nothing and keeps
+// errno. Cheap to copy. `tag` must outlive it.
+class Log
+{
+public:
+    // To the handle's callback. The handle must outlive this object.
+    Log(_ixfs_control_t* handle, const char* tag) : handle_(handle), tag_(tag) {}
+
+    // To the callback behind a gate, which must outlive this object.
+    Log(CallbackGate& gate, const char* tag) : gate_(&gate), tag_(tag) {}
+
+    void info(const char* format, ...) const IXFS_PRINTF(2, 3);
+    void warning(const char* format, ...) const IXFS_PRINTF(2, 3);
+    void error(const char* format, ...) const IXFS_PRINTF(2, 3);
+
+    // As info, and to the job log too. Only for lines to a handle.
+    void server_info(const char* format, ...) const IXFS_PRINTF(2, 3);
+
+private:
+    IXFS_PRINTF(3, 0) void write(int severity, const char* format, va_list arguments) const;
+
+    _ixfs_control_t* handle_ = nullptr; // this or the gate is set
+    CallbackGate* gate_ = nullptr;
+    const char* tag_;
+};
 
 #endif

@@ -1,5 +1,5 @@
 #include "bounded_text.h"
-#include "ixfs.h"
+#include "log.h"
 
 #include <array>
 #include <clocale>

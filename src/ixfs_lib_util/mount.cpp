@@ -1,95 +1,15 @@
 #include "control.h"
 #include "helper_command.h"
 #include "mount_record.h"
-#include "mount_validation.h"
 
 #include <cerrno>
 #include <cstdio>
-#include <cstdlib>
-#include <utility>
 
 namespace
 {
 
-constexpr char tag[] = "ixfs_mount()";
-
 constexpr char mount_base[] = "/usr/varnis/var/ixfs";
 constexpr mode_t mount_directory_mode = 0700;
-
-// Returns the text after the last "=" of a line that has one, or null where it is empty.
-const char* value_of(const char* line)
-{
-    const char* const value = std::strrchr(line, '=') + 1;
-    return *value != '\0' ? value : nullptr;
-}
-
-// The helper's answers to a mount: it reports where it mounted, and then how it went.
-class MountConversation final : public HelperConversation
-{
-public:
-    // A helper that reports no exit status leaves the one before it standing: that of the run
-    // before, or at first the directory creation's result.
-    MountConversation(_ixfs_mount_t* record, int first_exit_status) : record_(record)
-    {
-        exit_status = first_exit_status;
-    }
-
-    void pass_begins() override {}
-
-    Reading response(const char* line) override
-    {
-        _ixfs_log(record_->control, tag, IXFS_LOG_INF, "INF - response - %s\n", line);
-        if (take_exit_status(line))
-            return Reading::stops;
-        if (std::strstr(line, "MNTPATH=") != nullptr && record_->mount_point[0] == '\0')
-            take_mount_path(line);
-        if (std::strstr(line, "MOUNTPOINT=") != nullptr)
-            take_mount_point(line);
-        return Reading::goes_on;
-    }
-
-    // Only a helper that reports a mount path has its mount looked at.
-    AfterPass pass_ended() override
-    {
-        if (record_->mnt_path == nullptr)
-            return AfterPass::exit_status_decides;
-        _ixfs_log(record_->control, tag, IXFS_LOG_INF, "INF - mount point: %s\n",
-                  record_->mount_point);
-        if (record_->mount_point[0] == '\0')
-            return AfterPass::exit_status_decides;
-        if (_ixfs_mount_validate(record_->control, record_) == 0)
-            flaw = EC_HELPER_FAILED;
-        return AfterPass::loop_is_left;
-    }
-
-    ec_status flaw = EC_OK; // else what is wrong with a mount that the helper has made
-
-private:
-    void take_mount_path(const char* line)
-    {
-        const char* const value = value_of(line);
-        if (value == nullptr)
-            return;
-        // its first character, a separator, is not part of the path
-        std::free(std::exchange(record_->mnt_path, strdup(value + 1)));
-        flaw = EC_OK;
-        if (record_->mnt_path == nullptr) {
-            _ixfs_log(record_->control, tag, IXFS_LOG_ERR,
-                      "ERR - allocation for mount path failed, error = %d\n", errno);
-            flaw = EC_NO_MEMORY; // without its path the mount would go unvalidated
-        }
-    }
-
-    void take_mount_point(const char* line)
-    {
-        _ixfs_log(record_->control, tag, IXFS_LOG_INF, "MOUNTPOINT= %s\n", line);
-        const char* const value = value_of(line);
-        if (value != nullptr)
-            strlcpy(record_->mount_point, value, sizeof(record_->mount_point));
-    }
-
-    _ixfs_mount_t* record_;
-};
 
 char* fail(_ixfs_control_t* handle, ec_status status)
 {
@@ -97,15 +17,14 @@ char* fail(_ixfs_control_t* handle, ec_status status)
     return nullptr;
 }
 
+// The local directory that the helper is to mount on.
 struct MountDirectory {
     char path[text_size];
     int creation_result;
     bool usable;
 };
 
-// Makes the local directory of a server. What errno holds afterwards is the creation's word: a
-// parent that was there already makes the whole directory count as present.
-MountDirectory make_mount_directory(_ixfs_control_t* handle, const char* server)
+MountDirectory make_mount_directory(_ixfs_control_t* handle, const Log& log, const char* server)
 {
     MountDirectory directory{};
     uint32_t segments = 0;
@@ -114,17 +33,98 @@ MountDirectory make_mount_directory(_ixfs_control_t* handle, const char* server)
     const int error = errno;
     std::snprintf(directory.path, sizeof(directory.path), "%s/%s", mount_base, server);
     if (error == EEXIST) {
-        _ixfs_log(handle, tag, IXFS_LOG_INF, "INF - Create mount dir %s already exists.\n",
-                  directory.path);
+        // A parent that was there already sets errno, too, though this server's directory is new.
+        // Callers know the line as one that every mount but a host's first logs.
+        log.info("INF - Create mount dir %s already exists.\n", directory.path);
     } else if (directory.creation_result != 0) {
-        _ixfs_log(handle, tag, IXFS_LOG_INF, "INF - Create mount dir %s failed, error = %d.\n",
-                  directory.path, error);
+        log.info("INF - Create mount dir %s failed, error = %d.\n", directory.path, error);
         return directory;
     }
-    _ixfs_log(handle, tag, IXFS_LOG_INF, "INF - Successfully setup mount directory: %s.\n",
-              directory.path);
+    log.info("INF - Successfully setup mount directory: %s.\n", directory.path);
     directory.usable = true;
     return directory;
+}
+
+// Returns the text after the last "=" of a line that has one, or null where it is empty.
+const char* value_of(const char* line)
+{
+    const char* const value = std::strrchr(line, '=') + 1;
+    return *value != '\0' ? value : nullptr;
+}
+
+// Returns false where the path was reported but there is no memory for it.
+bool take_mount_path(_ixfs_mount_t* record, const Log& log, const char* line)
+{
+    const char* const value = value_of(line);
+    if (value == nullptr)
+        return true;
+    record->mnt_path = copy_of(value + 1); // its first character, a separator, is left out
+    if (record->mnt_path != nullptr)
+        return true;
+    log.error("ERR - allocation for mount path failed, error = %d\n", errno);
+    return false;
+}
+
+void take_mount_point(_ixfs_mount_t* record, const Log& log, const char* line)
+{
+    log.info("MOUNTPOINT= %s\n", line);
+    const char* const value = value_of(line);
+    if (value != nullptr)
+        strlcpy(record->mount_point, value, sizeof(record->mount_point));
+}
+
+// What the helper reported beside what went into the record.
+struct MountReport {
+    int exit_status;
+    bool mount_path_lost;
+};
+
+// Reads one run's answers, up to its exit status. A run that reports none leaves the one before it
+// standing.
+void read_answers(HelperRun& run, _ixfs_mount_t* record, const Log& log, MountReport& report)
+{
+    while (const char* const line = run.next_line()) {
+        log.info("INF - response - %s\n", line);
+        if (take_exit_status(line, report.exit_status))
+            return;
+        if (std::strstr(line, "MNTPATH=") != nullptr && record->mount_point[0] == '\0')
+            report.mount_path_lost = !take_mount_path(record, log, line);
+        if (std::strstr(line, "MOUNTPOINT=") != nullptr)
+            take_mount_point(record, log, line);
+    }
+}
+
+// Runs the helper until it has mounted, or failed, or the server was too busy for too long. Returns
+// EC_OK or the failure to record.
+ec_status run_mount_command(_ixfs_mount_t* record, const Log& log, const MountDirectory& directory,
+                            MountReport& report)
+{
+    HelperCommand command = HelperCommand::mount(*record, directory.path);
+    command.cut_display(record->mount_cred.get());
+    HelperRun run(log, command, record->timeout);
+    while (run.start()) {
+        read_answers(run, record, log, report);
+        run.finish();
+        if (record->mnt_path != nullptr) {
+            log.info("INF - mount point: %s\n", record->mount_point);
+            if (record->mount_point[0] != '\0')
+                break; // mounted; whether it is of use, a look into it tells, and no exit status
+        }
+        if (!run.again(report.exit_status))
+            break;
+    }
+    return run.status();
+}
+
+// Returns what is wrong with a mount that the helper has made, or EC_OK. Only a mount whose path the
+// helper reported is looked at. So one whose path was lost counts as bad: it would never be.
+ec_status find_flaw(_ixfs_mount_t* record, const MountReport& report)
+{
+    if (report.mount_path_lost)
+        return EC_NO_MEMORY;
+    if (record->mnt_path != nullptr && _ixfs_mount_validate(record->control, record) == 0)
+        return EC_HELPER_FAILED;
+    return EC_OK;
 }
 
 } // namespace
@@ -134,32 +134,33 @@ char* ixfs_mount(_ixfs_control_t* handle, const char* mount_cred, const char* un
 {
     if (_ixfs_is_invalid(handle))
         return nullptr;
+    const Log log(handle, "ixfs_mount()");
     _ixfs_mount_t* const record =
-        attach_mount_record(handle, tag, {mount_cred, unmount_cred, port, server, timeout});
-    if (record == nullptr || !take_new_mount_mutex(handle, tag, record))
+        attach_mount_record(handle, log, {mount_cred, unmount_cred, port, server, timeout});
+    if (record == nullptr)
         return nullptr;
+    if (!record->mutex.open_and_wait(log))
+        return fail(handle, EC_SYSTEM_ERROR);
 
-    const MountDirectory directory = make_mount_directory(handle, record->server);
+    const MountDirectory directory = make_mount_directory(handle, log, record->server.get());
     if (!directory.usable)
         return fail(handle, EC_MOUNT_DIRECTORY);
 
-    HelperCommand command = HelperCommand::mount(*record, directory.path);
-    command.cut_display(record->mount_cred);
-    MountConversation conversation(record, directory.creation_result);
-    const ec_status status = run_helper(handle, tag, command, record->timeout, conversation);
+    MountReport report{directory.creation_result, false};
+    const ec_status status = run_mount_command(record, log, directory, report);
     if (status != EC_OK)
         return fail(handle, status);
     if (record->mount_point[0] == '\0') {
-        _ixfs_log(handle, tag, IXFS_LOG_ERR, "ERR - nothing is mounted\n");
+        log.error("ERR - nothing is mounted\n");
         return fail(handle, EC_SYSTEM_ERROR);
     }
-    if (conversation.flaw != EC_OK) {
-        release_mount_mutex(record);
+    const ec_status flaw = find_flaw(record, report);
+    record->mutex.release();
+    if (flaw != EC_OK) {
         ixfs_unmount(handle);
-        return fail(handle, conversation.flaw);
+        return fail(handle, flaw);
     }
-    release_mount_mutex(record);
-    _ixfs_log(handle, tag, IXFS_LOG_INF, "INF - mount point - %s\n", record->mount_point);
-    start_mount_validation(handle, tag, record);
+    log.info("INF - mount point - %s\n", record->mount_point);
+    start_mount_watch(record, log);
     return record->mount_point;
 }

@@ -1,33 +1,31 @@
-// The mount record: what a handle knows of its mount, from the caller's arguments to the validation
-// thread's end.
+// What a handle knows of its mount: the caller's arguments, checked and copied, and then what the
+// helper reported.
 #ifndef IXFS_MOUNT_RECORD_H
 #define IXFS_MOUNT_RECORD_H
 
 #include "bounded_text.h"
 #include "ixfs.h"
+#include "log.h"
+#include "mount_mutex.h"
+#include "mount_watch.h"
+#include "owned_text.h"
+#include "zero_filled.h"
 
-#include <ace/Event.h>
-
-#include <atomic>
-
-struct _ixfs_mount_t {
-    _ixfs_control_t* control;
+// Everything that it holds ends with it; see _ixfs_mount_delete. The order of the fields is fixed.
+struct _ixfs_mount_t : ZeroFilled {
+    _ixfs_control_t* control;    // the handle that owns it
     char mount_point[text_size]; // as the helper reported it; empty until then
     int timeout;                 // seconds, 60 at most
-    ACE_Process_Mutex* mutex;    // the mount mutex; owned
-    bool mutex_held;
-    char* server; // owned, as all that follow
+    MountMutex mutex;
+    OwnedText server;
     int port;
-    char* mount_cred;
-    char* unmount_cred;
-    char* mnt_path;    // null until the helper reports it
-    ACE_Event* event;  // stops the validation thread; never freed, its insides with the record
-    int thread_result; // of starting the thread; 0 when it runs
+    OwnedText mount_cred;
+    OwnedText unmount_cred;
+    OwnedText mnt_path; // null until the helper reports it
+    ACE_Event* event;   // the watch's stop event; null without a watch
+    int thread_result;  // of starting the validation thread; 0 when it runs
 
-    // The thread's own: written before it starts, and shared until it ends, which may be long after
-    // the unmount. So the memory goes with its last user, the handle or the thread.
-    char watched_mount_point[text_size];
-    std::atomic<int> users;
+    MountWatchPtr watch; // null, or shared with the validation thread, which may end later
 };
 
 // The caller's arguments that a mount and a minimal context have in common.
@@ -40,19 +38,16 @@ struct ConnectionArguments {
 };
 
 // Attaches a new record with the checked and copied arguments to a handle that has no mount.
-// Returns it, or null after logging under `tag` and recording why on the handle.
-_ixfs_mount_t* attach_mount_record(_ixfs_control_t* handle, const char* tag,
+// Returns it, or null after logging why and recording it on the handle.
+_ixfs_mount_t* attach_mount_record(_ixfs_control_t* handle, const Log& log,
                                    const ConnectionArguments& arguments);
 
-// Gives the record its mutex object and waits for the mutex. Returns whether it is held; else the
-// failure was logged under `tag` and recorded, and the record is gone.
-bool take_new_mount_mutex(_ixfs_control_t* handle, const char* tag, _ixfs_mount_t* record);
-
-// Waits for the mutex of a record that has the object. Returns whether it is held. Logs nothing.
-bool acquire_mount_mutex(_ixfs_mount_t* record);
-void release_mount_mutex(_ixfs_mount_t* record);
-
-void mount_record_retain(_ixfs_mount_t* record);
-void mount_record_release(_ixfs_mount_t* record);
+extern "C" {
+// Frees a mount record with all that it owns, and tells its validation thread to stop. Of a mount
+// mutex that it holds, see MountMutex. Null is accepted. Logs nothing. The handle's thread.
+//
+// The handle still points to the record: see _ixfs_no_mount, which does both.
+IXFS_API void _ixfs_mount_delete(_ixfs_mount_t* record);
+}
 
 #endif

@@ -1,4 +1,22 @@
-// Named host-wide locks: opening one, and waiting for one that others may delete.
+// Named host-wide locks as ACE lays them out, and what ACE leaves to be done.
+//
+// ACE keeps a lock in a System V semaphore set, whose key is a checksum of the lock's name. Three
+// semaphores tell its state:
+//
+//              guard    users         lock
+//     new        0        0             0      just made by semget
+//     ready      0      10,000          1      nobody has it open
+//     open       0      10,000 - n      1      n objects have it open, nobody holds it
+//     held       0      10,000 - n      0      one of them holds it
+//     busy       1        any          any     a process opens, closes or deletes it
+//
+//              open           acquire
+//     ready ---------> open ---------> held        The last object that is closed deletes the set,
+//                       ^                |         and so does remove(), whatever its state. Who
+//                       +----------------+         waits for it then is told EIDRM, who comes
+//                            release               later EINVAL.
+//
+// All changes are undone when their process dies: a lock whose holder is killed is free.
 #ifndef IXFS_PROCESS_MUTEX_H
 #define IXFS_PROCESS_MUTEX_H
 
@@ -6,23 +24,58 @@
 
 #include <memory>
 
+// The semaphore set of a lock. A value: copies name the same set, and none owns it. errno tells of
+// failures.
+class SemaphoreSet
+{
+public:
+    static SemaphoreSet find(const char* name);
+    static SemaphoreSet find_or_create(const char* name);
+
+    bool exists() const { return id_ != -1; }
+
+    // Makes a set ready that nobody has open. ACE does that too, but sets the users first and the
+    // lock last: a process killed in between leaves a set that looks ready and that nobody ever
+    // gets. What fails here is left to ACE, which finds it again.
+    void make_ready() const;
+
+    // Waits until no other process is busy with the set, and keeps others from it. Returns whether
+    // that worked.
+    bool take_guard() const;
+    void leave_guard() const;
+
+    // Frees the lock, as release() does.
+    void free_lock() const;
+
+private:
+    explicit SemaphoreSet(int id) : id_(id) {}
+
+    bool is_unused() const;
+    bool change(unsigned short semaphore, short by) const;
+    int value_of(unsigned short semaphore) const;
+    void set_value(unsigned short semaphore, int value) const;
+
+    int id_;
+};
+
+// Closes an object, and keeps signals off meanwhile: a closing that a signal interrupts would leave
+// the lock in use for good.
+struct ProcessMutexCloser {
+    void operator()(ACE_Process_Mutex* mutex) const;
+};
+
+using ProcessMutexPtr = std::unique_ptr<ACE_Process_Mutex, ProcessMutexCloser>;
+
 // Opens the lock called `name`, creating it where there is none. Returns null when memory is short.
 // An object that could not open its lock fails each acquire; errno then tells why, or is 0.
-std::unique_ptr<ACE_Process_Mutex> open_process_mutex(const char* name);
+ProcessMutexPtr open_process_mutex(const char* name);
 
-// The same, for a lock that processes wait for: whenever a process is killed, even in the middle of
-// creating it, the next one can have it. Returns whether there was memory. Where the lock could not
-// be opened, `mutex` may be null all the same.
-bool open_waitable_process_mutex(const char* name, std::unique_ptr<ACE_Process_Mutex>& mutex);
+// Memory for the next function; null when it is short.
+void* process_mutex_memory();
 
-// Waits for such a lock without a time limit. Another process that deletes the lock meanwhile is no
-// failure: `mutex` is opened again and waited for. Returns whether the lock is held; after a
-// failure `mutex` may be null. A null `mutex` fails.
-bool acquire_process_mutex(std::unique_ptr<ACE_Process_Mutex>& mutex, const char* name);
-
-// Deletes such a lock, which must be held, for the whole host, and only then gives it up: a waiter
-// finds it gone and is not granted a lock that is about to vanish. Waits out a process that is
-// opening it, so that ACE has nothing to complain of on standard error.
-void delete_held_process_mutex(ACE_Process_Mutex& mutex, const char* name);
+// Opens, in memory that it takes over, a lock that processes wait for: whenever one of them is
+// killed, even in the middle of creating it, the next one can have it. Returns null where the lock
+// cannot be had.
+ProcessMutexPtr open_waitable_process_mutex(void* memory, const char* name);
 
 #endif

@@ -1,3 +1,5 @@
+#include "unmount.h"
+
 #include "control.h"
 #include "helper_command.h"
 #include "mount_record.h"
@@ -9,81 +11,24 @@
 namespace
 {
 
-constexpr char tag[] = "ixfs_unmount()";
-
 // Removes the mount point directory, unless that would delete the backup through its mount.
-void delete_mount_point(_ixfs_control_t* handle, const char* operation_tag, const char* mount_point)
+void delete_mount_point(const _ixfs_mount_t& record, const Log& log)
 {
-    if (mount_root(mount_point) != MountRoot::no)
-        _ixfs_log(handle, operation_tag, IXFS_LOG_ERR, "ERR - still mounted, not deleted: %s\n",
-                  mount_point);
+    if (mount_root(record.mount_point) != MountRoot::no)
+        log.error("ERR - still mounted, not deleted: %s\n", record.mount_point);
     else
-        _ixfs_folder_delete(handle, mount_point);
+        _ixfs_folder_delete(record.control, record.mount_point);
 }
 
-void unmount_locally(_ixfs_control_t* handle, const char* mount_point)
+void unmount_locally(const _ixfs_mount_t& record)
 {
-    constexpr char local_tag[] = "_ixfs_umount()";
-    _ixfs_log(handle, local_tag, IXFS_LOG_INF, "INF - attempting to umount -f (%s)\n", mount_point);
-    if (umount2(mount_point, MNT_FORCE) == -1)
-        _ixfs_log(handle, local_tag, IXFS_LOG_ERR, "ERR - umount failed for %s, errno = %d\n",
-                  mount_point, errno);
+    const Log log(record.control, "_ixfs_umount()");
+    log.info("INF - attempting to umount -f (%s)\n", record.mount_point);
+    if (umount2(record.mount_point, MNT_FORCE) == -1)
+        log.error("ERR - umount failed for %s, errno = %d\n", record.mount_point, errno);
     else
-        _ixfs_log(handle, local_tag, IXFS_LOG_INF, "INF - umount successful: %s\n", mount_point);
-    delete_mount_point(handle, local_tag, mount_point);
-}
-
-// The helper's answers to an unmount. With a mount path known, any pass ends it.
-class UnmountConversation final : public HelperConversation
-{
-public:
-    explicit UnmountConversation(_ixfs_mount_t* record) : record_(record) {}
-
-    void pass_begins() override { exit_status = 0; }
-
-    Reading response(const char* line) override
-    {
-        if (take_exit_status(line))
-            _ixfs_server_log(record_->control, tag, IXFS_LOG_INF, "INF - response - %s\n", line);
-        else
-            _ixfs_log(record_->control, tag, IXFS_LOG_INF, "INF - response - %s\n", line);
-        return Reading::goes_on;
-    }
-
-    AfterPass pass_ended() override
-    {
-        if (record_->mnt_path == nullptr)
-            return AfterPass::exit_status_decides;
-        _ixfs_control_t* const handle = record_->control;
-        delete_mount_point(handle, tag, record_->mount_point);
-        record_->mount_point[0] = '\0';
-        _ixfs_log(handle, tag, IXFS_LOG_INF, "INF - looking for mount path: %s\n",
-                  record_->mnt_path);
-        _ixfs_log(handle, tag, IXFS_LOG_INF, "INF - unmounted mount path: %s\n", record_->mnt_path);
-        return AfterPass::loop_is_left;
-    }
-
-private:
-    _ixfs_mount_t* record_;
-};
-
-// Tells the validation thread to stop. It goes in its own time.
-void stop_validation(_ixfs_control_t* handle, _ixfs_mount_t* record)
-{
-    _ixfs_log(handle, tag, IXFS_LOG_ERR, "INF - Lets terminate the event...\n");
-    if (record->event != nullptr && record->event->signal() != 0)
-        _ixfs_log(handle, tag, IXFS_LOG_ERR, "ERR - ACE_Event::signal() failed, error = %d\n",
-                  errno);
-    _ixfs_log(handle, tag, IXFS_LOG_ERR, "INF - Event terminated...\n");
-}
-
-ec_status run_unmount_command(_ixfs_control_t* handle, _ixfs_mount_t* record)
-{
-    HelperCommand command = HelperCommand::unmount(*record);
-    if ((handle->flags & IXFS_FLAG_UNMOUNT_CRED) != 0)
-        command.cut_display(record->unmount_cred);
-    UnmountConversation conversation(record);
-    return run_helper(handle, tag, command, record->timeout, conversation);
+        log.info("INF - umount successful: %s\n", record.mount_point);
+    delete_mount_point(record, log);
 }
 
 ec_status fail(_ixfs_control_t* handle, _ixfs_mount_t* record, ec_status status)
@@ -92,12 +37,59 @@ ec_status fail(_ixfs_control_t* handle, _ixfs_mount_t* record, ec_status status)
     return status;
 }
 
+// Tells the validation thread to stop. It goes in its own time.
+void stop_watch(_ixfs_mount_t* record, const Log& log)
+{
+    log.error("INF - Lets terminate the event...\n");
+    if (record->watch != nullptr && record->watch->stop() != 0)
+        log.error("ERR - ACE_Event::signal() failed, error = %d\n", errno);
+    log.error("INF - Event terminated...\n");
+}
+
+// Reads all that one run says. Returns its exit status, 0 where it reports none.
+int read_answers(HelperRun& run, const Log& log)
+{
+    int exit_status = 0;
+    while (const char* const line = run.next_line()) {
+        if (take_exit_status(line, exit_status))
+            log.server_info("INF - response - %s\n", line);
+        else
+            log.info("INF - response - %s\n", line);
+    }
+    return exit_status;
+}
+
+// Runs the helper until it has unmounted, or failed, or the server was too busy for too long. With a
+// mount path known, the first run is the last, whatever it says. Returns EC_OK or the failure to
+// record.
+ec_status run_unmount_command(_ixfs_mount_t* record, const Log& log)
+{
+    HelperCommand command = HelperCommand::unmount(*record);
+    if ((record->control->flags & IXFS_FLAG_UNMOUNT_CRED) != 0)
+        command.cut_display(record->unmount_cred.get());
+    HelperRun run(log, command, record->timeout);
+    while (run.start()) {
+        const int exit_status = read_answers(run, log);
+        run.finish();
+        if (record->mnt_path != nullptr) {
+            delete_mount_point(*record, log);
+            record->mount_point[0] = '\0';
+            log.info("INF - looking for mount path: %s\n", record->mnt_path.get());
+            log.info("INF - unmounted mount path: %s\n", record->mnt_path.get());
+            break;
+        }
+        if (!run.again(exit_status))
+            break;
+    }
+    return run.status();
+}
+
 } // namespace
 
 void _ixfs_no_unmount(_ixfs_control_t* handle, _ixfs_mount_t* record, ec_status status)
 {
     if (record != nullptr && record->mount_point[0] != '\0')
-        unmount_locally(handle, record->mount_point);
+        unmount_locally(*record);
     _ixfs_mount_delete(record);
     handle->mount = nullptr;
     handle->last_status = status;
@@ -109,27 +101,29 @@ ec_status ixfs_unmount(_ixfs_control_t* handle)
         return EC_INVALID_PARAMETER;
     if (_ixfs_is_invalid(handle))
         return fail(handle, nullptr, EC_INVALID_PARAMETER);
+    const Log log(handle, "ixfs_unmount()");
     _ixfs_mount_t* const record = handle->mount;
     if (record == nullptr)
         return fail(handle, nullptr, EC_OK);
     if (record->mount_point[0] == '\0') {
-        _ixfs_log(handle, tag, IXFS_LOG_ERR, "ERR - invalid parameter, missing mount point\n");
+        log.error("ERR - invalid parameter, missing mount point\n");
         return fail(handle, record, EC_INVALID_PARAMETER);
     }
-    if ((handle->flags & IXFS_FLAG_UNMOUNT_CRED) != 0 && is_null_or_empty(record->unmount_cred)) {
-        _ixfs_log(handle, tag, IXFS_LOG_ERR, "ERR - invalid parameter, missing credentials\n");
+    if ((handle->flags & IXFS_FLAG_UNMOUNT_CRED) != 0 &&
+        is_null_or_empty(record->unmount_cred.get())) {
+        log.error("ERR - invalid parameter, missing credentials\n");
         return fail(handle, record, EC_INVALID_PARAMETER);
     }
 
-    stop_validation(handle, record);
-    _ixfs_log(handle, tag, IXFS_LOG_INF, "INF - waiting for mount mutex\n");
-    if (!acquire_mount_mutex(record)) {
-        _ixfs_log(handle, tag, IXFS_LOG_ERR, "ERR - unable to obtain mount mutex\n");
+    stop_watch(record, log);
+    log.info("INF - waiting for mount mutex\n");
+    if (!record->mutex.wait()) {
+        log.error("ERR - unable to obtain mount mutex\n");
         return fail(handle, record, EC_SYSTEM_ERROR);
     }
-    _ixfs_log(handle, tag, IXFS_LOG_INF, "INF - got the mount mutex\n");
+    log.info("INF - got the mount mutex\n");
 
-    const ec_status status = run_unmount_command(handle, record);
+    const ec_status status = run_unmount_command(record, log);
     if (status != EC_OK)
         return fail(handle, record, status);
     _ixfs_mount_delete(record);

@@ -1,4 +1,6 @@
 #include "control.h"
+#include "log.h"
+#include "process_mutex.h"
 
 #include <ace/Process_Mutex.h>
 
@@ -48,11 +50,11 @@ void unlink_view(_ixfs_control_t* handle, _ixfs_view_t* view)
 
 void give_up_lock(_ixfs_view_t* view)
 {
-    if (view->lock != nullptr && view->lock_held) {
-        view->lock->release();
-        view->lock->remove();
+    const ProcessMutexPtr lock(view->lock);
+    if (lock != nullptr && view->lock_held) {
+        lock->release();
+        lock->remove();
     }
-    delete view->lock;
 }
 
 } // namespace
@@ -61,9 +63,9 @@ _ixfs_view_t* _ixfs_view_create(_ixfs_control_t* handle)
 {
     auto* const view = static_cast<_ixfs_view_t*>(std::calloc(1, sizeof(_ixfs_view_t)));
     if (view == nullptr) {
-        _ixfs_log(handle, "_ixfs_view_create()", IXFS_LOG_ERR,
-                  "ERR - calloc(%d) failed, error = %d\n", static_cast<int>(sizeof(_ixfs_view_t)),
-                  errno);
+        Log(handle, "_ixfs_view_create()")
+            .error("ERR - calloc(%d) failed, error = %d\n", static_cast<int>(sizeof(_ixfs_view_t)),
+                   errno);
         return nullptr;
     }
     link_at_head(handle, view);

@@ -1,4 +1,4 @@
-#include "ixfs_vmir.h"
+#include "ixfs_uuid.h"
 
 #include <boost/uuid/random_generator.hpp>
 #include <boost/uuid/uuid_io.hpp>

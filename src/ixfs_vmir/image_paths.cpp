@@ -1,5 +1,8 @@
+#include "image_paths.h"
+
 #include "control.h"
 #include "image_layout.h"
+#include "log.h"
 #include "mount_record.h"
 
 namespace
@@ -21,6 +24,30 @@ const char* schedule_name(int schedule_type)
     }
 }
 
+bool is_mounted(const _ixfs_control_t* handle)
+{
+    return handle->mount != nullptr && handle->mount->mount_point[0] != '\0';
+}
+
+// Builds the image directory, or as much of it as there is. Returns EC_OK, or a status after lines.
+ec_status build_folder(_ixfs_control_t* handle, const Log& log, const ImageIdentity& image,
+                       LmfPathname& folder)
+{
+    try {
+        buildImagePath(handle, image.client, image.backup_time, image.schedule_type, folder);
+        return EC_OK;
+    } catch (const EcStatusException& failure) {
+        log.error(failed_to_build, failure.what());
+        return failure.status;
+    }
+}
+
+LmfPathname below(LmfPathname folder, const std::string& name)
+{
+    folder.makeFilename(name.c_str(), true);
+    return folder;
+}
+
 } // namespace
 
 void buildImagePath(_ixfs_control_t* handle, const std::string& client, long backupTime,
@@ -32,45 +59,52 @@ void buildImagePath(_ixfs_control_t* handle, const std::string& client, long bac
     path.makeFilename("allusers", true);
     const char* const schedule = schedule_name(scheduleType);
     if (schedule == nullptr) {
-        _ixfs_log(handle, tag, IXFS_LOG_ERR, "ERR - Invalid Schedule Type: %d.\n", scheduleType);
+        Log(handle, tag).error("ERR - Invalid Schedule Type: %d.\n", scheduleType);
         throw EcStatusException(EC_INVALID_SCHEDULE, tag);
     }
     path.makeFilename(schedule, true);
     path.makeFilename(std::to_string(backupTime).c_str(), true);
 }
 
+ec_status locate_image(_ixfs_control_t* handle, const ImageIdentity& image, ImageLocation& location)
+{
+    const Log log(handle, "buildPathToXml");
+    if (!is_mounted(handle)) {
+        log.error("ERR - Mount or mount point not found.  Image unmounted?\n");
+        return EC_INVALID_PARAMETER;
+    }
+    LmfPathname folder;
+    const ec_status status = build_folder(handle, log, image, folder);
+    location.configuration.makeFilename(handle->mount->mount_point, false);
+    location.configuration.makeFilename(folder.text().c_str(), true);
+    if (status != EC_OK)
+        return status;
+    location.configuration.makeFilename("^^.^VIRTUAL_FILE_FSMAP", true);
+    location.folder = folder.text();
+    location.view_folder = below(folder, VIEW_DIR_NAME.text()).text();
+    log.info("INF - Reading VM Config file from: %s\n", location.configuration.display_str());
+    return EC_OK;
+}
+
 ec_status buildPathToXml(_ixfs_control_t* handle, const std::string& client, long backupTime,
                          int scheduleType, LmfPathname& path)
 {
-    constexpr char tag[] = "buildPathToXml";
-    if (handle->mount == nullptr || handle->mount->mount_point[0] == '\0') {
-        _ixfs_log(handle, tag, IXFS_LOG_ERR,
-                  "ERR - Mount or mount point not found.  Image unmounted?\n");
-        return EC_INVALID_PARAMETER;
-    }
-    path.makeFilename(handle->mount->mount_point, false);
-    try {
-        buildImagePath(handle, client, backupTime, scheduleType, path);
-    } catch (const EcStatusException& failure) {
-        _ixfs_log(handle, tag, IXFS_LOG_ERR, failed_to_build, failure.what());
-        return failure.status;
-    }
-    path.makeFilename("^^.^VIRTUAL_FILE_FSMAP", true);
-    _ixfs_log(handle, tag, IXFS_LOG_INF, "INF - Reading VM Config file from: %s\n",
-              path.display_str());
-    return EC_OK;
+    ImageLocation location;
+    const ec_status status = locate_image(handle, {client, backupTime, scheduleType}, location);
+    if (status != EC_INVALID_PARAMETER) // a bad schedule leaves what stands before it
+        path = location.configuration;
+    return status;
 }
 
 void buildViewPath(_ixfs_control_t* handle, const std::string& client, long backupTime,
                    int scheduleType, LmfString& viewPath)
 {
-    LmfPathname path;
+    LmfPathname folder;
     try {
-        buildImagePath(handle, client, backupTime, scheduleType, path);
+        buildImagePath(handle, client, backupTime, scheduleType, folder);
     } catch (const EcStatusException& failure) {
-        _ixfs_log(handle, "buildViewPath", IXFS_LOG_ERR, failed_to_build, failure.what());
+        Log(handle, "buildViewPath").error(failed_to_build, failure.what());
         throw;
     }
-    path.makeFilename(VIEW_DIR_NAME.text().c_str(), true);
-    viewPath = path.text();
+    viewPath = below(folder, VIEW_DIR_NAME.text()).text();
 }

@@ -1,6 +1,6 @@
 #include "base_names.h"
+#include "log.h"
 
-#include <algorithm>
 #include <iterator>
 
 namespace
@@ -21,8 +21,8 @@ void populate(_ixfs_control_t* handle, const LmfString& view_path, VmirPath& rec
         buildDatastoreViewDescPath(record.datastore, record.viewDescPath,
                                    record.datastoreViewDescPath);
     } catch (const EcStatusException& failure) {
-        _ixfs_log(handle, "populateVmirPath", IXFS_LOG_ERR,
-                  "ERR - Failed to build vmdk paths for file: %s\n", failure.what());
+        Log(handle, "populateVmirPath")
+            .error("ERR - Failed to build vmdk paths for file: %s\n", failure.what());
         throw;
     }
 }
@@ -58,10 +58,11 @@ void populateVmirPathVector(_ixfs_control_t* handle, std::vector<std::string>& e
 void convertVmdkPathsListToCharArrays(const std::vector<VmirPath>& records,
                                       std::vector<std::string>& out)
 {
-    std::vector<std::string> paths; // so that memory that runs short leaves `out` alone
+    std::vector<std::string> paths; // memory that runs short must leave `out` alone
     paths.reserve(records.size());
     for (const VmirPath& record : records)
         paths.emplace_back(record.datastoreViewDescPath.utf8_str());
-    out.reserve(out.size() + paths.size());
-    std::move(paths.begin(), paths.end(), std::back_inserter(out));
+    out.reserve(records.size()); // in all; beyond that the vector grows at its own pace
+    out.insert(out.end(), std::make_move_iterator(paths.begin()),
+               std::make_move_iterator(paths.end()));
 }

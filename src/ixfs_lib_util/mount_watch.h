@@ -1,0 +1,63 @@
+// Watching a mount: what the validation thread may touch, and the thread.
+#ifndef IXFS_MOUNT_WATCH_H
+#define IXFS_MOUNT_WATCH_H
+
+#include "bounded_text.h"
+#include "callback_gate.h"
+#include "ixfs.h"
+#include "log.h"
+
+#include <ace/Event.h>
+
+struct _ixfs_mount_t;
+
+// All that a validation thread works with. The thread may start late and end late, when mount record
+// and handle are gone: nobody waits for it. So it shares only this with them, and the last one of
+// mount record and thread to be done with it takes it away.
+class MountWatch : public boost::intrusive_ref_counter<MountWatch>
+{
+public:
+    // Returns null, with errno telling, when memory is short.
+    static boost::intrusive_ptr<MountWatch> create(CallbackGatePtr gate, const char* mount_point);
+
+    // Takes the stop event's insides away. The event object itself is never freed.
+    ~MountWatch();
+
+    MountWatch(const MountWatch&) = delete;
+    MountWatch& operator=(const MountWatch&) = delete;
+
+    // Looks into the mount every 300 seconds, and logs that, until stop() is called. What the
+    // validation thread does.
+    void run();
+
+    // Lets run() return soon. Returns 0, or -1 with errno telling. Any thread.
+    int stop() { return stop_event_->signal(); }
+
+    ACE_Event* stop_event() { return stop_event_; }
+
+private:
+    MountWatch(CallbackGatePtr gate, ACE_Event* stop_event, const char* mount_point);
+
+    CallbackGatePtr gate_;
+    ACE_Event* stop_event_;
+    char mount_point_[text_size];
+};
+
+using MountWatchPtr = boost::intrusive_ptr<MountWatch>;
+
+// Gives a mounted record its watch and starts its validation thread. Where one cannot be made, that
+// is logged and the mount goes unwatched.
+void start_mount_watch(_ixfs_mount_t* record, const Log& log);
+
+extern "C" {
+// Returns 1 when "backups" can be found in the record's mount point, else 0 and a line with severity
+// IXFS_LOG_ERR. 0 without a line when an argument is null. The path that is looked for is cut at
+// 1,023 bytes. The handle's thread.
+IXFS_API int _ixfs_mount_validate(_ixfs_control_t* handle, _ixfs_mount_t* record);
+
+// Watches a record's mount on the calling thread until the record's stop event is signalled, then
+// returns 0; 1 at once when `record` or its event is null. The validation thread does the same.
+IXFS_API void* _ixfs_mount_validate_thread(void* record);
+}
+
+#endif

@@ -1,0 +1,23 @@
+// Building the view of a VM in its mounted image.
+#ifndef IXFS_VIEW_H
+#define IXFS_VIEW_H
+
+#include "image_paths.h"
+
+// Builds the view folder with a descriptor copy and a data link per disk.
+//
+//   entries      the disks' descriptors in datastore form; not changed
+//   backup_time  of the image; part of the view lock's name
+//   location     where the image lies in the handle's mount
+//   out          receives, after what it holds, the new descriptors in datastore form; untouched on
+//                failure
+//
+// Returns EC_OK or the status of the step that failed; see ixfs_prepare_vmir. What fails before the
+// first disk leaves all there is in place; what fails at a disk removes the view folder. The view
+// record and its lock stay in the handle until that ends, also after a failure. Throws
+// std::bad_alloc and what drawing a UUID may throw.
+ec_status create_view_vmir(_ixfs_control_t* handle, std::vector<std::string>& entries,
+                           long backup_time, const ImageLocation& location,
+                           std::vector<std::string>& out);
+
+#endif
