@@ -1,10 +1,9 @@
-# ACE, Boost.Uuid, and strlcpy/strlcat from the C library or else from libbsd.
+# ACE, Boost (Uuid, intrusive_ptr), and strlcpy/strlcat from the C library or else from libbsd.
 find_package(PkgConfig REQUIRED)
 find_package(Boost REQUIRED)
 find_package(Threads REQUIRED)
 pkg_check_modules(ACE REQUIRED IMPORTED_TARGET ACE)
-target_link_libraries(ixfs PRIVATE PkgConfig::ACE Threads::Threads)
-target_include_directories(ixfs SYSTEM PRIVATE ${Boost_INCLUDE_DIRS})
+target_link_libraries(ixfs PRIVATE PkgConfig::ACE Boost::headers Threads::Threads)
 
 include(CheckCXXSymbolExists)
 check_cxx_symbol_exists(strlcpy string.h IXFS_LIBC_HAS_STRLCPY)

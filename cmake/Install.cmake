@@ -2,24 +2,25 @@
 # are relocatable: they find themselves from where they stand.
 include(CMakePackageConfigHelpers)
 
-set(IXFS_HEADER_DIR "${CMAKE_INSTALL_INCLUDEDIR}/ixfs")
 set(IXFS_PACKAGE_DIR "${CMAKE_INSTALL_LIBDIR}/cmake/ixfs")
 
-install(TARGETS ixfs EXPORT ixfs LIBRARY DESTINATION "${CMAKE_INSTALL_LIBDIR}")
-install(FILES
-    include/ec_status_exception.h
-    include/ixfs.h
-    include/ixfs_vmir.h
-    framework/code_page.h
-    framework/lmf_pathname.h
-    framework/lmf_string.h
-    DESTINATION "${IXFS_HEADER_DIR}")
+# Components: "runtime" runs programs, "development" builds them, "tools" are programs of ours.
+install(TARGETS ixfs EXPORT ixfs
+    LIBRARY
+        DESTINATION "${CMAKE_INSTALL_LIBDIR}"
+        COMPONENT runtime
+        NAMELINK_COMPONENT development
+    FILE_SET HEADERS
+        DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}/ixfs"
+        COMPONENT development
+    INCLUDES DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}/ixfs") # for clients of CMake before 3.23
 
-install(EXPORT ixfs NAMESPACE ixfs:: FILE ixfs-targets.cmake DESTINATION "${IXFS_PACKAGE_DIR}")
+install(EXPORT ixfs NAMESPACE ixfs:: FILE ixfs-targets.cmake
+    DESTINATION "${IXFS_PACKAGE_DIR}" COMPONENT development)
 write_basic_package_version_file("${PROJECT_BINARY_DIR}/ixfs-config-version.cmake"
     COMPATIBILITY SameMajorVersion)
 install(FILES cmake/ixfs-config.cmake "${PROJECT_BINARY_DIR}/ixfs-config-version.cmake"
-    DESTINATION "${IXFS_PACKAGE_DIR}")
+    DESTINATION "${IXFS_PACKAGE_DIR}" COMPONENT development)
 
 if(IS_ABSOLUTE "${CMAKE_INSTALL_LIBDIR}") # the caller's choice; only then not relocatable
     set(IXFS_PC_PREFIX "${CMAKE_INSTALL_PREFIX}")
@@ -32,4 +33,5 @@ endif()
 cmake_path(APPEND IXFS_PC_INCLUDEDIR "\${prefix}" "${CMAKE_INSTALL_INCLUDEDIR}")
 cmake_path(APPEND IXFS_PC_LIBDIR "\${prefix}" "${CMAKE_INSTALL_LIBDIR}")
 configure_file(cmake/ixfs.pc.in "${PROJECT_BINARY_DIR}/ixfs.pc" @ONLY)
-install(FILES "${PROJECT_BINARY_DIR}/ixfs.pc" DESTINATION "${CMAKE_INSTALL_LIBDIR}/pkgconfig")
+install(FILES "${PROJECT_BINARY_DIR}/ixfs.pc"
+    DESTINATION "${CMAKE_INSTALL_LIBDIR}/pkgconfig" COMPONENT development)

@@ -40,7 +40,7 @@ void free_name_groups(_ixfs_name_group_t* group)
 _ixfs_control_t* ixfs_init(int flags, void* log_context, ixfs_log_callback log_callback,
                            ixfs_job_log_callback job_log_callback, void* job_log_context)
 {
-    std::unique_ptr<_ixfs_control_t> handle(new (std::nothrow) _ixfs_control_t{});
+    std::unique_ptr<_ixfs_control_t> handle(new _ixfs_control_t{});
     if (handle == nullptr)
         return nullptr;
     handle->gate = new (std::nothrow) CallbackGate(log_callback);

@@ -4,7 +4,6 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <new>
 
 namespace
 {
@@ -55,7 +54,7 @@ _ixfs_mount_t* attach_mount_record(_ixfs_control_t* handle, const Log& log,
         handle->last_status = EC_ALREADY_MOUNTED;
         return nullptr;
     }
-    handle->mount = new (std::nothrow) _ixfs_mount_t{};
+    handle->mount = new _ixfs_mount_t{};
     if (handle->mount == nullptr) {
         log.error("ERR - calloc failed for mount structure, error = %d\n", errno);
         _ixfs_no_mount(handle, EC_NO_MEMORY);

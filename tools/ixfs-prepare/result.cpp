@@ -1,17 +1,8 @@
 #include "result.h"
 
-#include <ec_status_exception.h>
-
 #include <nlohmann/json.hpp>
 
 using json = nlohmann::ordered_json; // members in the order that they are written in
-
-std::string status_text(ec_status status)
-{
-    const std::string separator = ", "; // between the number and the text
-    const std::string message = EcStatusException(status, "").what();
-    return message.substr(message.find(separator) + separator.size());
-}
 
 std::string format_text(const Result& result)
 {

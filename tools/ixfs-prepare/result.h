@@ -14,8 +14,6 @@ struct Result {
     std::string configuration;      // may be there also after a failure
 };
 
-std::string status_text(ec_status status);
-
 // The paths, and behind them the configuration, both byte for byte.
 std::string format_text(const Result& result);
 
