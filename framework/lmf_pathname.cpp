@@ -11,7 +11,7 @@ constexpr char separator = '/';
 
 NameSegments::NameSegments(const std::string& path)
 {
-    std::size_t start = 0;
+    std::size_t start = 0; // leading separators belong to the first segment
     std::size_t name = path.find_first_not_of(separator);
     if (name == std::string::npos && !path.empty())
         segments_.push_back(path); // nothing but separators: the root

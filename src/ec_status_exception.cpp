@@ -12,6 +12,7 @@ EcStatusException::EcStatusException(ec_status status_, const std::string& text)
 
 EcStatusException::~EcStatusException() = default;
 
+// A status without a text, which a caller may bring along, leaves the end empty.
 void EcStatusException::setMsg(const std::string& text)
 {
     const char* const status_text = ixfs_status_text(status);

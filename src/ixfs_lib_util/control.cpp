@@ -72,12 +72,15 @@ void ixfs_term(_ixfs_control_t* handle)
 {
     if (_ixfs_is_invalid(handle))
         return;
+    // Views first: their locks say that somebody works in the image, so they go while it is mounted.
     while (handle->views != nullptr)
         _ixfs_view_delete(handle, handle->views);
     free_name_groups(handle->name_groups);
     handle->name_groups = nullptr;
-    ixfs_unmount(handle);
-    handle->gate->close(); // the threads of earlier mounts may still be running
+    ixfs_unmount(handle); // with nothing mounted it only clears the last status
+    // The threads of this and earlier mounts may still be running. They keep the gate, not the
+    // handle, so the handle can go at once.
+    handle->gate->close();
     delete handle;
 }
 

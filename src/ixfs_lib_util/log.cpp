@@ -10,13 +10,14 @@
 namespace
 {
 
-// One formatted message. On the stack, so that a line costs no allocation.
+// One formatted message. It lives on the stack, so a line costs no allocation, and logging works
+// where memory is short.
 class Message
 {
 public:
     IXFS_PRINTF(2, 0) Message(const char* format, va_list arguments)
     {
-        text_[0] = '\0';
+        text_[0] = '\0'; // stays where the format cannot be expanded
         std::vsnprintf(text_, sizeof(text_), format, arguments);
         text_[sizeof(text_) - 1] = '\0';
     }
@@ -32,6 +33,7 @@ void to_log(const _ixfs_control_t* handle, int severity, const char* tag, const 
         handle->log_callback(severity, tag, message.text());
 }
 
+// A job log without a context is no job log: the callback would not know which job it is for.
 void to_job_log(const _ixfs_control_t* handle, const Message& message)
 {
     if (handle->job_log_callback != nullptr && handle->job_log_context != nullptr)

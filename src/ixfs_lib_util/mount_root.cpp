@@ -7,6 +7,8 @@
 namespace
 {
 
+// Errors that say: whatever this path means, it cannot be deleted by it either. All others, such as
+// that of a dead server, say nothing about the path.
 bool leads_nowhere(int error)
 {
     return error == ENOENT || error == ENOTDIR || error == ENAMETOOLONG || error == ELOOP ||
@@ -19,8 +21,10 @@ MountRoot mount_root(const char* path)
 {
     struct statx status {
     };
+    // DONT_SYNC: the answer is the kernel's own, so a server that hangs is not asked.
     if (statx(AT_FDCWD, path, AT_STATX_DONT_SYNC, 0, &status) != 0)
         return leads_nowhere(errno) ? MountRoot::no : MountRoot::unknown;
+    // A kernel that does not know the attribute leaves it out of the mask.
     if ((status.stx_attributes_mask & STATX_ATTR_MOUNT_ROOT) == 0)
         return MountRoot::unknown;
     return (status.stx_attributes & STATX_ATTR_MOUNT_ROOT) != 0 ? MountRoot::yes : MountRoot::no;

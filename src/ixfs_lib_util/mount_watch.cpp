@@ -112,6 +112,7 @@ void MountWatch::run()
         log.info("INF - validating mount\n");
         holds_backups(Log(*gate_, validate_tag), mount_point_);
     }
+    // After a stop errno means nothing; else it is why the wait failed.
     log.info("INF - stopping validate thread, errno = %d\n", errno);
 }
 
@@ -123,6 +124,7 @@ void start_mount_watch(_ixfs_mount_t* record, const Log& log)
     else
         log.error("ERR - ACE_Event() failed, error = %d\n", errno);
 
+    // Without a watch the thread ends at once. Starting it all the same keeps one path for both.
     record->thread_result = start_thread(record->watch);
     if (record->thread_result != 0)
         log.error("ERR - ACE_Thread::spawn() failed, error = %d\n", record->thread_result);

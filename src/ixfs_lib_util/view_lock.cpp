@@ -17,6 +17,8 @@ constexpr int most_attempts = 50;
 
 enum class Attempt { won, lost, impossible };
 
+// The host's name is part of every name below, so builders on different hosts get different names.
+// uname asks the kernel alone: no name service can hang here.
 bool get_host_name(const Log& log, char (&host)[text_size])
 {
     host[0] = '\0';
@@ -53,6 +55,7 @@ Attempt try_lock(const Log& log, _ixfs_view_t* view, const char* name)
     }
     if (view->lock->tryacquire() == 0)
         return Attempt::won;
+    // ACE reports a lock that another one holds as EAGAIN here, so that, too, is logged.
     if (errno != EBUSY)
         log.warning("WRN - Acquire failed for ACE_Process_Mutex, error = %d\n", errno);
     view->lock->remove();
@@ -71,7 +74,7 @@ int _ixfs_view_lock(_ixfs_control_t* handle, _ixfs_view_t* view, long id, char* 
         return 0;
     format_base_name(log, handle->flags, host, id, base_name, size);
 
-    char name[text_size] = "";
+    char name[text_size] = ""; // stays empty, also in the log, for a view that has a lock
     int number = 0;
     Attempt last = view->lock != nullptr ? Attempt::won : Attempt::lost;
     while (last == Attempt::lost && number < most_attempts) {
@@ -87,6 +90,7 @@ int _ixfs_view_lock(_ixfs_control_t* handle, _ixfs_view_t* view, long id, char* 
         return 0;
     }
 
+    // The number makes the base name as unique as the lock is.
     view->lock_held = true;
     log.info("INF - Successfully created mutex: %s\n", name);
     char digits[sizeof("-2147483648")];

@@ -10,6 +10,8 @@
 namespace
 {
 
+// The nodes of the image list own nothing beside themselves; those of the other lists own what
+// their `owned` points to. Clients allocate all of it with malloc.
 void free_owned(const _ixfs_image_list_t* /*node*/) {}
 
 template <typename Node>
@@ -48,6 +50,8 @@ void unlink_view(_ixfs_control_t* handle, _ixfs_view_t* view)
         view->next->prev = view->prev;
 }
 
+// Deletes a lock that the view holds for the whole host, so that none stays behind. A lock that was
+// never won is somebody else's, and is only closed.
 void give_up_lock(_ixfs_view_t* view)
 {
     const ProcessMutexPtr lock(view->lock);

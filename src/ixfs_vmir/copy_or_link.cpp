@@ -18,6 +18,7 @@ ec_status reuse(const Log& log, const LmfPathname& destination)
     return EC_OK;
 }
 
+// False also where one of them cannot be looked at.
 bool is_same_file(const LmfPathname& one, const LmfPathname& other)
 {
     std::error_code unknown;
@@ -34,7 +35,7 @@ ec_status link_file(_ixfs_control_t* handle, const Log& log, const LmfPathname& 
         _ixfs_create_hard_link(handle, source.text().c_str(), destination.text().c_str());
     if (result == EEXIST && is_same_file(source, destination))
         return reuse(log, destination);
-    if (result != 1) {
+    if (result != 1) { // 1 is success, and EPERM, too: see _ixfs_create_hard_link
         log.error("ERR - Could not create link for %s, error %d\n", destination.display_str(),
                   failed);
         return failed;
@@ -72,6 +73,7 @@ ec_status copyOrLinkPath(_ixfs_control_t* handle, const LmfString& source,
         log.error("ERR - Failed to find source file for copy/link: %s\n", from.display_str());
         return EC_FILE_NOT_FOUND;
     }
+    // Looked at in both cases, so that the log shows whether a descriptor was written over.
     if (_ixfs_file_exists(handle, to.text().c_str()) != 0 && !replaceExisting)
         return reuse(log, to);
     log.info("INF - makeLink? %d\n", makeLink ? 1 : 0);

@@ -11,7 +11,8 @@ std::size_t found(std::size_t position, const char* function)
     return position;
 }
 
-// A disk that was written to while snapshots existed has a name such as "disk-000001".
+// A disk that was written to while snapshots existed has a name such as "disk-000001". Any six
+// characters count as such a number, so "web-abcdef" loses them as well.
 std::string without_snapshot_suffix(const std::string& stem)
 {
     constexpr std::size_t suffix_length = 6;
@@ -40,6 +41,7 @@ void buildDatastore(const LmfString& in, LmfString& out)
 void buildOriginalDescPath(const LmfString& in, LmfString& out)
 {
     constexpr char function[] = "buildOriginalDescPath";
+    // A datastore's own name may hold "backups", so the search begins behind it.
     const std::size_t bracket = found(in.text().find(']'), function);
     const std::size_t start = found(in.text().find(backupsPathElement.text(), bracket), function);
     out = in.text().substr(start);

@@ -75,6 +75,7 @@ ec_status locate_image(_ixfs_control_t* handle, const ImageIdentity& image, Imag
     }
     LmfPathname folder;
     const ec_status status = build_folder(handle, log, image, folder);
+    // Set also after a failure, as far as it goes: callers of buildPathToXml see it.
     location.configuration.makeFilename(handle->mount->mount_point, false);
     location.configuration.makeFilename(folder.text().c_str(), true);
     if (status != EC_OK)

@@ -6,6 +6,8 @@
 namespace
 {
 
+// Fills all that follows from a record's datastoreDescPath. `make_unique` gives the base name its
+// number where it needs one. A failure is logged and thrown on; fields already filled stay.
 template <typename MakeUnique>
 void populate(_ixfs_control_t* handle, const LmfString& view_path, VmirPath& record,
               MakeUnique make_unique)

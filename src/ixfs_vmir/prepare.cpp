@@ -74,6 +74,7 @@ ec_status ixfs_prepare_vmir(const MountCreds& creds, std::vector<std::string>& e
     ImageIdentity image;
     ImageLocation location;
     status = read_image(handle, creds, image, location, vmConfig);
+    // Whatever the status is: the flag is the caller's wish, not a result.
     if (newDiskUuids)
         handle->flags |= IXFS_FLAG_NEW_DISK_UUID;
     if (status != EC_OK)

@@ -50,6 +50,8 @@ void checkDisks(const Log& log, const LmfString& view_folder, const std::vector<
     }
 }
 
+// Two processes that prepare the same image at once get different locks, by their numbers. The lock
+// tells others that the image is in use; it does not keep them out of the folder.
 void createGlobalLockForView(_ixfs_control_t* handle, long backup_time)
 {
     constexpr char step[] = "createGlobalLockForView";
@@ -66,6 +68,7 @@ void createGlobalLockForView(_ixfs_control_t* handle, long backup_time)
     }
 }
 
+// Makes the folder, or uses the one that an earlier preparation has left, with all that is in it.
 void makeViewFolder(_ixfs_control_t* handle, const ImageLocation& location)
 {
     constexpr char step[] = "makeViewFolder";
@@ -85,6 +88,7 @@ void makeViewFolder(_ixfs_control_t* handle, const ImageLocation& location)
     }
 }
 
+// What stands behind the last "/": descriptors name their data file without a folder.
 LmfString file_name_of(const LmfString& path)
 {
     LmfPathname pathname;
@@ -92,6 +96,7 @@ LmfString file_name_of(const LmfString& path)
     return default_narrow(pathname.last_segment());
 }
 
+// The descriptor comes first: it is written anew each time, while a data link, once made, stays.
 void copyAndLinkOneVmirPath(_ixfs_control_t* handle, const VmirPath& disk)
 {
     constexpr char step[] = "copyAndLinkOneVmirPath";
@@ -134,6 +139,7 @@ ec_status create_view_vmir(_ixfs_control_t* handle, std::vector<std::string>& en
         return failure.status;
     }
 
+    // From here on a failure takes the folder away: half a view must not look like a whole one.
     try {
         for (const VmirPath& disk : records)
             copyAndLinkOneVmirPath(handle, disk);
