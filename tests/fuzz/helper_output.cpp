@@ -7,12 +7,10 @@
 #include "fuzz_target.h"
 #include "interpose.h"
 #include "log_lines.h"
+#include "record_view.h"
 #include "unwatched_mounts.h"
 
 #include "reference/helper.h"
-
-#include "ixfs_lib_util/control.h"
-#include "ixfs_lib_util/mount_record.h"
 
 namespace
 {
@@ -56,7 +54,6 @@ private:
 struct HarmlessSystem {
     decltype(interpose::on_mkdir)::Hook mkdir = interpose::on_mkdir.returns(0);
     decltype(interpose::on_umount2)::Hook umount2 = interpose::on_umount2.fails(EPERM);
-    decltype(interpose::on_statx)::Hook statx = interpose::on_statx.fails(ENOENT);
     decltype(interpose::on_opendir)::Hook opendir = interpose::on_opendir.fails(ENOENT);
     decltype(interpose::on_unlink)::Hook unlink = interpose::on_unlink.fails(EPERM);
     decltype(interpose::on_rmdir)::Hook rmdir = interpose::on_rmdir.fails(EPERM);
@@ -74,14 +71,12 @@ void check_mount(_ixfs_control_t* handle, reference::HelperModel& model)
         ixfs_mount(handle, mount_cred, unmount_cred, port, server, timeout, nullptr);
     const int expected = model.mount();
     require_equal(mount_point != nullptr, expected == 0, "whether the mount succeeds");
-    require_equal(handle->mount != nullptr, expected == 0, "whether the handle has a mount");
+    require_equal(record_view::has_mount(handle), expected == 0, "whether the handle has a mount");
     require_equal(ixfs_last_error(handle), expected, "last status of the mount");
     if (mount_point == nullptr)
         return;
     require_equal(std::string(mount_point), model.mount_point, "mount point");
-    const char* const mnt_path = handle->mount->mnt_path;
-    require_equal(mnt_path != nullptr ? std::optional<std::string>(mnt_path) : std::nullopt,
-                  model.mnt_path, "mount path");
+    require_equal(record_view::mount(handle).mnt_path, model.mnt_path, "mount path");
 }
 
 void check_unmount(_ixfs_control_t* handle, reference::HelperModel& model)
@@ -89,7 +84,7 @@ void check_unmount(_ixfs_control_t* handle, reference::HelperModel& model)
     const int expected = model.unmount();
     require_equal(ixfs_unmount(handle), expected, "status of the unmount");
     require_equal(ixfs_last_error(handle), expected, "last status of the unmount");
-    require(handle->mount == nullptr, "no mount is left");
+    require(!record_view::has_mount(handle), "no mount is left");
 }
 
 void check_unmount_commands(const LogLines& log, const GivenHelper& helper,
@@ -125,7 +120,7 @@ void check(const Lines& outputs)
     reference::HelperModel model(outputs, timeout);
 
     check_mount(handle.get(), model);
-    if (handle->mount != nullptr)
+    if (record_view::has_mount(handle.get()))
         check_unmount(handle.get(), model);
     require_equal(helper.commands().size(), model.runs, "number of runs");
     require_equal(log.behind("INF - response - "), with_newlines(model.responses), "responses");

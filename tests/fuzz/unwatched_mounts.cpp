@@ -1,5 +1,7 @@
 #include "unwatched_mounts.h"
 
+#include "record_view.h"
+
 #include <ace/Base_Thread_Adapter.h>
 
 namespace
@@ -14,6 +16,7 @@ struct Start : ACE_Base_Thread_Adapter {
 
 int UnwatchedMounts::refuse(const ACE_Base_Thread_Adapter* start)
 {
-    stop_events_.emplace_back(static_cast<_ixfs_mount_t*>(Start::argument(start))->event);
+    stop_events_.emplace_back(
+        static_cast<ACE_Event*>(record_view::stop_event(Start::argument(start))));
     return EAGAIN;
 }

@@ -4,7 +4,7 @@
 
 #include "interpose.h"
 
-#include "ixfs_lib_util/mount_record.h"
+#include <ace/Event.h>
 
 #include <memory>
 #include <vector>

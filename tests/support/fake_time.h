@@ -6,8 +6,10 @@
 
 #include <vector>
 
-// Stands in for time() and nanosleep(): the clock stands still but for sleeps, which end at once and
-// let it go on by what was asked for. Holds on_time and on_nanosleep. For one thread.
+// Stands in for all clocks and sleeps of the thread that makes it: the time, which the clocks agree
+// on, stands still but for sleeps, which end at once and let it go on by what was asked for. The
+// program ends at once where that thread would really wait until some time, or another one sleeps.
+// Holds on_time and on_sleep.
 class FakeClock
 {
 public:
@@ -22,6 +24,10 @@ public:
 private:
     void sleep(const timespec& wanted)
     {
+        if (pthread_equal(thread_, pthread_self()) == 0) {
+            std::fputs("FakeClock: a sleep on another thread than the clock's\n", stderr);
+            std::abort();
+        }
         constexpr long second = 1'000'000'000; // nanoseconds
         sleeps_.push_back(static_cast<double>(wanted.tv_sec) +
                           static_cast<double>(wanted.tv_nsec) / second);
@@ -31,14 +37,14 @@ private:
 
     timespec now_;
     std::vector<double> sleeps_;
+    pthread_t thread_ = pthread_self();
     decltype(interpose::on_time)::Hook time_ =
-        interpose::on_time([this](time_t* now) -> std::optional<time_t> {
-            if (now != nullptr)
-                *now = now_.tv_sec;
-            return now_.tv_sec;
+        interpose::on_time([this](clockid_t, timespec* now) -> std::optional<int> {
+            *now = now_;
+            return 0;
         });
-    decltype(interpose::on_nanosleep)::Hook nanosleep_ =
-        interpose::on_nanosleep([this](const timespec* wanted, timespec*) -> std::optional<int> {
+    decltype(interpose::on_sleep)::Hook sleep_ =
+        interpose::on_sleep([this](const timespec* wanted, timespec*) -> std::optional<int> {
             sleep(*wanted);
             return 0;
         });

@@ -39,6 +39,7 @@ public:
     // 30 seconds.
     bool wait_for_end()
     {
+        const interpose::RealCalls of_the_test;
         std::unique_lock<std::mutex> lock(mutex_);
         return changed_.wait_for(lock, std::chrono::seconds(30), [this] { return running_ == 0; });
     }

@@ -16,9 +16,12 @@
 //     });
 //
 // A behaviour holds for as long as the hook that installed it lives. It is asked for the calls of
-// the whole process, the test's own included, on any thread, perhaps on several at once; for the
-// allocation calls only for those of the thread that installed it. What a behaviour itself calls is
-// always real. errno is as the behaviour left it, and untouched where it asks for the real call.
+// the whole process, the test's own included, on any thread, perhaps on several at once; for memory
+// and clocks only for those of the thread that installed it. What a behaviour itself calls is always
+// real. errno is as the behaviour left it, and untouched where it asks for the real call.
+//
+// A hook stands for what is done and not for one call: access() and faccessat() are the same to it.
+// So a library that takes another way to the same end passes the same tests.
 #ifndef IXFS_TESTS_INTERPOSE_H
 #define IXFS_TESTS_INTERPOSE_H
 
@@ -64,6 +67,20 @@ inline std::mutex mutex;                   // guards which behaviours are instal
 extern std::condition_variable left;       // a thread has left a behaviour
 inline thread_local bool inside_behaviour; // this thread's calls are real
 } // namespace detail
+
+// Makes this thread's calls real for as long as it lives: for a test's own means, which a behaviour
+// is not meant for.
+class RealCalls
+{
+public:
+    RealCalls() : outer_(std::exchange(detail::inside_behaviour, true)) {}
+    ~RealCalls() { detail::inside_behaviour = outer_; }
+    RealCalls(const RealCalls&) = delete;
+    RealCalls& operator=(const RealCalls&) = delete;
+
+private:
+    bool outer_;
+};
 
 template <typename Signature>
 class Interposable;
@@ -162,6 +179,16 @@ public:
 
     const char* name() const { return name_; }
 
+    // Whether a behaviour would be asked for a call made here.
+    bool is_asked_here() const
+    {
+        if (installed_.load(std::memory_order_acquire) == nullptr || detail::inside_behaviour)
+            return false;
+        const std::lock_guard<std::mutex> lock(detail::mutex);
+        const Installed* const installed = installed_;
+        return installed != nullptr && reaches_here(*installed);
+    }
+
     // For the program's own definition of the call: asks the behaviour, if there is one.
     std::optional<Result> ask(Args... args)
     {
@@ -192,15 +219,19 @@ private:
         int running = 0; // threads inside the behaviour
     };
 
+    bool reaches_here(const Installed& installed) const
+    {
+        return reach_ == Reach::every_thread ||
+               pthread_equal(installed.thread, pthread_self()) != 0;
+    }
+
     Installed* enter()
     {
         if (installed_.load(std::memory_order_acquire) == nullptr || detail::inside_behaviour)
             return nullptr;
         const std::lock_guard<std::mutex> lock(detail::mutex);
         Installed* const installed = installed_;
-        if (installed == nullptr)
-            return nullptr;
-        if (reach_ == Reach::this_thread && !pthread_equal(installed->thread, pthread_self()))
+        if (installed == nullptr || !reaches_here(*installed))
             return nullptr;
         ++installed->calls;
         ++installed->running;
@@ -227,47 +258,50 @@ private:
     std::atomic<Installed*> installed_{nullptr};
 };
 
+// Each of these answers for all the calls that do the same, whichever the caller takes. A path is as
+// the caller gave it, but completed where it is relative to an open folder.
+
 // Files and folders
-extern Interposable<int(const char*, int)> on_access;
-extern Interposable<int(const char*, mode_t)> on_mkdir;
-extern Interposable<int(const char*, const char*)> on_link;
-extern Interposable<int(const char*)> on_unlink;
-extern Interposable<int(const char*)> on_rmdir;
-extern Interposable<DIR*(const char*)> on_opendir;
+extern Interposable<int(const char* path, int mode)> on_access;
+extern Interposable<int(const char* path, mode_t)> on_mkdir;
+extern Interposable<int(const char* existing, const char* path)> on_link;
+extern Interposable<int(const char* path)> on_unlink;
+extern Interposable<int(const char* path)> on_rmdir;
+// stat and its kin, lstat and statx among them. What an answer leaves out, such as whether there is
+// a mount, a statx does not know.
+extern Interposable<int(const char* path, struct stat*)> on_stat;
+extern Interposable<int(const char* path, int)> on_umount2;
+// To open a file and to open a folder. An answer is a descriptor, also where the caller wants a
+// stream.
+extern Interposable<int(const char* path, int flags)> on_open;
+extern Interposable<int(const char* path)> on_opendir;
 extern Interposable<dirent*(DIR*)> on_readdir;
 extern Interposable<int(DIR*)> on_closedir;
-extern Interposable<int(const char*, struct stat*)> on_stat;
-extern Interposable<int(const char*, struct stat*)> on_lstat;
-extern Interposable<int(int, const char*, int, unsigned int, struct statx*)> on_statx;
-extern Interposable<int(const char*, int)> on_umount2;
-extern Interposable<int(int)> on_close;
+
+// Open files, by their descriptors; -1 for streams without one. A stream's reading is asked for at
+// the start of each line and where nothing is left in its buffer, its writing at each call, flushing
+// included; an answer of 0 bytes read is the end of the file, and a stream takes no other bytes.
 extern Interposable<ssize_t(int, void*, size_t)> on_read;
+extern Interposable<ssize_t(int, const void*, size_t)> on_write;
+extern Interposable<off64_t(int, off64_t, int)> on_seek;
+// Of a file or a stream, not of a folder. What is closed is closed, whatever the answer.
+extern Interposable<int(int)> on_close;
 
-// Streams and processes
-extern Interposable<FILE*(const char*, const char*)> on_fopen;
-extern Interposable<char*(char*, int, FILE*)> on_fgets;
-extern Interposable<int(const char*, FILE*)> on_fputs;
-extern Interposable<int(FILE*)> on_fflush;
-extern Interposable<int(FILE*)> on_fclose;
-extern Interposable<FILE*(const char*, const char*)> on_popen;
+// Processes and text
+extern Interposable<FILE*(const char* command, const char* mode)> on_popen;
 extern Interposable<int(FILE*)> on_pclose;
-// Of the variadic ones a behaviour sees what is before their further arguments; of snprintf the
-// format alone.
-extern Interposable<int(FILE*, const char*)> on_fprintf;
-extern Interposable<int(const char*)> on_snprintf;
-// What C++ file streams open and measure files with.
-extern Interposable<FILE*(const char*, const char*)> on_fopen64;
-extern Interposable<off64_t(int, off64_t, int)> on_lseek64;
+extern Interposable<int(const char* format)> on_snprintf;
 
-// Time and host
-extern Interposable<int(const timespec*, timespec*)> on_nanosleep;
-extern Interposable<time_t(time_t*)> on_time;
+// Time and host. All clocks but those of processor time are asked for, on the installing thread
+// only. A sleep's length is relative, whatever the call.
+extern Interposable<int(clockid_t, timespec*)> on_time;
+extern Interposable<int(const timespec* wanted, timespec* left)> on_sleep;
 extern Interposable<int(utsname*)> on_uname;
 extern Interposable<char*(int, const char*)> on_setlocale;
 extern Interposable<ssize_t(void*, size_t, unsigned int)> on_getrandom;
 
 // Locks and threads. The fourth argument of semctl is its optional one, a union of an int and
-// pointers.
+// pointers. The end of a timed wait is one of the real-time clock, whichever the caller goes by.
 extern Interposable<int(key_t, int, int)> on_semget;
 extern Interposable<int(int, sembuf*, size_t)> on_semop;
 extern Interposable<int(int, int, int, void*)> on_semctl;
@@ -277,15 +311,10 @@ extern Interposable<int(pthread_cond_t*)> on_pthread_cond_broadcast;
 extern Interposable<int(pthread_cond_t*, pthread_mutex_t*, const timespec*)>
     on_pthread_cond_timedwait;
 
-// Allocation, asked for the installing thread only. A null answer of on_new becomes std::bad_alloc.
-// operator new comes down to malloc unless a sanitizer has its own, and is real in programs that
-// clang builds with a sanitizer.
-extern Interposable<void*(size_t)> on_malloc;
-extern Interposable<void*(size_t, size_t)> on_calloc;
-extern Interposable<void*(void*, size_t)> on_realloc;
-extern Interposable<char*(const char*)> on_strdup;
-extern Interposable<void*(size_t)> on_new;
-extern Interposable<void*(size_t, const std::nothrow_t&)> on_new_nothrow;
+// Memory, by malloc and its kin, strdup and operator new; asked for the installing thread only. A
+// null answer to a throwing operator new becomes std::bad_alloc. operator new is real in programs
+// that clang builds with a sanitizer.
+extern Interposable<void*(size_t)> on_allocation;
 
 } // namespace interpose
 

@@ -1,5 +1,7 @@
 #include "log_recorder.h"
 
+#include "interpose.h"
+
 #include <gtest/gtest.h>
 
 #include <atomic>
@@ -63,6 +65,7 @@ LogRecorder::~LogRecorder()
 
 void LogRecorder::callback(int severity, const char* function_tag, const char* message)
 {
+    const interpose::RealCalls of_the_test;
     LogRecorder* const recorder = current;
     if (recorder == nullptr) {
         ADD_FAILURE() << "a line without a recorder: " << function_tag << ' ' << message;
@@ -136,6 +139,7 @@ bool LogRecorder::wait_for(const std::string& message, std::size_t count) const
             found += entry.line.message == message;
         return found >= count;
     };
+    const interpose::RealCalls of_the_test;
     std::unique_lock<std::mutex> lock(mutex_);
     return recorded_.wait_for(lock, std::chrono::seconds(30), there);
 }
@@ -143,6 +147,7 @@ bool LogRecorder::wait_for(const std::string& message, std::size_t count) const
 void JobLogRecorder::callback(void* job_log_context, int first, int second, int third, int fourth,
                               int fifth, const char* format, ...)
 {
+    const interpose::RealCalls of_the_test;
     for (const int number : {first, second, third, fourth, fifth})
         EXPECT_EQ(number, 0);
     EXPECT_STREQ(format, "JBD - %s");

@@ -1,5 +1,7 @@
 #include "process_state.h"
 
+#include "interpose.h"
+
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -10,6 +12,7 @@
 
 std::vector<SemaphoreSet> semaphore_sets()
 {
+    const interpose::RealCalls of_the_test;
     std::ifstream table("/proc/sysvipc/sem");
     if (!table)
         throw std::runtime_error("no /proc/sysvipc/sem");
@@ -27,6 +30,7 @@ std::vector<SemaphoreSet> semaphore_sets()
 
 std::vector<std::string> open_descriptors()
 {
+    const interpose::RealCalls of_the_test;
     namespace fs = std::filesystem;
     std::vector<std::string> targets;
     for (const fs::directory_entry& entry : fs::directory_iterator("/proc/self/fd"))
@@ -37,6 +41,7 @@ std::vector<std::string> open_descriptors()
 
 long process_status(const std::string& field)
 {
+    const interpose::RealCalls of_the_test;
     std::ifstream status("/proc/self/status");
     for (std::string line; std::getline(status, line);) {
         if (line.compare(0, field.size() + 1, field + ":") == 0)

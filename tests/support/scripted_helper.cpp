@@ -1,5 +1,7 @@
 #include "scripted_helper.h"
 
+#include "interpose.h"
+
 #include <filesystem>
 #include <fstream>
 #include <sstream>
@@ -90,6 +92,7 @@ void ScriptedHelper::does(const std::string& commands)
 
 std::vector<ScriptedHelper::Arguments> ScriptedHelper::runs() const
 {
+    const interpose::RealCalls of_the_test;
     std::vector<Arguments> runs;
     Arguments run;
     std::istringstream recorded(state_.read("runs"));

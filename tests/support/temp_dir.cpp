@@ -1,5 +1,7 @@
 #include "temp_dir.h"
 
+#include "interpose.h"
+
 #include <gtest/gtest.h>
 
 #include <cerrno>
@@ -23,11 +25,13 @@ TempDir::~TempDir()
 
 void TempDir::make_folder(const std::string& name) const
 {
+    const interpose::RealCalls of_the_test;
     std::filesystem::create_directories(*this / name);
 }
 
 void TempDir::write(const std::string& name, const std::string& bytes) const
 {
+    const interpose::RealCalls of_the_test;
     std::ofstream file(*this / name, std::ios::binary);
     file.exceptions(std::ios::failbit | std::ios::badbit);
     file << bytes << std::flush;
@@ -35,6 +39,7 @@ void TempDir::write(const std::string& name, const std::string& bytes) const
 
 std::string TempDir::read(const std::string& name) const
 {
+    const interpose::RealCalls of_the_test;
     std::ifstream file(*this / name, std::ios::binary);
     file.exceptions(std::ios::failbit | std::ios::badbit);
     std::string bytes(std::filesystem::file_size(*this / name), '\0');
@@ -44,5 +49,6 @@ std::string TempDir::read(const std::string& name) const
 
 bool TempDir::exists(const std::string& name) const
 {
+    const interpose::RealCalls of_the_test;
     return std::filesystem::exists(std::filesystem::symlink_status(*this / name));
 }

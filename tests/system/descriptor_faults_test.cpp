@@ -70,23 +70,17 @@ private:
 };
 
 const FaultCases copy_faults{
-    {fails(on_fopen, EMFILE), {0}},
-    {fails(on_fopen, ENOSPC), {0}},
-    {fails(on_lstat, EIO), {0, 1}},
-    {fails(on_lstat, ETIME), {0, 1}},
-    {fails(on_unlink, EACCES), {0}},
-    {stream_fails(on_fgets, EIO), {0}},
-    {stream_fails(on_fputs, ENOSPC), {0}},
-    {stream_fails(on_fprintf, ENOSPC), {0}},
-    {stream_fails(on_fflush, ENOSPC), {0}},
-    {fails_when_done(on_fclose, fclose, EIO), {1}}, // all was flushed before
+    {fails(on_open, EMFILE), {0}},   {fails(on_open, ENOSPC), {0}},   {fails(on_stat, EIO), {0, 1}},
+    {fails(on_stat, ETIME), {0, 1}}, {fails(on_unlink, EACCES), {0}}, {fails(on_read, EIO), {0}},
+    {fails(on_write, ENOSPC), {0}},  {fails(on_close, EIO), {1}}, // all was flushed before
 };
 
 TEST_F(DescriptorFaults, LeaveNothingBehind)
 {
-    sweep(copy_faults + FaultCases{
-                            {fails(on_malloc, ENOMEM), {0, 1}}, // a stream does without a buffer
-                        });
+    sweep(copy_faults +
+          FaultCases{
+              {fails(on_allocation, ENOMEM), {0, 1}}, // a stream does without a buffer
+          });
 }
 
 class NewUuidFaults : public DescriptorFaults
@@ -98,8 +92,7 @@ protected:
 TEST_F(NewUuidFaults, LeaveNothingBehind)
 {
     sweep(copy_faults + FaultCases{
-                            {fails(on_malloc, ENOMEM), {0, 1, threw_bad_alloc}},
-                            {fails(on_new, ENOMEM), {threw_bad_alloc}},
+                            {fails(on_allocation, ENOMEM), {0, 1, threw_bad_alloc}},
                             {fails(on_getrandom, ENOSYS), {threw_entropy_error}},
                             {only_once(fails(on_getrandom, EINTR)), {1}},
                         });

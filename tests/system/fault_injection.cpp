@@ -42,11 +42,6 @@ std::string name_of(int error)
     return strerrorname_np(error);
 }
 
-void mark_failed(FILE* stream)
-{
-    stream->_flags |= _IO_ERR_SEEN;
-}
-
 Fault time_fails()
 {
     return {"time", name_of(EOVERFLOW), [](Trigger& trigger, FaultClock& clock) {
@@ -57,7 +52,7 @@ Fault time_fails()
 
 Fault sleep_is_interrupted()
 {
-    return {"nanosleep", name_of(EINTR), [](Trigger& trigger, FaultClock& clock) {
+    return {"sleep", name_of(EINTR), [](Trigger& trigger, FaultClock& clock) {
                 clock.fail_sleep(trigger);
                 return ArmedFault();
             }};

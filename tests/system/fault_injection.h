@@ -40,30 +40,46 @@ private:
     std::atomic<int> calls_{0};
 };
 
-// Stands in for time() and nanosleep(), so that no run waits: the clock stands still but for
-// sleeps, which end at once. Unlike FakeClock it allocates nothing, since a fault would hit that
-// allocation instead of the library's. Holds on_time and on_nanosleep. For one thread.
+// Stands in for clocks and sleeps, so that no run waits: the time stands still but for sleeps, which
+// end at once. Unlike FakeClock it allocates nothing, since a fault would hit that allocation
+// instead of the library's. Holds on_time and on_sleep. For one thread.
 class FaultClock
 {
 public:
-    // Makes time() fail, and nanosleep() end early for a signal, when the trigger hits.
+    // Makes reading the time fail, and a sleep end early for a signal, when the trigger hits.
     void fail_time(Trigger& trigger) { time_trigger_ = &trigger; }
     void fail_sleep(Trigger& trigger) { sleep_trigger_ = &trigger; }
 
 private:
     static bool hits(Trigger* trigger) { return trigger != nullptr && trigger->hits(); }
 
+    // Who does not look at the result, as C++ clocks do not, takes a time that runs away.
+    int fail(timespec* now)
+    {
+        constexpr time_t longest_wait = 60; // seconds
+        astray_ += longest_wait;
+        *now = {now_ + astray_, 0};
+        return interpose::on_time.failed(EOVERFLOW);
+    }
+
     time_t now_ = 1'000'000;
+    time_t astray_ = 0;
     Trigger* time_trigger_ = nullptr;
     Trigger* sleep_trigger_ = nullptr;
     decltype(interpose::on_time)::Hook time_ =
-        interpose::on_time([this](time_t*) -> std::optional<time_t> {
-            return hits(time_trigger_) ? interpose::on_time.failed(EOVERFLOW) : now_;
+        interpose::on_time([this](clockid_t, timespec* now) -> std::optional<int> {
+            if (hits(time_trigger_))
+                return fail(now);
+            *now = {now_, 0};
+            return 0;
         });
-    decltype(interpose::on_nanosleep)::Hook nanosleep_ =
-        interpose::on_nanosleep([this](const timespec* wanted, timespec*) -> std::optional<int> {
-            if (hits(sleep_trigger_))
-                return interpose::on_nanosleep.failed(EINTR);
+    decltype(interpose::on_sleep)::Hook sleep_ =
+        interpose::on_sleep([this](const timespec* wanted, timespec* left) -> std::optional<int> {
+            if (hits(sleep_trigger_)) {
+                if (left != nullptr)
+                    *left = *wanted;
+                return interpose::on_sleep.failed(EINTR);
+            }
             now_ += wanted->tv_sec;
             return 0;
         });
@@ -133,19 +149,7 @@ Fault fails_when_done(interpose::Interposable<Result(Args...)>& call, Result (*r
     });
 }
 
-void mark_failed(FILE* stream); // sets its error indicator
-
-// For calls on streams.
-template <typename Result, typename... Args>
-Fault stream_fails(interpose::Interposable<Result(Args...)>& call, int error)
-{
-    return answers(call, name_of(error), any_call, [&call, error](Args... args) {
-        mark_failed(std::get<FILE*>(std::make_tuple(args...)));
-        return std::optional<Result>(call.failed(error));
-    });
-}
-
-// time() and nanosleep().
+// Clocks and sleeps.
 Fault time_fails();
 Fault sleep_is_interrupted();
 

@@ -38,12 +38,11 @@ public:
     {
         using namespace interpose;
         watch(on_access, on_mkdir, on_link, on_unlink, on_rmdir, on_opendir, on_readdir,
-              on_closedir, on_stat, on_lstat, on_statx, on_umount2, on_read, on_lseek64);
-        watch(on_fopen, on_fopen64, on_fgets, on_fputs, on_fprintf, on_fflush, on_fclose, on_popen,
-              on_pclose);
+              on_closedir, on_stat, on_umount2);
+        watch(on_open, on_read, on_write, on_seek, on_close, on_popen, on_pclose);
         watch(on_uname, on_setlocale, on_getrandom, on_semget, on_semop, on_semctl,
               on_pthread_create);
-        watch(on_malloc, on_calloc, on_realloc, on_strdup, on_new, on_new_nothrow);
+        watch(on_allocation);
         add(time_fails());
         add(sleep_is_interrupted());
         for (auto& [name, watched] : watched_)
@@ -174,7 +173,7 @@ void FaultSweep::sweep(const FaultCases& cases)
     std::set<std::string> swept;
     for (const FaultCase& fault_case : cases) {
         const std::string& call = fault_case.fault.call;
-        if (calls_made_.count(call) == 0 && (call == "malloc" || call == "new"))
+        if (calls_made_.count(call) == 0 && call == "allocation")
             continue;
         swept.insert(call);
         sweep(fault_case, Trigger::Mode::once);

@@ -55,9 +55,8 @@ protected:
     // Whether the case that is swept allows for it.
     bool excuses(Leftover leftover) const { return leftovers_.count(leftover) != 0; }
 
-    // Sweeps the cases, which must hold each call that act() makes and that can fail. Those of
-    // malloc and operator new that do not come up are passed over: which of them an allocation
-    // goes through is the runtime's matter.
+    // Sweeps the cases, which must hold each call that act() makes and that can fail. Allocations
+    // that do not come up are passed over: whether there are any may be the runtime's matter.
     void sweep(const FaultCases& cases);
 
 private:

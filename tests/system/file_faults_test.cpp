@@ -87,8 +87,7 @@ TEST_F(FolderCreationFaults, LeaveNothingBehind)
         {fails(on_mkdir, EEXIST), {0, 1}},
         {fails(on_mkdir, ENOSPC), {1}},
         {fails(on_mkdir, EACCES), {1}},
-        {fails(on_malloc, ENOMEM), {1}},
-        {fails(on_new, ENOMEM), {1}},
+        {fails(on_allocation, ENOMEM), {1}},
     });
 }
 
@@ -139,12 +138,11 @@ TEST_F(FolderDeletionFaults, LeaveNothingBehind)
         {fails(on_unlink, EACCES), {1}},
         {fails(on_unlink, EBUSY), {1}},
         {only_once(fails(on_unlink, EISDIR)), {0, 1}}, // and so a folder
-        {fails(on_statx, EIO), {0}}, // where the kernel cannot tell a mount, the folder goes
+        {fails(on_stat, EIO), {0}}, // where the kernel cannot tell a mount, the folder goes
         {fails(on_rmdir, EBUSY), {1}},
         {fails(on_rmdir, ENOTEMPTY), {1}},
         {fails_when_done(on_closedir, closedir, EINTR), {0}},
-        {fails(on_malloc, ENOMEM), {1}},
-        {fails(on_new, ENOMEM), {1}},
+        {fails(on_allocation, ENOMEM), {1}},
     });
 }
 

@@ -29,7 +29,7 @@ private:
 TEST_F(InitFaults, LeaveNothingBehind)
 {
     sweep({
-        {fails(on_calloc, ENOMEM), {false}},
+        {fails(on_allocation, ENOMEM), {false}},
         {fails(on_setlocale, 0), {true}},
     });
 }

@@ -8,8 +8,6 @@ using namespace interpose;
 
 // The record of a mount, and the mutex.
 const FaultCases record_faults{
-    {fails(on_calloc, ENOMEM), {EC_NO_MEMORY}},
-    {fails(on_strdup, ENOMEM), {EC_NO_MEMORY}},
     // a set that was made, and then could not be opened, waits for its next user
     {fails(on_semget, ENOSPC), {EC_OK, EC_SYSTEM_ERROR}, {Leftover::free_lock}},
     {fails(on_semget, EACCES), {EC_OK, EC_SYSTEM_ERROR}, {Leftover::free_lock}},
@@ -27,11 +25,8 @@ const FaultCases deleted_mutex_faults{
 const FaultCases mount_faults =
     record_faults +
     FaultCases{
-        // the folder's path, the mutex, popen
-        {fails(on_malloc, ENOMEM), {EC_OK, EC_NO_MEMORY, EC_SYSTEM_ERROR, EC_MOUNT_DIRECTORY}},
-        {fails(on_new, ENOMEM), {EC_OK, EC_SYSTEM_ERROR, EC_MOUNT_DIRECTORY}},
-        {fails(on_new_nothrow, ENOMEM), {EC_OK, EC_SYSTEM_ERROR}},
-        {fails(on_realloc, ENOMEM), {EC_SYSTEM_ERROR}},
+        // the record, the folder's path, the mutex, popen
+        {fails(on_allocation, ENOMEM), {EC_OK, EC_NO_MEMORY, EC_SYSTEM_ERROR, EC_MOUNT_DIRECTORY}},
         {fails(on_mkdir, EACCES), {EC_MOUNT_DIRECTORY}},
         {fails(on_mkdir, ENOSPC), {EC_MOUNT_DIRECTORY}},
         {fails(on_popen, EMFILE), {EC_SYSTEM_ERROR}},
@@ -44,8 +39,8 @@ const FaultCases success_faults =
     FaultCases{
         {fails(on_mkdir, EEXIST), {EC_OK, EC_HELPER_FAILED}}, // the helper finds no directory
         {fails(on_mkdir, ETIME), {EC_OK, EC_HELPER_FAILED}},
-        {stream_fails(on_fgets, EIO), {EC_OK, EC_SYSTEM_ERROR}, {Leftover::mount}},
-        {only_once(stream_fails(on_fgets, EINTR)), {EC_OK}}, // for good, it is read for good
+        {fails(on_read, EIO), {EC_OK, EC_SYSTEM_ERROR}, {Leftover::mount}},
+        {only_once(fails(on_read, EINTR)), {EC_OK}}, // for good, it is read for good
         {fails_when_done(on_pclose, pclose, ECHILD), {EC_OK}},
         {time_fails(), {EC_OK}},
     };
@@ -100,7 +95,7 @@ TEST_F(BusyMountFaults, LeaveNothingBehind)
 {
     sweep(mount_faults + FaultCases{
                              {only_once(semop_finds_set_deleted()), {EC_SYSTEM_ERROR}},
-                             {stream_fails(on_fgets, EIO), {EC_SYSTEM_ERROR}},
+                             {fails(on_read, EIO), {EC_SYSTEM_ERROR}},
                              {fails_when_done(on_pclose, pclose, ECHILD), {EC_SYSTEM_ERROR}},
                              {time_fails(), {EC_SYSTEM_ERROR}},
                              {only_once(sleep_is_interrupted()), {EC_SYSTEM_ERROR}},
@@ -150,9 +145,7 @@ TEST_F(ContextFaults, LeaveNothingBehind)
 {
     sweep(record_faults + deleted_mutex_faults +
           FaultCases{
-              {fails(on_malloc, ENOMEM), {EC_NO_MEMORY, EC_SYSTEM_ERROR}},
-              {fails(on_new, ENOMEM), {EC_SYSTEM_ERROR}},
-              {fails(on_new_nothrow, ENOMEM), {EC_SYSTEM_ERROR}},
+              {fails(on_allocation, ENOMEM), {EC_NO_MEMORY, EC_SYSTEM_ERROR}},
           });
 }
 

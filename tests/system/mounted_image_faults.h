@@ -46,8 +46,8 @@ private:
 inline FaultCases mount_point_removal_faults(ec_status status)
 {
     return {
-        {fails(interpose::on_statx, EIO), {status}},
-        {fails(interpose::on_statx, ENOSYS), {status}},
+        {fails(interpose::on_stat, EIO), {status}},
+        {fails(interpose::on_stat, ENOSYS), {status}},
         {fails(interpose::on_opendir, EACCES), {status}},
         {fails(interpose::on_readdir, EIO), {status}},
         {fails_when_done(interpose::on_closedir, closedir, EINTR), {status}},

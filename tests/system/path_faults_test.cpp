@@ -61,8 +61,7 @@ private:
 TEST_F(PathFaults, LeaveNothingBehind)
 {
     sweep({
-        {fails(on_malloc, ENOMEM), {threw_bad_alloc}},
-        {fails(on_new, ENOMEM), {threw_bad_alloc}},
+        {fails(on_allocation, ENOMEM), {threw_bad_alloc}},
     });
 }
 
@@ -91,8 +90,7 @@ TEST_F(RefusalFaults, LeaveNothingBehind)
 {
     sweep({
         // the exception itself then comes from the runtime's own reserve
-        {fails(on_malloc, ENOMEM), {EC_INVALID_PARAMETER, threw_bad_alloc}},
-        {fails(on_new, ENOMEM), {threw_bad_alloc}},
+        {fails(on_allocation, ENOMEM), {EC_INVALID_PARAMETER, threw_bad_alloc}},
     });
 }
 
@@ -106,8 +104,7 @@ TEST_F(DiskUuidFaults, LeaveNothingBehind)
 {
     constexpr int length = 47;
     sweep({
-        {fails(on_malloc, ENOMEM), {threw_bad_alloc}},
-        {fails(on_new, ENOMEM), {threw_bad_alloc}},
+        {fails(on_allocation, ENOMEM), {threw_bad_alloc}},
         {fails(on_getrandom, ENOSYS), {threw_entropy_error}},
         {only_once(fails(on_getrandom, EINTR)), {length}}, // for good, it is asked for good
     });

@@ -74,12 +74,7 @@ const std::set<int> short_of_memory{
 };
 
 const FaultCases prepare_faults{
-    {fails(on_calloc, ENOMEM), {EC_NO_HANDLE, EC_NO_MEMORY, EC_VIEW_NOT_CREATED}},
-    {fails(on_strdup, ENOMEM), {EC_NO_MEMORY}},
-    {fails(on_malloc, ENOMEM), short_of_memory, {Leftover::view}}, // opendir() wants some, too
-    {fails(on_new, ENOMEM), short_of_memory},
-    {fails(on_new_nothrow, ENOMEM), {EC_OK, EC_SYSTEM_ERROR, EC_VIEW_NOT_LOCKED}},
-    {fails(on_realloc, ENOMEM), {EC_OK, EC_SYSTEM_ERROR}},
+    {fails(on_allocation, ENOMEM), short_of_memory, {Leftover::view}}, // opendir() wants some, too
     // the mount
     {fails(on_setlocale, 0), {EC_OK}},
     {fails(on_semget, ENOSPC), {EC_OK, EC_SYSTEM_ERROR, EC_VIEW_NOT_LOCKED}, {Leftover::free_lock}},
@@ -94,9 +89,7 @@ const FaultCases prepare_faults{
     {fails(on_pthread_create, EAGAIN), {EC_OK}},
     {time_fails(), {EC_OK}},
     // the configuration
-    {fails(on_fopen64, EMFILE), {EC_OK, EC_FILE_NOT_OPENED}},
-    {fails(on_lseek64, EIO), {EC_FILE_NOT_READ}},
-    {fails(on_read, EIO), {EC_OK, EC_FILE_NOT_READ}},
+    {fails(on_seek, EIO), {EC_FILE_NOT_READ}},
     {fails(on_stat, EIO), {EC_OK}},
     // files of the mount, the configuration and the view
     {fails(on_access, ETIME), {EC_OK, EC_FILE_NOT_FOUND}},
@@ -108,17 +101,17 @@ const FaultCases prepare_faults{
     {fails(on_mkdir, EEXIST), {EC_OK, EC_HELPER_FAILED, EC_FILE_NOT_COPIED}},
     {fails(on_mkdir, ETIME), {EC_OK, EC_HELPER_FAILED, EC_FILE_NOT_COPIED}},
     {fails(on_uname, EFAULT), {EC_VIEW_NOT_LOCKED}},
-    {fails(on_lstat, EIO), {EC_OK}},
     {fails(on_getrandom, ENOSYS), {threw_entropy_error}},
     {only_once(fails(on_getrandom, EINTR)), {EC_OK}}, // for good, it is asked for good
-    {fails(on_fopen, EMFILE), {EC_FILE_NOT_COPIED}},
-    {fails(on_fopen, ENOSPC), {EC_FILE_NOT_COPIED}},
-    {stream_fails(on_fgets, EIO), {EC_OK, EC_SYSTEM_ERROR, EC_FILE_NOT_COPIED}, {Leftover::mount}},
-    {only_once(stream_fails(on_fgets, EINTR)), {EC_OK, EC_FILE_NOT_COPIED}},
-    {stream_fails(on_fputs, ENOSPC), {EC_FILE_NOT_COPIED}},
-    {stream_fails(on_fprintf, ENOSPC), {EC_FILE_NOT_COPIED}},
-    {stream_fails(on_fflush, ENOSPC), {EC_FILE_NOT_COPIED}},
-    {fails_when_done(on_fclose, fclose, EIO), {EC_OK}},
+    // the helper's output, the configuration and the descriptors
+    {fails(on_open, EMFILE), {EC_OK, EC_FILE_NOT_OPENED, EC_FILE_NOT_COPIED}},
+    {fails(on_open, ENOSPC), {EC_OK, EC_FILE_NOT_OPENED, EC_FILE_NOT_COPIED}},
+    {fails(on_read, EIO),
+     {EC_OK, EC_SYSTEM_ERROR, EC_FILE_NOT_READ, EC_FILE_NOT_COPIED},
+     {Leftover::mount}},
+    {only_once(fails(on_read, EINTR)), {EC_OK, EC_FILE_NOT_READ, EC_FILE_NOT_COPIED}},
+    {fails(on_write, ENOSPC), {EC_FILE_NOT_COPIED}},
+    {fails(on_close, EIO), {EC_OK}},
     {fails(on_link, EEXIST), {EC_SYSTEM_ERROR}}, // EPERM reads as success
     {fails(on_link, EMLINK), {EC_SYSTEM_ERROR}},
     {fails(on_link, EXDEV), {EC_SYSTEM_ERROR}},

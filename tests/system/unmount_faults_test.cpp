@@ -31,11 +31,10 @@ const FaultCases unmount_faults{
     {only_once(semop_sees_set_deleted()), {EC_OK}},
     {semctl_finds_set_deleted(), {EC_OK}},
     {set_cannot_be_deleted(), {EC_OK}, {Leftover::free_lock}},
-    {fails(on_malloc, ENOMEM), {EC_OK, EC_SYSTEM_ERROR}},
-    {fails(on_realloc, ENOMEM), {EC_SYSTEM_ERROR}},
+    {fails(on_allocation, ENOMEM), {EC_OK, EC_SYSTEM_ERROR}},
     {fails(on_popen, EMFILE), {EC_SYSTEM_ERROR}},
-    {stream_fails(on_fgets, EIO), {EC_OK}, {Leftover::mount}}, // no answer counts as success
-    {only_once(stream_fails(on_fgets, EINTR)), {EC_OK}},       // for good, it is read for good
+    {fails(on_read, EIO), {EC_OK}, {Leftover::mount}}, // no answer counts as success
+    {only_once(fails(on_read, EINTR)), {EC_OK}},       // for good, it is read for good
     {fails_when_done(on_pclose, pclose, ECHILD), {EC_OK}},
     {time_fails(), {EC_OK}},
 };

@@ -37,11 +37,8 @@ protected:
 TEST_F(ViewFaults, LeaveNothingBehind)
 {
     sweep({
-        {fails(on_calloc, ENOMEM), {no_view}},
         {fails(on_uname, EFAULT), {not_locked}},
-        {fails(on_malloc, ENOMEM), {no_view, not_locked}},
-        {fails(on_new, ENOMEM), {not_locked}},
-        {fails(on_new_nothrow, ENOMEM), {not_locked}},
+        {fails(on_allocation, ENOMEM), {no_view, not_locked}},
         {fails(on_semget, ENOSPC), {locked, not_locked}}, // there are 50 attempts
         {fails(on_semget, EACCES), {locked, not_locked}},
         {semop_has_no_memory(), {locked, not_locked}, {Leftover::free_lock}},

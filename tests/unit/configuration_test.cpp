@@ -46,14 +46,12 @@ public:
 private:
     std::function<void(int)> after_sleep_;
     int sleeps_ = 0;
-    decltype(interpose::on_nanosleep)::Hook hook_ =
-        interpose::on_nanosleep([this](const timespec* wanted, timespec* left) {
+    decltype(interpose::on_sleep)::Hook hook_ =
+        interpose::on_sleep([this](const timespec* wanted, timespec*) {
             EXPECT_EQ(wanted->tv_sec, 10);
             EXPECT_EQ(wanted->tv_nsec, 0);
-            EXPECT_EQ(left, nullptr) << "an interrupted sleep is not resumed";
             after_sleep_(++sleeps_);
-            errno = EINTR;
-            return std::optional<int>(-1);
+            return std::optional<int>(0);
         });
 };
 
@@ -181,7 +179,12 @@ TEST_F(Configuration, StatIsOnlyLogged)
 
 TEST_F(Configuration, FailingStatIsNotNoticed)
 {
-    auto stat = interpose::on_stat.fails(EIO);
+    auto stat = interpose::on_stat([&](const char* path, struct stat*) {
+        if (path != config_path())
+            return std::optional<int>();
+        errno = EIO;
+        return std::optional<int>(-1);
+    });
     EXPECT_EQ(prepare(), EC_OK);
     EXPECT_EQ(config, "<vm/>");
 }
@@ -201,6 +204,21 @@ TEST_F(Configuration, FileThatShowsUpAfterTheSecondCheckIsRead)
     Lines expected = config_lines();
     expected.insert(expected.begin() + 2, {waiting_line, waiting_line});
     EXPECT_EQ(image_lines(), expected + lock_lines() + new_folder_lines());
+}
+
+TEST_F(Configuration, SleepThatASignalInterruptsFailsNothing)
+{
+    fs::rename(config_path(), in_image("late"));
+    int sleeps = 0;
+    auto interrupted = interpose::on_sleep([&](const timespec*, timespec*) -> std::optional<int> {
+        if (++sleeps > 1) // the rest of the first one
+            return 0;
+        fs::rename(in_image("late"), config_path());
+        errno = EINTR;
+        return -1;
+    });
+    EXPECT_EQ(prepare(), EC_OK);
+    EXPECT_EQ(config, "<vm/>");
 }
 
 TEST_F(Configuration, FileThatNeverShowsUpIs142AfterThreeChecksAndTwoSleeps)

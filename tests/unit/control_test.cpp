@@ -1,11 +1,9 @@
-#include "ixfs_lib_util/control.h"
-
 #include "handle_test.h"
 #include "interpose.h"
-#include "ixfs_lib_util/mount_record.h"
+#include "record_view.h"
 #include "scripted_helper.h"
 
-#include <cstdlib>
+#include <algorithm>
 #include <cstring>
 #include <string>
 #include <thread>
@@ -16,29 +14,46 @@ namespace
 
 using Control = HandleTest;
 
-TEST_F(Control, InitStoresItsArgumentsAndLogsNothing)
+TEST_F(Control, InitTakesItsArgumentsAndLogsNothing)
 {
     int log_context = 0;
     const Handle made(ixfs_init(IXFS_FLAG_UNMOUNT_CRED | IXFS_FLAG_VIEW_ID, &log_context,
                                 LogRecorder::callback, JobLogRecorder::callback, &job_log));
-    EXPECT_STREQ(made->magic, "IxFsCtL");
-    EXPECT_EQ(made->log_context, &log_context);
-    EXPECT_EQ(made->log_callback, LogRecorder::callback);
-    EXPECT_EQ(made->job_log_callback, JobLogRecorder::callback);
-    EXPECT_EQ(made->job_log_context, &job_log);
-    EXPECT_EQ(made->flags, 0x11);
-    EXPECT_EQ(made->mount, nullptr);
-    EXPECT_EQ(made->views, nullptr);
-    EXPECT_EQ(made->name_groups, nullptr);
-    EXPECT_EQ(made->last_status, EC_OK);
     EXPECT_EQ(log.lines(), Lines{});
+    EXPECT_EQ(job_log.lines(), std::vector<std::string>{});
+    EXPECT_STREQ(record_view::mark_of(made.get()), "IxFsCtL");
+    EXPECT_FALSE(record_view::has_mount(made.get()));
+
+    _ixfs_server_log(made.get(), "operation()", IXFS_LOG_INF, "INF - line\n");
+    EXPECT_EQ(log.take(), (Lines{{IXFS_LOG_INF, "operation()", "INF - line\n"}}));
+    EXPECT_EQ(job_log.lines(), std::vector<std::string>{"JBD - INF - line\n"});
+
+    char base_name[1024];
+    _ixfs_view_t* const view = _ixfs_view_create(made.get());
+    EXPECT_EQ(view->next, nullptr) << "there is no other";
+    EXPECT_EQ(_ixfs_view_lock(made.get(), view, 4711, base_name, sizeof(base_name)), 1);
+    EXPECT_NE(std::strstr(base_name, "_4711"), nullptr) << "one flag puts the view's number there";
+}
+
+TEST_F(Control, InitTakesTheFlagThatCutsTheUnmountCommand)
+{
+    const ScriptedHelper helper({{"MOUNTPOINT=/nowhere", "EXIT_STATUS=0"}, {"EXIT_STATUS=0"}});
+    const Handle made = make_handle(IXFS_FLAG_UNMOUNT_CRED);
+    ASSERT_STREQ(ixfs_mount(made.get(), "mount", "unmount", 1, "server", 0, nullptr), "/nowhere");
+    EXPECT_EQ(ixfs_unmount(made.get()), EC_OK);
+    const Lines lines = log.with_tag("ixfs_unmount()");
+    const auto is_cut = [](const Line& line) {
+        return line.message.find("INF - running command - ") == 0 &&
+               line.message.find("...\n") != std::string::npos;
+    };
+    EXPECT_EQ(std::count_if(lines.begin(), lines.end(), is_cut), 1);
 }
 
 TEST_F(Control, InitReturnsNullWhenMemoryIsShortAndLogsNothing)
 {
     _ixfs_control_t* made = handle.get();
     {
-        auto calloc_hook = interpose::on_calloc.fails(ENOMEM);
+        auto no_memory = interpose::on_allocation.fails(ENOMEM);
         made = ixfs_init(0, nullptr, LogRecorder::callback, nullptr, nullptr);
     }
     EXPECT_EQ(made, nullptr);
@@ -69,8 +84,10 @@ TEST_F(Control, NewHandleIsValidWithStatusZero)
 
 TEST_F(Control, MagicThatDiffersInAnyByteIsInvalidAndItsLastErrorIs20)
 {
-    for (char& byte : handle->magic) {
-        SCOPED_TRACE(&byte - handle->magic);
+    char* const mark = record_view::mark_of(handle.get());
+    for (int i = 0; i < 8; ++i) {
+        SCOPED_TRACE(i);
+        char& byte = mark[i];
         byte = static_cast<char>(byte ^ 1);
         EXPECT_EQ(_ixfs_is_invalid(handle.get()), 1);
         EXPECT_EQ(ixfs_last_error(handle.get()), 20);
@@ -88,7 +105,7 @@ TEST_F(Control, NullHandleIsInvalidAndItsLastErrorIs20)
 
 TEST_F(Control, LastErrorIsNotClearedByReading)
 {
-    handle->last_status = EC_HELPER_FAILED;
+    _ixfs_no_mount(handle.get(), EC_HELPER_FAILED);
     EXPECT_EQ(ixfs_last_error(handle.get()), 29);
     EXPECT_EQ(ixfs_last_error(handle.get()), 29);
 }
@@ -112,10 +129,10 @@ TEST_F(Control, TermRunsTheUnmountOfAHandleWithoutAMountPoint)
 
 TEST_F(Control, TermLeavesAnInvalidHandleAlone)
 {
-    handle->magic[0] = 'x';
+    record_view::mark_of(handle.get())[0] = 'x';
     ixfs_term(handle.get());
     ixfs_term(nullptr);
-    handle->magic[0] = 'I';
+    record_view::mark_of(handle.get())[0] = 'I';
     EXPECT_EQ(_ixfs_is_invalid(handle.get()), 0);
     EXPECT_EQ(log.lines(), Lines{});
 }
@@ -140,19 +157,8 @@ TEST_F(Control, TermDeletesEveryViewAndItsLock)
 // Leaks are for the sanitizer to see.
 TEST_F(Control, TermFreesTheNameGroups)
 {
-    for (int i = 0; i < 2; ++i) {
-        auto* const group =
-            static_cast<_ixfs_name_group_t*>(std::calloc(1, sizeof(_ixfs_name_group_t)));
-        group->name = strdup("group");
-        group->next = handle->name_groups;
-        handle->name_groups = group;
-        for (int j = 0; j < 2; ++j) {
-            auto* const name = static_cast<_ixfs_name_t*>(std::calloc(1, sizeof(_ixfs_name_t)));
-            name->name = strdup("name");
-            name->next = group->names;
-            group->names = name;
-        }
-    }
+    record_view::add_name_group(handle.get(), "group", {"name", "other name"});
+    record_view::add_name_group(handle.get(), "other group", {"name"});
     handle.reset();
     EXPECT_EQ(log.lines(), Lines{});
 }
@@ -161,7 +167,7 @@ TEST_F(Control, NoMountRecordsTheStatusOfAHandleWithoutAMount)
 {
     _ixfs_no_mount(handle.get(), EC_MOUNT_DIRECTORY);
     EXPECT_EQ(ixfs_last_error(handle.get()), 35);
-    EXPECT_EQ(handle->mount, nullptr);
+    EXPECT_FALSE(record_view::has_mount(handle.get()));
     EXPECT_EQ(log.lines(), Lines{});
 }
 
@@ -172,7 +178,7 @@ TEST_F(Control, NoMountDeletesTheMountRecord)
     log.take();
     _ixfs_no_mount(handle.get(), EC_SYSTEM_ERROR);
     EXPECT_EQ(ixfs_last_error(handle.get()), 11);
-    EXPECT_EQ(handle->mount, nullptr);
+    EXPECT_FALSE(record_view::has_mount(handle.get()));
     EXPECT_EQ(log.lines(), Lines{});
 }
 

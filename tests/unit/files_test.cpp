@@ -295,7 +295,7 @@ TEST_F(Files, FolderForWhichMemoryIsShortIsNotMade)
     const std::string base = dir.path();
     const Handle silent(ixfs_init(0, nullptr, nullptr, nullptr, nullptr));
     {
-        const auto no_memory = interpose::on_new.fails(ENOMEM);
+        const auto no_memory = interpose::on_allocation.fails(ENOMEM);
         errno = 0;
         EXPECT_EQ(_ixfs_folder_create(silent.get(), base.c_str(), "b", &segments, 0755), 1);
         EXPECT_EQ(errno, ENOMEM);

@@ -202,7 +202,7 @@ TEST_F(FolderDelete, FolderOfWhichTheKernelDoesNotTellIsRemoved)
 {
     dir.make_folder("d/s");
     const Lines expected = removal_lines(dir / "d");
-    const auto statx = interpose::on_statx.fails(EIO);
+    const auto stat = interpose::on_stat.fails(EIO);
     EXPECT_EQ(remove("d"), 0);
     EXPECT_EQ(log.take(), expected);
 }
@@ -278,7 +278,14 @@ TEST_F(FolderDelete, FolderForWhichMemoryIsShortStays)
     const std::string path = dir / "d";
     const Handle silent(ixfs_init(0, nullptr, nullptr, nullptr, nullptr));
     {
-        const auto no_memory = interpose::on_new.fails(ENOMEM);
+        constexpr std::size_t folder_stream = 10'000; // bytes, at least: without it nothing is read
+        const auto no_memory =
+            interpose::on_allocation([](std::size_t size) -> std::optional<void*> {
+                if (size >= folder_stream)
+                    return std::nullopt;
+                errno = ENOMEM;
+                return nullptr;
+            });
         EXPECT_EQ(_ixfs_folder_delete(silent.get(), path.c_str()), 1);
     }
     EXPECT_TRUE(dir.exists("d/f"));

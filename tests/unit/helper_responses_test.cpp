@@ -1,9 +1,7 @@
 // What the library takes from the helper's output, line by line.
 #include "fake_time.h"
 #include "mount_fixture.h"
-
-#include "ixfs_lib_util/control.h"
-#include "ixfs_lib_util/mount_record.h"
+#include "record_view.h"
 
 #include <string>
 #include <vector>
@@ -20,7 +18,7 @@ protected:
     // The mount path that a successful mount stored, or "none".
     std::string mount_path() const
     {
-        return handle->mount->mnt_path != nullptr ? handle->mount->mnt_path : "none";
+        return record_view::mount(handle.get()).mnt_path.value_or("none");
     }
 
     // What the lines behind the command of a mount or unmount say.
@@ -250,43 +248,18 @@ TEST_F(HelperResponses, LastLineNeedsNoNewline)
               (Messages{"INF - response - EXIT_STATUS=7\n", "ERR - command failed\n"}));
 }
 
-// Makes a stream's reading fail once, with nothing of it lost.
-void fail_to_read(FILE* stream)
-{
-    const int source = fileno(stream);
-    const int kept = dup(source);
-    const int unreadable = open("/dev/null", O_WRONLY);
-    dup2(unreadable, source);
-    char nothing[2];
-    EXPECT_EQ(std::fgets(nothing, sizeof(nothing), stream), nullptr);
-    dup2(kept, source);
-    close(unreadable);
-    close(kept);
-}
-
 TEST_F(HelperResponses, ReadingThatASignalInterruptsGoesOn)
 {
     helper.answers({mounts_image()});
-    int calls = 0;
-    auto fgets = interpose::on_fgets([&](char*, int, FILE* stream) -> std::optional<char*> {
-        if (++calls > 1)
-            return std::nullopt;
-        fail_to_read(stream);
-        errno = EINTR;
-        return nullptr;
-    });
+    auto read = interpose::on_read.fails_once(EINTR);
     EXPECT_STREQ(mount(), image.path().c_str());
-    EXPECT_EQ(calls, 3);
+    EXPECT_GT(read.calls(), 1);
 }
 
 TEST_F(HelperResponses, ReadingThatFailsEndsTheRun)
 {
     helper.answers({mounts_image()});
-    auto fgets = interpose::on_fgets([&](char*, int, FILE* stream) -> std::optional<char*> {
-        fail_to_read(stream);
-        errno = EIO;
-        return nullptr;
-    });
+    auto read = interpose::on_read.fails(EIO);
     EXPECT_EQ(mount(), nullptr);
     EXPECT_EQ(messages_behind_command(), (Messages{"ERR - nothing is mounted\n"}));
 }

@@ -1,8 +1,7 @@
 #include "ixfs_vmir.h"
+#include "record_view.h"
 
 #include "handle_test.h"
-#include "ixfs_lib_util/control.h"
-#include "ixfs_lib_util/mount_record.h"
 
 #include <climits>
 #include <cstring>
@@ -40,13 +39,13 @@ protected:
 
     void TearDown() override
     {
-        if (handle->mount != nullptr)
+        if (record_view::has_mount(handle.get()))
             set_mount_point(""); // lets the handle end without a helper run
     }
 
     void set_mount_point(const char* mount_point)
     {
-        std::strcpy(handle->mount->mount_point, mount_point);
+        record_view::set_mount_point(handle.get(), mount_point);
     }
 
     ec_status build_path_to_xml(int schedule_type)

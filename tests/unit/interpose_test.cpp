@@ -1,6 +1,6 @@
 #include "interpose.h"
 
-#include "fake_time.h"
+#include "memory_shortage.h"
 
 #include <gtest/gtest.h>
 
@@ -74,7 +74,7 @@ TEST(Interpose, AllocationFailsOnTheInstallingThreadOnly)
         there = calloc(1, 16);
     });
     {
-        auto hook = interpose::on_calloc.fails(ENOMEM);
+        auto hook = interpose::on_allocation.fails(ENOMEM);
         armed = true;
         here = calloc(1, 16);
         other.join();
@@ -89,7 +89,7 @@ TEST(Interpose, TheNthAllocationFails)
     const std::string text(100, 'x'); // too long to be copied inline
     char* copies[3];
     {
-        auto hook = interpose::on_strdup.fails_once(ENOMEM, 2);
+        auto hook = interpose::on_allocation.fails_once(ENOMEM, 2);
         for (char*& copy : copies)
             copy = strdup(text.c_str());
     }
@@ -103,13 +103,13 @@ TEST(Interpose, TheNthAllocationFails)
 #ifndef IXFS_SANITIZER_DEFINES_NEW
 TEST(Interpose, RefusedNewThrows)
 {
-    auto hook = interpose::on_new.fails(ENOMEM);
+    auto hook = interpose::on_allocation.fails(ENOMEM);
     EXPECT_THROW(::operator delete(::operator new(1)), std::bad_alloc);
 }
 
 TEST(Interpose, RefusedNothrowNewIsNull)
 {
-    auto hook = interpose::on_new_nothrow.fails(ENOMEM);
+    auto hook = interpose::on_allocation.fails(ENOMEM);
     EXPECT_EQ(::operator new(1, std::nothrow), nullptr);
 }
 #endif
@@ -145,28 +145,70 @@ TEST(Interpose, HookWaitsForABehaviourUnderWay)
     other.join();
 }
 
-TEST(Interpose, FakeClockMovesBySleepsAlone)
+// ---- Memory -------------------------------------------------------------------------------------
+
+TEST(Interpose, EveryAllocationIsAskedForOnce)
 {
-    FakeClock clock(100);
-    const timespec ten_and_a_half{10, 500'000'000};
-    EXPECT_EQ(nanosleep(&ten_and_a_half, nullptr), 0);
-    EXPECT_EQ(nanosleep(&ten_and_a_half, nullptr), 0);
-    EXPECT_EQ(time(nullptr), 121);
-    EXPECT_EQ(clock.sleeps(), (std::vector<double>{10.5, 10.5}));
+    const std::string text(100, 'x');
+    void* blocks[7] = {};
+    int calls = 0;
+    {
+        const auto hook = interpose::on_allocation.watch();
+        blocks[0] = malloc(1);
+        blocks[1] = calloc(1, 1);
+        blocks[2] = realloc(nullptr, 1);
+        blocks[3] = aligned_alloc(16, 16);
+        blocks[4] = strdup(text.c_str());
+        blocks[5] = strndup(text.c_str(), 50);
+        EXPECT_EQ(posix_memalign(&blocks[6], 16, 16), 0);
+        calls = hook.calls();
+    }
+    EXPECT_EQ(calls, 7);
+    for (void* const block : blocks)
+        free(block);
 }
 
-TEST(Interpose, ExpiredWaitsEndAtOnceAndThenWaitsAreReal)
+#ifndef IXFS_SANITIZER_DEFINES_NEW
+TEST(Interpose, EveryNewIsAskedForOnce)
 {
-    ExpiredEventWaits expired(1);
-    pthread_mutex_t mutex = PTHREAD_MUTEX_INITIALIZER;
-    pthread_cond_t condition = PTHREAD_COND_INITIALIZER;
-    const timespec far{time(nullptr) + 3600, 0};
-    const timespec past{1, 0};
-    pthread_mutex_lock(&mutex);
-    EXPECT_EQ(pthread_cond_timedwait(&condition, &mutex, &far), ETIMEDOUT);
-    EXPECT_EQ(pthread_cond_timedwait(&condition, &mutex, &past), ETIMEDOUT);
-    pthread_mutex_unlock(&mutex);
-    EXPECT_EQ(expired.waits(), 2);
+    void* blocks[3] = {};
+    int calls = 0;
+    {
+        const auto hook = interpose::on_allocation.watch();
+        blocks[0] = ::operator new(1);
+        blocks[1] = ::operator new(1, std::nothrow);
+        blocks[2] = ::operator new[](1);
+        calls = hook.calls();
+    }
+    EXPECT_EQ(calls, 3);
+    ::operator delete(blocks[0]);
+    ::operator delete(blocks[1]);
+    ::operator delete[](blocks[2]);
+}
+#endif
+
+TEST(Interpose, ShortageMeetsObjectsOfItsSizeAlone)
+{
+    const std::string text(4710, 'x');
+    const MemoryShortage shortage(4711);
+    void* const other = malloc(4712);
+    EXPECT_NE(other, nullptr);
+    EXPECT_EQ(malloc(4711), nullptr);
+    EXPECT_EQ(calloc(1, 4711), nullptr);
+    EXPECT_EQ(strdup(text.c_str()), nullptr);
+    EXPECT_EQ(shortage.hits(), 3);
+    free(other);
+}
+
+TEST(Interpose, CallsOfATestsOwnMeansAreReal)
+{
+    const auto hook = interpose::on_access.fails(EIO);
+    {
+        const interpose::RealCalls real;
+        EXPECT_EQ(access("/", R_OK), 0);
+    }
+    EXPECT_EQ(access("/", R_OK), -1);
+    EXPECT_EQ(hook.calls(), 1);
 }
 
 } // namespace

@@ -1,6 +1,6 @@
 #include "handle_test.h"
 #include "interpose.h"
-#include "ixfs_lib_util/control.h"
+#include "record_view.h"
 
 #include <cerrno>
 #include <clocale>
@@ -87,8 +87,8 @@ TEST_F(Log, MessageOf2047IsWhole)
 
 TEST_F(Log, ServerLineReachesTheJobLogWithoutALogCallback)
 {
-    handle->log_callback = nullptr;
-    _ixfs_server_log(handle.get(), "operation()", IXFS_LOG_INF, "INF - line\n");
+    const Handle made(ixfs_init(0, nullptr, nullptr, JobLogRecorder::callback, &job_log));
+    _ixfs_server_log(made.get(), "operation()", IXFS_LOG_INF, "INF - line\n");
     EXPECT_EQ(job_log.lines(), (std::vector<std::string>{"JBD - INF - line\n"}));
     EXPECT_EQ(log.lines(), Lines{});
 }
@@ -96,17 +96,16 @@ TEST_F(Log, ServerLineReachesTheJobLogWithoutALogCallback)
 TEST_F(Log, JobLogIsNotCalledWithoutAContext)
 {
     plain_job_calls = 0;
-    handle->job_log_callback = plain_job_callback;
-    handle->job_log_context = nullptr;
-    _ixfs_server_log(handle.get(), "operation()", IXFS_LOG_INF, "INF - line\n");
+    const Handle made(ixfs_init(0, nullptr, LogRecorder::callback, plain_job_callback, nullptr));
+    _ixfs_server_log(made.get(), "operation()", IXFS_LOG_INF, "INF - line\n");
     EXPECT_EQ(plain_job_calls, 0);
     EXPECT_EQ(log.lines(), (Lines{{IXFS_LOG_INF, "operation()", "INF - line\n"}}));
 }
 
 TEST_F(Log, ContextWithoutAJobLogCallbackIsIgnored)
 {
-    handle->job_log_callback = nullptr;
-    _ixfs_server_log(handle.get(), "operation()", IXFS_LOG_INF, "INF - line\n");
+    const Handle made(ixfs_init(0, nullptr, LogRecorder::callback, nullptr, &job_log));
+    _ixfs_server_log(made.get(), "operation()", IXFS_LOG_INF, "INF - line\n");
     EXPECT_EQ(log.lines(), (Lines{{IXFS_LOG_INF, "operation()", "INF - line\n"}}));
 }
 
@@ -120,39 +119,31 @@ TEST_F(Log, NoCallbackAtAllIsAccepted)
 
 TEST_F(Log, HandleIsNotValidated)
 {
-    handle->magic[0] = 'x';
+    record_view::mark_of(handle.get())[0] = 'x';
     _ixfs_log(handle.get(), "operation()", IXFS_LOG_INF, "INF - line\n");
-    handle->magic[0] = 'I';
+    record_view::mark_of(handle.get())[0] = 'I';
     EXPECT_EQ(log.lines(), (Lines{{IXFS_LOG_INF, "operation()", "INF - line\n"}}));
 }
 
 TEST_F(Log, ErrnoStaysWhateverTheCallbacksDo)
 {
-    handle->log_callback = plain_callback;
-    handle->job_log_callback = plain_job_callback;
+    const Handle made(ixfs_init(0, nullptr, plain_callback, plain_job_callback, &job_log));
     errno = EXDEV;
-    _ixfs_log(handle.get(), "operation()", IXFS_LOG_INF, "INF - line\n");
+    _ixfs_log(made.get(), "operation()", IXFS_LOG_INF, "INF - line\n");
     EXPECT_EQ(errno, EXDEV);
-    _ixfs_server_log(handle.get(), "operation()", IXFS_LOG_INF, "INF - line\n");
+    _ixfs_server_log(made.get(), "operation()", IXFS_LOG_INF, "INF - line\n");
     EXPECT_EQ(errno, EXDEV);
 }
 
 TEST_F(Log, LineCostsNoAllocation)
 {
     plain_calls = 0;
-    handle->log_callback = plain_callback;
-    handle->job_log_callback = plain_job_callback;
+    const Handle made(ixfs_init(0, nullptr, plain_callback, plain_job_callback, &job_log));
     const std::string text(5000, 'x');
-    auto calloc_hook = interpose::on_calloc.watch();
-    auto new_hook = interpose::on_new.watch();
-    auto malloc_hook = interpose::on_malloc.watch();
-    const auto allocations = [&] {
-        return malloc_hook.calls() + calloc_hook.calls() + new_hook.calls();
-    };
-    const int before = allocations(); // the hooks' own
-    _ixfs_log(handle.get(), "operation()", IXFS_LOG_INF, "INF - %s %d\n", text.c_str(), 1);
-    _ixfs_server_log(handle.get(), "operation()", IXFS_LOG_INF, "INF - %s %d\n", text.c_str(), 1);
-    EXPECT_EQ(allocations(), before);
+    auto allocations = interpose::on_allocation.watch();
+    _ixfs_log(made.get(), "operation()", IXFS_LOG_INF, "INF - %s %d\n", text.c_str(), 1);
+    _ixfs_server_log(made.get(), "operation()", IXFS_LOG_INF, "INF - %s %d\n", text.c_str(), 1);
+    EXPECT_EQ(allocations.calls(), 0);
     EXPECT_EQ(plain_calls, 2);
 }
 

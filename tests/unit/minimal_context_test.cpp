@@ -1,9 +1,10 @@
 // A mount record without a mount.
+#include "memory_shortage.h"
 #include "mount_fixture.h"
 #include "process_state.h"
+#include "record_view.h"
 
-#include "ixfs_lib_util/control.h"
-#include "ixfs_lib_util/mount_record.h"
+#include <ace/Process_Mutex.h>
 
 #include <climits>
 #include <string>
@@ -29,7 +30,7 @@ protected:
     void expect_no_context(ec_status status)
     {
         EXPECT_EQ(ixfs_last_error(handle.get()), status);
-        EXPECT_EQ(handle->mount, nullptr);
+        EXPECT_FALSE(record_view::has_mount(handle.get()));
         EXPECT_EQ(semaphore_sets().size(), 0U);
         EXPECT_EQ(job_log.lines(), std::vector<std::string>{});
     }
@@ -47,19 +48,19 @@ TEST_F(MinimalContext, HasTheArgumentsAndNoMountPointEventOrThread)
 {
     const auto threads = interpose::on_pthread_create.watch();
     ASSERT_EQ(recreate(), 0);
-    ASSERT_NE(handle->mount, nullptr);
-    const _ixfs_mount_t& record = *handle->mount;
-    EXPECT_EQ(record.control, handle.get());
-    EXPECT_STREQ(record.mount_point, "");
-    EXPECT_EQ(record.timeout, 45);
-    EXPECT_NE(record.mutex, nullptr);
-    EXPECT_FALSE(record.mutex_held);
-    EXPECT_STREQ(record.server, server);
-    EXPECT_EQ(record.port, port);
-    EXPECT_STREQ(record.mount_cred, mount_cred);
-    EXPECT_STREQ(record.unmount_cred, unmount_cred);
-    EXPECT_STREQ(record.mnt_path, "/m/x");
-    EXPECT_EQ(record.event, nullptr);
+    ASSERT_TRUE(record_view::has_mount(handle.get()));
+    const record_view::Mount mount = record_view::mount(handle.get());
+    EXPECT_EQ(mount.control, handle.get());
+    EXPECT_EQ(mount.mount_point, "");
+    EXPECT_EQ(mount.timeout, 45);
+    EXPECT_TRUE(mount.has_mutex);
+    EXPECT_FALSE(mount.holds_mutex);
+    EXPECT_EQ(mount.server, server);
+    EXPECT_EQ(mount.port, port);
+    EXPECT_EQ(mount.mount_cred, mount_cred);
+    EXPECT_EQ(mount.unmount_cred, unmount_cred);
+    EXPECT_EQ(mount.mnt_path, "/m/x");
+    EXPECT_FALSE(mount.has_event);
     EXPECT_EQ(threads.calls(), 0);
 }
 
@@ -87,7 +88,7 @@ TEST_F(MinimalContext, StoresATimeoutOfAtMostSixtySeconds)
                                                      {60, 60},  {59, 59},       {0, 0}};
     for (const auto& [given, stored] : timeouts) {
         ASSERT_EQ(recreate("/m/x", given), 0);
-        EXPECT_EQ(handle->mount->timeout, stored);
+        EXPECT_EQ(record_view::mount(handle.get()).timeout, stored);
         ixfs_unmount(handle.get());
     }
 }
@@ -95,7 +96,7 @@ TEST_F(MinimalContext, StoresATimeoutOfAtMostSixtySeconds)
 TEST_F(MinimalContext, AcceptsAnEmptyMountPath)
 {
     EXPECT_EQ(recreate(""), 0);
-    EXPECT_STREQ(handle->mount->mnt_path, "");
+    EXPECT_EQ(record_view::mount(handle.get()).mnt_path, "");
 }
 
 TEST_F(MinimalContext, NullMountPathFailsAndStaysAttached)
@@ -104,7 +105,7 @@ TEST_F(MinimalContext, NullMountPathFailsAndStaysAttached)
     EXPECT_EQ(log.take(),
               Lines{context_says.error("ERR - invalid parameter, missing server name")});
     EXPECT_EQ(ixfs_last_error(handle.get()), EC_INVALID_PARAMETER);
-    EXPECT_NE(handle->mount, nullptr);
+    EXPECT_TRUE(record_view::has_mount(handle.get()));
 
     EXPECT_EQ(recreate(), -1);
     EXPECT_EQ(log.take(), Lines{context_says.error("ERR - a mount has already been made")});
@@ -127,7 +128,7 @@ TEST_F(MinimalContext, CountsAsAMountForTheNextMount)
     ASSERT_EQ(recreate(), 0);
     EXPECT_EQ(mount(), nullptr);
     EXPECT_EQ(ixfs_last_error(handle.get()), EC_ALREADY_MOUNTED);
-    EXPECT_NE(handle->mount, nullptr);
+    EXPECT_TRUE(record_view::has_mount(handle.get()));
 }
 
 // Its end
@@ -139,7 +140,7 @@ TEST_F(MinimalContext, UnmountFreesItAndReportsTheMissingMountPoint)
     EXPECT_EQ(ixfs_unmount(handle.get()), EC_INVALID_PARAMETER);
     EXPECT_EQ(log.lines(), Lines{missing_mount_point});
     EXPECT_EQ(ixfs_last_error(handle.get()), EC_INVALID_PARAMETER);
-    EXPECT_EQ(handle->mount, nullptr);
+    EXPECT_FALSE(record_view::has_mount(handle.get()));
     EXPECT_EQ(helper.runs().size(), 0U);
     EXPECT_EQ(semaphore_sets().size(), 0U);
 }
@@ -167,9 +168,9 @@ TEST_F(MinimalContext, OfAnInvalidHandleRecordsNothing)
     EXPECT_EQ(
         ixfs_recreate_minimal_context(nullptr, mount_cred, unmount_cred, port, server, 60, "/m/x"),
         -1);
-    handle->magic[7] = '!';
+    record_view::mark_of(handle.get())[7] = '!';
     EXPECT_EQ(recreate(), -1);
-    handle->magic[7] = '\0';
+    record_view::mark_of(handle.get())[7] = '\0';
     EXPECT_EQ(log.lines(), Lines{});
     expect_no_context(EC_OK);
 }
@@ -204,8 +205,10 @@ TEST_F(MinimalContext, ChecksItsArgumentsAsTheMountDoes)
 
 TEST_F(MinimalContext, NoMemoryForTheRecord)
 {
-    const auto calloc = interpose::on_calloc.fails(ENOMEM);
-    EXPECT_EQ(recreate(), -1);
+    {
+        const auto no_memory = interpose::on_allocation.fails(ENOMEM);
+        EXPECT_EQ(recreate(), -1);
+    }
     EXPECT_EQ(log.lines(),
               Lines{context_says.error("ERR - calloc failed for mount structure, error = 12")});
     expect_no_context(EC_NO_MEMORY);
@@ -213,17 +216,28 @@ TEST_F(MinimalContext, NoMemoryForTheRecord)
 
 TEST_F(MinimalContext, NoMemoryForAText)
 {
+    // told apart by their lengths
+    const std::string long_server(501, 's');
+    const std::string long_mount_cred(603, 'm');
+    const std::string long_unmount_cred(705, 'u');
+    const std::string long_path(807, 'p');
     struct Case {
-        int call;
+        const std::string& text;
         int result;
         const char* what;
     };
-    for (const Case& text : {Case{1, -1, "server name"}, Case{2, -1, "credentials"},
-                             Case{3, -1, "credentials"}, Case{4, 10, "mount path"}}) {
-        const auto strdup = interpose::on_strdup.fails_once(ENOMEM, text.call);
-        EXPECT_EQ(recreate(), text.result);
+    for (const Case& wanted :
+         {Case{long_server, -1, "server name"}, Case{long_mount_cred, -1, "credentials"},
+          Case{long_unmount_cred, -1, "credentials"}, Case{long_path, 10, "mount path"}}) {
+        {
+            const auto no_memory = MemoryShortage::for_copies_of(wanted.text);
+            EXPECT_EQ(ixfs_recreate_minimal_context(handle.get(), long_mount_cred.c_str(),
+                                                    long_unmount_cred.c_str(), port,
+                                                    long_server.c_str(), 60, long_path.c_str()),
+                      wanted.result);
+        }
         EXPECT_EQ(log.take(),
-                  Lines{context_says.error("ERR - allocation for " + std::string(text.what) +
+                  Lines{context_says.error("ERR - allocation for " + std::string(wanted.what) +
                                            " failed, error = 12")});
         expect_no_context(EC_NO_MEMORY);
     }
@@ -232,7 +246,7 @@ TEST_F(MinimalContext, NoMemoryForAText)
 #ifndef IXFS_SANITIZER_DEFINES_NEW
 TEST_F(MinimalContext, NoMutexObject)
 {
-    const auto no_object = interpose::on_new_nothrow.fails(ENOMEM);
+    const MemoryShortage no_object(sizeof(ACE_Process_Mutex));
     EXPECT_EQ(recreate(), -1);
     EXPECT_EQ(log.lines(), Lines{context_says.info(
                                "INF - Initialization failed for ACE_Process_Mutex, error = 12")});

@@ -2,9 +2,7 @@
 // are mount points; lines of the helper are read in pieces of that length.
 #include "bounds.h"
 #include "mount_fixture.h"
-
-#include "ixfs_lib_util/control.h"
-#include "ixfs_lib_util/mount_record.h"
+#include "record_view.h"
 
 #include <cerrno>
 #include <cstring>
@@ -86,14 +84,14 @@ TEST_P(MountBounds, MountCredential)
     helper.answers({mounts_image()});
     ASSERT_STREQ(mount_with(text, unmount_cred, server), image.path().c_str());
     EXPECT_EQ(commands.lines(), Texts{mount_command(text, server)});
-    EXPECT_EQ(handle->mount->mount_cred, text);
+    EXPECT_EQ(record_view::mount(handle.get()).mount_cred, text);
 }
 
 TEST_P(MountBounds, UnmountCredential)
 {
     helper.answers({mounts_image()});
     ASSERT_STREQ(mount_with(mount_cred, text, server), image.path().c_str());
-    EXPECT_EQ(handle->mount->unmount_cred, text);
+    EXPECT_EQ(record_view::mount(handle.get()).unmount_cred, text);
     EXPECT_EQ(ixfs_unmount(handle.get()), EC_OK);
     EXPECT_EQ(commands.lines(), (Texts{mount_command(mount_cred, server),
                                        unmount_command_of(text, server, image.path())}));
@@ -112,7 +110,7 @@ TEST_P(MountBounds, ServerOfManySegments)
         return;
     }
     EXPECT_TRUE(fs::is_directory(directory)) << "the directory's path is not cut";
-    EXPECT_EQ(handle->mount->server, media_server);
+    EXPECT_EQ(record_view::mount(handle.get()).server, media_server);
     EXPECT_EQ(ixfs_unmount(handle.get()), EC_OK);
     EXPECT_EQ(commands.lines(),
               (Texts{mount_command(mount_cred, media_server),
@@ -141,10 +139,10 @@ TEST_P(MountBounds, MinimalContextKeepsAllWhole)
     ASSERT_EQ(ixfs_recreate_minimal_context(handle.get(), text.c_str(), text.c_str(), port,
                                             text.c_str(), 60, text.c_str()),
               0);
-    EXPECT_EQ(handle->mount->server, text);
-    EXPECT_EQ(handle->mount->mount_cred, text);
-    EXPECT_EQ(handle->mount->unmount_cred, text);
-    EXPECT_EQ(handle->mount->mnt_path, text);
+    EXPECT_EQ(record_view::mount(handle.get()).server, text);
+    EXPECT_EQ(record_view::mount(handle.get()).mount_cred, text);
+    EXPECT_EQ(record_view::mount(handle.get()).unmount_cred, text);
+    EXPECT_EQ(record_view::mount(handle.get()).mnt_path, text);
     EXPECT_EQ(ixfs_unmount(handle.get()), EC_INVALID_PARAMETER);
 }
 
@@ -189,7 +187,7 @@ TEST_P(MountBounds, MountPointThatIsLookedInto)
     const Line looked =
         validate_says.info("INF - Validating name: " + backups + ", mount_point: " + mount_point);
     EXPECT_EQ(log.with_tag("_ixfs_mount_validate()"), bounds::as_logged({looked}));
-    EXPECT_EQ(_ixfs_mount_validate(handle.get(), handle->mount), 1);
+    EXPECT_EQ(_ixfs_mount_validate(handle.get(), record_view::mount_of(handle.get())), 1);
 }
 
 TEST_P(MountBounds, MountPathLine)
@@ -198,7 +196,7 @@ TEST_P(MountBounds, MountPathLine)
     helper.answers({joined({line}, mounts_image()), {"EXIT_STATUS=0"}});
     ASSERT_NE(mount(), nullptr);
     const std::string mnt_path = bounds::as_text(line).substr(std::strlen("MNTPATH=/"));
-    EXPECT_EQ(handle->mount->mnt_path, mnt_path);
+    EXPECT_EQ(record_view::mount(handle.get()).mnt_path, mnt_path);
     EXPECT_EQ(ixfs_unmount(handle.get()), EC_OK);
     EXPECT_EQ(log.lines_here().back(),
               unmount_says.info("INF - unmounted mount path: " + mnt_path));

@@ -1,10 +1,14 @@
 // Mounting: each failure's lines and status, and what is left behind.
+#include "memory_shortage.h"
 #include "mount_fixture.h"
 #include "process_state.h"
 #include "real_mount.h"
 
+#include <ace/Process_Mutex.h>
+
 #include <filesystem>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace
@@ -56,7 +60,7 @@ protected:
 TEST_F(MountFailures, NoMemoryForTheRecord)
 {
     {
-        auto calloc = interpose::on_calloc.fails(ENOMEM);
+        auto no_memory = interpose::on_allocation.fails(ENOMEM);
         EXPECT_EQ(mount(), nullptr);
     }
     EXPECT_EQ(log.lines(),
@@ -64,26 +68,23 @@ TEST_F(MountFailures, NoMemoryForTheRecord)
     EXPECT_EQ(ixfs_last_error(handle.get()), EC_NO_MEMORY);
 }
 
-TEST_F(MountFailures, NoMemoryForTheServerName)
+TEST_F(MountFailures, NoMemoryForAnArgument)
 {
-    {
-        auto strdup = interpose::on_strdup.fails_once(ENOMEM, 1);
-        EXPECT_EQ(mount(), nullptr);
-    }
-    EXPECT_EQ(log.lines(),
-              Lines{mount_says.error("ERR - allocation for server name failed, error = 12")});
-    EXPECT_EQ(ixfs_last_error(handle.get()), EC_NO_MEMORY);
-}
-
-TEST_F(MountFailures, NoMemoryForEitherCredential)
-{
-    for (const int call : {2, 3}) {
+    // told apart by their lengths
+    const std::string long_server(501, 's');
+    const std::string long_mount_cred(603, 'm');
+    const std::string long_unmount_cred(705, 'u');
+    for (const auto& [text, what] :
+         {std::pair(long_server, "server name"), std::pair(long_mount_cred, "credentials"),
+          std::pair(long_unmount_cred, "credentials")}) {
         {
-            auto strdup = interpose::on_strdup.fails_once(ENOMEM, call);
-            EXPECT_EQ(mount(), nullptr);
+            const auto no_memory = MemoryShortage::for_copies_of(text);
+            EXPECT_EQ(ixfs_mount(handle.get(), long_mount_cred.c_str(), long_unmount_cred.c_str(),
+                                 port, long_server.c_str(), 60, nullptr),
+                      nullptr);
         }
-        EXPECT_EQ(log.take(),
-                  Lines{mount_says.error("ERR - allocation for credentials failed, error = 12")});
+        EXPECT_EQ(log.take(), Lines{mount_says.error("ERR - allocation for " + std::string(what) +
+                                                     " failed, error = 12")});
         EXPECT_EQ(ixfs_last_error(handle.get()), EC_NO_MEMORY);
     }
 }
@@ -92,7 +93,7 @@ TEST_F(MountFailures, NoMemoryForEitherCredential)
 TEST_F(MountFailures, NoMutexObject)
 {
     {
-        auto no_object = interpose::on_new_nothrow.fails(ENOMEM);
+        const MemoryShortage no_object(sizeof(ACE_Process_Mutex));
         EXPECT_EQ(mount(), nullptr);
     }
     EXPECT_EQ(log.lines(), Lines{mount_says.info(
@@ -114,19 +115,22 @@ TEST_F(MountFailures, HelperThatMountsNothing)
 
 TEST_F(MountFailures, NoMemoryForTheMountPathUndoesTheMount)
 {
-    helper.answers({mounts_image_with_path(), {"EXIT_STATUS=0"}});
+    const std::string path(501, 'p'); // of a length that nothing else has
+    helper.answers(
+        {{"MNTPATH=/" + path, "MOUNTPOINT=" + image.path(), "EXIT_STATUS=0"}, {"EXIT_STATUS=0"}});
     {
-        const auto strdup = interpose::on_strdup.fails_once(ENOMEM, 4);
+        const auto no_memory = MemoryShortage::for_copies_of(path);
         EXPECT_EQ(mount(), nullptr);
     }
-    EXPECT_EQ(
-        log.lines(),
-        lines_before_mount_command() + lines_of_run(mount_says, shown_command, {"MNTPATH=/m/x"}) +
-            mount_says.error("ERR - allocation for mount path failed, error = 12") +
-            mount_says.info("INF - response - MOUNTPOINT=" + image.path()) +
-            mount_says.info("MOUNTPOINT= MOUNTPOINT=" + image.path()) +
-            mount_says.info("INF - response - EXIT_STATUS=0") + lines_before_unmount_command() +
-            lines_of_run(unmount_says, unmount_command(), {"EXIT_STATUS=0"}));
+    EXPECT_EQ(log.lines(),
+              lines_before_mount_command() +
+                  lines_of_run(mount_says, shown_command, {"MNTPATH=/" + path}) +
+                  mount_says.error("ERR - allocation for mount path failed, error = 12") +
+                  mount_says.info("INF - response - MOUNTPOINT=" + image.path()) +
+                  mount_says.info("MOUNTPOINT= MOUNTPOINT=" + image.path()) +
+                  mount_says.info("INF - response - EXIT_STATUS=0") +
+                  lines_before_unmount_command() +
+                  lines_of_run(unmount_says, unmount_command(), {"EXIT_STATUS=0"}));
     EXPECT_EQ(ixfs_last_error(handle.get()), EC_NO_MEMORY);
 }
 
@@ -162,11 +166,16 @@ TEST_F(MountFailures, MountWithoutBackupsThatStaysMountedIsNotDeleted)
 TEST_F(MountFailures, MountThatCannotBeLookedInto)
 {
     helper.answers({mounts_image_with_path()});
+    int looks = 0;
     {
-        auto stat = interpose::on_stat.fails(ETIME);
+        auto stat = interpose::on_stat([&](const char* path, struct stat*) {
+            looks += path == image / "backups";
+            errno = ETIME;
+            return std::optional<int>(-1);
+        });
         EXPECT_EQ(mount(), nullptr);
-        EXPECT_EQ(stat.calls(), 1) << "a validation is not tried again";
     }
+    EXPECT_EQ(looks, 1) << "a validation is not tried again";
     EXPECT_EQ(ixfs_last_error(handle.get()), EC_HELPER_FAILED);
     EXPECT_EQ(
         log.with_message("ERR - ACE_OS::stat(" + image.path() + "/backups) failed, error = 62\n")

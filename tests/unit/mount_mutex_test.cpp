@@ -1,9 +1,8 @@
 // The host-wide mutex: held while the helper runs, and what becomes of a call that does not get it.
+#include "memory_shortage.h"
 #include "mount_fixture.h"
 #include "process_state.h"
-
-#include "ixfs_lib_util/control.h"
-#include "ixfs_lib_util/mount_record.h"
+#include "record_view.h"
 
 #include <ace/Process_Mutex.h>
 
@@ -135,7 +134,7 @@ TEST_F(MountMutex, IsReleasedByAMinimalContext)
     const LockEvents lock;
     ASSERT_EQ(recreate_context(), 0);
     EXPECT_EQ(lock.events, (std::vector<std::string>{"acquire", "release"}));
-    EXPECT_FALSE(handle->mount->mutex_held);
+    EXPECT_FALSE(record_view::mount(handle.get()).holds_mutex);
     EXPECT_EQ(semaphore_sets().size(), 1U);
 }
 
@@ -149,7 +148,7 @@ TEST_F(MountMutex, NotObtainedFailsTheMount)
         EXPECT_EQ(log.take(), (Lines{mount_says.info("INF - waiting for mount mutex..."),
                                      mount_says.error("ERR - unable to obtain mount mutex")}));
         EXPECT_EQ(ixfs_last_error(handle.get()), EC_SYSTEM_ERROR);
-        EXPECT_EQ(handle->mount, nullptr);
+        EXPECT_FALSE(record_view::has_mount(handle.get()));
         EXPECT_EQ(semaphore_sets().size(), 0U);
     }
     EXPECT_EQ(helper.runs().size(), 0U);
@@ -163,7 +162,7 @@ TEST_F(MountMutex, ThatNoCallReachesFailsTheMount)
         EXPECT_EQ(log.take(), (Lines{mount_says.info("INF - waiting for mount mutex..."),
                                      mount_says.error("ERR - unable to obtain mount mutex")}));
         EXPECT_EQ(ixfs_last_error(handle.get()), EC_SYSTEM_ERROR);
-        EXPECT_EQ(handle->mount, nullptr);
+        EXPECT_FALSE(record_view::has_mount(handle.get()));
     }
 }
 
@@ -183,7 +182,7 @@ TEST_F(MountMutex, NotObtainedFailsTheMinimalContext)
     EXPECT_EQ(log.lines(), (Lines{context_says.info("INF - waiting for mount mutex..."),
                                   context_says.error("ERR - unable to obtain mount mutex")}));
     EXPECT_EQ(ixfs_last_error(handle.get()), EC_SYSTEM_ERROR);
-    EXPECT_EQ(handle->mount, nullptr);
+    EXPECT_FALSE(record_view::has_mount(handle.get()));
     EXPECT_EQ(semaphore_sets().size(), 0U);
 }
 
@@ -204,7 +203,7 @@ TEST_F(MountMutex, NotObtainedFailsTheUnmountWhichUnmountsLocally)
             found_folder_line(image / "backups") + removed_folder_line(image / "backups") +
             removed_folder_line(image.path()));
     EXPECT_EQ(ixfs_last_error(handle.get()), EC_SYSTEM_ERROR);
-    EXPECT_EQ(handle->mount, nullptr);
+    EXPECT_FALSE(record_view::has_mount(handle.get()));
     EXPECT_EQ(helper.runs().size(), 1U);
     EXPECT_EQ(semaphore_sets().size(), 0U);
 }
@@ -260,11 +259,11 @@ TEST_F(MountMutex, DeletedAndNotMadeAgainForWantOfMemoryFailsTheUnmount)
     given_mount(mounts_image());
     ASSERT_EQ(semctl(semaphore_sets().at(0).id, 0, IPC_RMID), 0);
     {
-        const auto memory = interpose::on_new_nothrow.fails(ENOMEM);
+        const MemoryShortage no_object(sizeof(ACE_Process_Mutex));
         EXPECT_EQ(ixfs_unmount(handle.get()), EC_SYSTEM_ERROR);
     }
     EXPECT_EQ(log.with_message("ERR - unable to obtain mount mutex\n").size(), 1U);
-    EXPECT_EQ(handle->mount, nullptr);
+    EXPECT_FALSE(record_view::has_mount(handle.get()));
     EXPECT_EQ(semaphore_sets().size(), 0U);
 }
 #endif

@@ -1,9 +1,7 @@
 // Mounting: the whole way of a mount that succeeds, and its arguments.
 #include "mount_fixture.h"
 #include "process_state.h"
-
-#include "ixfs_lib_util/control.h"
-#include "ixfs_lib_util/mount_record.h"
+#include "record_view.h"
 
 #include <climits>
 #include <string>
@@ -83,7 +81,7 @@ TEST_F(Mount, IgnoresTheReservedArgument)
     ASSERT_STREQ(
         ixfs_mount(handle.get(), mount_cred, unmount_cred, port, server, 60, "/some/mount/path"),
         image.path().c_str());
-    EXPECT_EQ(handle->mount->mnt_path, nullptr);
+    EXPECT_EQ(record_view::mount(handle.get()).mnt_path, std::nullopt);
 }
 
 TEST_F(Mount, KeepsCopiesOfItsArguments)
@@ -97,13 +95,13 @@ TEST_F(Mount, KeepsCopiesOfItsArguments)
               nullptr);
     for (std::string* text : {&own_server, &own_mount_cred, &own_unmount_cred})
         text->assign(text->size(), '?');
-    EXPECT_STREQ(handle->mount->server, server);
-    EXPECT_STREQ(handle->mount->mount_cred, mount_cred);
-    EXPECT_STREQ(handle->mount->unmount_cred, unmount_cred);
-    EXPECT_EQ(handle->mount->port, port);
-    EXPECT_EQ(handle->mount->control, handle.get());
-    EXPECT_EQ(handle->mount->thread_result, 0);
-    EXPECT_FALSE(handle->mount->mutex_held);
+    EXPECT_EQ(record_view::mount(handle.get()).server, server);
+    EXPECT_EQ(record_view::mount(handle.get()).mount_cred, mount_cred);
+    EXPECT_EQ(record_view::mount(handle.get()).unmount_cred, unmount_cred);
+    EXPECT_EQ(record_view::mount(handle.get()).port, port);
+    EXPECT_EQ(record_view::mount(handle.get()).control, handle.get());
+    EXPECT_EQ(record_view::mount(handle.get()).thread_result, 0);
+    EXPECT_FALSE(record_view::mount(handle.get()).holds_mutex);
 }
 
 struct TimeoutCase {
@@ -123,7 +121,7 @@ TEST_F(Mount, StoresATimeoutOfAtMostSixtySecondsAndPassesItOn)
         SCOPED_TRACE(timeout.given);
         RecordedCommands commands;
         ASSERT_NE(mount(timeout.given), nullptr);
-        EXPECT_EQ(handle->mount->timeout, timeout.stored);
+        EXPECT_EQ(record_view::mount(handle.get()).timeout, timeout.stored);
         EXPECT_EQ(commands.lines().at(0),
                   R"("/usr/varnis/stowline/bin/ixfs" mount -server media1 -port 40100 )" +
                       (timeout.option + std::string(timeout.stored == 0 ? " " : "")) +
@@ -183,9 +181,9 @@ TEST_F(Mount, OfTwoHandlesOnOneHostBothUnmount)
 TEST_F(Mount, OfAnInvalidHandleRecordsNothing)
 {
     EXPECT_EQ(ixfs_mount(nullptr, mount_cred, unmount_cred, port, server, 60, nullptr), nullptr);
-    handle->magic[0] = 'i';
+    record_view::mark_of(handle.get())[0] = 'i';
     EXPECT_EQ(mount(), nullptr);
-    handle->magic[0] = 'I';
+    record_view::mark_of(handle.get())[0] = 'I';
     EXPECT_EQ(ixfs_last_error(handle.get()), EC_OK);
     EXPECT_EQ(log.lines(), Lines{});
 }
@@ -198,7 +196,7 @@ TEST_F(Mount, RefusesAMissingServer)
         EXPECT_EQ(log.take(),
                   Lines{mount_says.error("ERR - invalid parameter, invalid media server")});
         EXPECT_EQ(ixfs_last_error(handle.get()), EC_INVALID_PARAMETER);
-        EXPECT_EQ(handle->mount, nullptr);
+        EXPECT_FALSE(record_view::has_mount(handle.get()));
     }
 }
 

@@ -1,8 +1,6 @@
 // One look into a mount.
 #include "mount_fixture.h"
-
-#include "ixfs_lib_util/control.h"
-#include "ixfs_lib_util/mount_record.h"
+#include "record_view.h"
 
 #include <cstring>
 #include <filesystem>
@@ -17,7 +15,10 @@ class MountValidation : public MountTest
 protected:
     void SetUp() override { given_mount(mounts_image()); }
 
-    int validate() { return _ixfs_mount_validate(handle.get(), handle->mount); }
+    int validate()
+    {
+        return _ixfs_mount_validate(handle.get(), record_view::mount_of(handle.get()));
+    }
 };
 
 TEST_F(MountValidation, FindsBackups)
@@ -55,7 +56,7 @@ TEST_F(MountValidation, FailsWhenTheServerDoesNotAnswer)
 
 TEST_F(MountValidation, WithoutHandleOrRecordFailsWithoutAWord)
 {
-    EXPECT_EQ(_ixfs_mount_validate(nullptr, handle->mount), 0);
+    EXPECT_EQ(_ixfs_mount_validate(nullptr, record_view::mount_of(handle.get())), 0);
     EXPECT_EQ(_ixfs_mount_validate(handle.get(), nullptr), 0);
     EXPECT_EQ(_ixfs_mount_validate(nullptr, nullptr), 0);
     EXPECT_EQ(log.lines(), Lines{});
@@ -64,7 +65,7 @@ TEST_F(MountValidation, WithoutHandleOrRecordFailsWithoutAWord)
 TEST_F(MountValidation, CutsAPathThatIsTooLong)
 {
     const std::string longest(1023, 'm');
-    strcpy(handle->mount->mount_point, longest.c_str());
+    record_view::set_mount_point(handle.get(), longest);
     EXPECT_EQ(validate(), 0);
     Line looking =
         validate_says.info("INF - Validating name: " + longest + ", mount_point: " + longest);

@@ -1,5 +1,7 @@
 #include "image_test.h"
 #include "interpose.h"
+#include "memory_shortage.h"
+#include "record_view.h"
 
 #include <gmock/gmock.h>
 
@@ -131,8 +133,10 @@ TEST_F(Prepare, WithoutLogCallbackNoLineIsLogged)
 
 TEST_F(Prepare, WithoutMemoryForAHandleNothingIsDone)
 {
-    auto calloc = interpose::on_calloc.fails_once(ENOMEM);
-    EXPECT_EQ(prepare(), 103);
+    {
+        const MemoryShortage no_handle(record_view::handle_size);
+        EXPECT_EQ(prepare(), 103);
+    }
     EXPECT_EQ(log.take(), Lines{});
     EXPECT_EQ(helper_commands(), Strings{});
 }
@@ -187,9 +191,15 @@ TEST_F(Prepare, ResultOfTheUnmountIsIgnored)
     add_disk("a");
     helper.answers({{"MOUNTPOINT=" + mount_point.path(), "EXIT_STATUS=0"}, {"EXIT_STATUS=5"}});
     auto umount2 = interpose::on_umount2.fails(EBUSY);
-    auto statx = interpose::on_statx.fails(EACCES); // may be mounted still, so nothing is deleted
+    auto unknown = interpose::on_stat([this](const char* path, struct stat*) {
+        if (path != mount_point.path())
+            return std::optional<int>();
+        errno = EIO; // it may be mounted still, so nothing is deleted
+        return std::optional<int>(-1);
+    });
     EXPECT_EQ(prepare(), EC_OK);
     EXPECT_EQ(umount2.calls(), 1);
+    EXPECT_TRUE(mount_point.exists("."));
     EXPECT_EQ(helper_commands(), mounted_and_unmounted);
     EXPECT_EQ(out.size(), 1);
 }

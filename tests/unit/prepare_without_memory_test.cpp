@@ -43,9 +43,10 @@ protected:
 
 private:
     bool armed_ = false;
-    decltype(interpose::on_new)::Hook new_ = interpose::on_new([this](std::size_t) {
-        return std::exchange(armed_, false) ? std::optional<void*>(nullptr) : std::nullopt;
-    });
+    decltype(interpose::on_allocation)::Hook allocation_ =
+        interpose::on_allocation([this](std::size_t) {
+            return std::exchange(armed_, false) ? std::optional<void*>(nullptr) : std::nullopt;
+        });
 };
 
 TEST_F(PrepareWithoutMemory, ImageIsUnmountedWhenTheConfigurationFindsNoRoom)

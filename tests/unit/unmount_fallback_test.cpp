@@ -2,9 +2,7 @@
 #include "mount_fixture.h"
 #include "process_state.h"
 #include "real_mount.h"
-
-#include "ixfs_lib_util/control.h"
-#include "ixfs_lib_util/mount_record.h"
+#include "record_view.h"
 
 #include <string>
 #include <utility>
@@ -57,7 +55,7 @@ protected:
     void expect_no_mount(ec_status status)
     {
         EXPECT_EQ(ixfs_last_error(handle.get()), status);
-        EXPECT_EQ(handle->mount, nullptr);
+        EXPECT_FALSE(record_view::has_mount(handle.get()));
         EXPECT_EQ(semaphore_sets().size(), 0U);
     }
 };
@@ -172,7 +170,7 @@ TEST_F(UnmountFallback, MissingCredentialWithTheFlagUnmountsLocallyBeforeAnythin
 {
     handle = make_handle(IXFS_FLAG_UNMOUNT_CRED);
     given_mount(mounts_image());
-    handle->mount->unmount_cred[0] = '\0';
+    record_view::clear_unmount_cred(handle.get());
     EXPECT_EQ(ixfs_unmount(handle.get()), EC_INVALID_PARAMETER);
     EXPECT_EQ(log.lines_here(),
               Lines{unmount_says.error("ERR - invalid parameter, missing credentials")} +
@@ -185,7 +183,7 @@ TEST_F(UnmountFallback, MissingCredentialWithTheFlagStopsTheValidationThread)
 {
     handle = make_handle(IXFS_FLAG_UNMOUNT_CRED);
     given_mount(mounts_image());
-    handle->mount->unmount_cred[0] = '\0';
+    record_view::clear_unmount_cred(handle.get());
     EXPECT_EQ(ixfs_unmount(handle.get()), EC_INVALID_PARAMETER);
     EXPECT_TRUE(log.wait_for("INF - stopping validate thread, errno = 0\n"));
 }
@@ -193,7 +191,7 @@ TEST_F(UnmountFallback, MissingCredentialWithTheFlagStopsTheValidationThread)
 TEST_F(UnmountFallback, MissingCredentialWithoutTheFlagIsPassedOn)
 {
     given_mount(mounts_image());
-    handle->mount->unmount_cred[0] = '\0';
+    record_view::clear_unmount_cred(handle.get());
     EXPECT_EQ(ixfs_unmount(handle.get()), EC_OK);
     EXPECT_EQ(helper.runs().size(), 2U);
 }
@@ -201,7 +199,7 @@ TEST_F(UnmountFallback, MissingCredentialWithoutTheFlagIsPassedOn)
 TEST_F(UnmountFallback, MissingMountPointIsNotUnmounted)
 {
     given_mount(mounts_image());
-    handle->mount->mount_point[0] = '\0';
+    record_view::set_mount_point(handle.get(), "");
     const auto umount2 = interpose::on_umount2.watch();
     EXPECT_EQ(ixfs_unmount(handle.get()), EC_INVALID_PARAMETER);
     EXPECT_EQ(umount2.calls(), 0);
@@ -213,11 +211,11 @@ TEST_F(UnmountFallback, MissingMountPointIsNotUnmounted)
 
 TEST_F(UnmountFallback, InvalidHandleIsWrittenTo)
 {
-    handle->magic[6] = 'X';
+    record_view::mark_of(handle.get())[6] = 'X';
     EXPECT_EQ(ixfs_unmount(handle.get()), EC_INVALID_PARAMETER);
     EXPECT_EQ(log.lines(), Lines{});
-    EXPECT_EQ(handle->last_status, EC_INVALID_PARAMETER);
-    handle->magic[6] = 'L';
+    EXPECT_EQ(record_view::last_status(handle.get()), EC_INVALID_PARAMETER);
+    record_view::mark_of(handle.get())[6] = 'L';
 }
 
 TEST_F(UnmountFallback, NullHandleIsRefused)
@@ -237,9 +235,9 @@ TEST_F(UnmountFallback, LeavesNoDescriptor)
 TEST_F(UnmountFallback, UnmountRecorderWithARecordUnmountsItsMountPoint)
 {
     given_mount(mounts_image());
-    _ixfs_no_unmount(handle.get(), handle->mount, EC_SERVER_BUSY);
+    _ixfs_no_unmount(handle.get(), record_view::mount_of(handle.get()), EC_SERVER_BUSY);
     EXPECT_EQ(log.lines_here(), lines_of_local_unmount());
-    EXPECT_EQ(handle->mount, nullptr);
+    EXPECT_FALSE(record_view::has_mount(handle.get()));
     EXPECT_EQ(ixfs_last_error(handle.get()), EC_SERVER_BUSY);
 }
 
@@ -259,7 +257,7 @@ TEST_F(UnmountFallback, MountRecorderDeletesTheRecordAndLeavesTheMountItself)
     given_mount(mounts_image());
     const auto umount2 = interpose::on_umount2.watch();
     _ixfs_no_mount(handle.get(), EC_HELPER_FAILED);
-    EXPECT_EQ(handle->mount, nullptr);
+    EXPECT_FALSE(record_view::has_mount(handle.get()));
     EXPECT_EQ(ixfs_last_error(handle.get()), EC_HELPER_FAILED);
     EXPECT_EQ(umount2.calls(), 0);
     EXPECT_EQ(log.lines_here(), Lines{});

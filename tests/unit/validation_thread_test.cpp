@@ -2,9 +2,9 @@
 #include "fake_time.h"
 #include "held_threads.h"
 #include "mount_fixture.h"
+#include "record_view.h"
 
-#include "ixfs_lib_util/control.h"
-#include "ixfs_lib_util/mount_record.h"
+#include <ace/Event.h>
 
 #include <atomic>
 #include <chrono>
@@ -297,9 +297,10 @@ TEST_F(ValidationThread, ThatCannotBeStartedLeavesTheMountUnwatched)
         EXPECT_STREQ(mount(), image.path().c_str());
         EXPECT_EQ(create.calls(), 1);
     }
-    EXPECT_EQ(log.lines().back(), mount_says.error("ERR - ACE_Thread::spawn() failed, error = " +
-                                                   std::to_string(handle->mount->thread_result)));
-    EXPECT_NE(handle->mount->thread_result, 0);
+    EXPECT_EQ(log.lines().back(),
+              mount_says.error("ERR - ACE_Thread::spawn() failed, error = " +
+                               std::to_string(record_view::mount(handle.get()).thread_result)));
+    EXPECT_NE(record_view::mount(handle.get()).thread_result, 0);
     EXPECT_EQ(ixfs_last_error(handle.get()), EC_OK);
     EXPECT_EQ(ixfs_unmount(handle.get()), EC_OK);
 }
@@ -313,9 +314,14 @@ TEST_F(ValidationThread, WithoutAnEventEndsWithoutAWord)
         helper.answers({mounts_image(), {"EXIT_STATUS=0"}});
         log.take();
         {
-            const auto no_event = interpose::on_new_nothrow(
-                [&](std::size_t size, const std::nothrow_t&) -> std::optional<void*> {
-                    if (size != object)
+            bool helper_has_run = false; // what else is of that size comes before
+            const auto run = interpose::on_pclose([&](FILE*) {
+                helper_has_run = true;
+                return std::optional<int>();
+            });
+            const auto no_event =
+                interpose::on_allocation([&](std::size_t size) -> std::optional<void*> {
+                    if (!helper_has_run || size != object)
                         return std::nullopt;
                     errno = ENOMEM;
                     return nullptr;
@@ -323,7 +329,7 @@ TEST_F(ValidationThread, WithoutAnEventEndsWithoutAWord)
             EXPECT_STREQ(mount(), image.path().c_str());
         }
         EXPECT_EQ(log.lines().back(), mount_says.error("ERR - ACE_Event() failed, error = 12"));
-        EXPECT_EQ(handle->mount->event, nullptr);
+        EXPECT_FALSE(record_view::mount(handle.get()).has_event);
         threads.let_go();
         ASSERT_TRUE(threads.wait_for_end());
         EXPECT_EQ(threads.started(), 1);
@@ -380,17 +386,17 @@ TEST_F(ValidationThread, FunctionReturnsOneWithoutARecordOrAnEvent)
         ixfs_recreate_minimal_context(handle.get(), mount_cred, unmount_cred, port, server, 60, ""),
         0);
     log.take();
-    ASSERT_EQ(handle->mount->event, nullptr);
-    EXPECT_EQ(_ixfs_mount_validate_thread(handle->mount), one);
+    ASSERT_FALSE(record_view::mount(handle.get()).has_event);
+    EXPECT_EQ(_ixfs_mount_validate_thread(record_view::mount_of(handle.get())), one);
     EXPECT_EQ(log.lines(), Lines{});
 }
 
 TEST_F(ValidationThread, FunctionReturnsNullOnceTheEventIsSignalled)
 {
     given_mount(mounts_image());
-    ASSERT_EQ(handle->mount->event->signal(), 0);
+    ASSERT_TRUE(record_view::signal_event(handle.get()));
     errno = 0;
-    EXPECT_EQ(_ixfs_mount_validate_thread(handle->mount), nullptr);
+    EXPECT_EQ(_ixfs_mount_validate_thread(record_view::mount_of(handle.get())), nullptr);
     EXPECT_EQ(log.lines_here(), (Lines{starting, stopping}));
 }
 

@@ -1,5 +1,6 @@
 #include "image_test.h"
 #include "interpose.h"
+#include "memory_shortage.h"
 #include "view_lock_test.h"
 
 #include <cerrno>
@@ -135,10 +136,7 @@ TEST_F(ViewCreation, MalformedDiskPathIsRefusedBeforeTheLock)
 
 TEST_F(ViewCreation, ViewForWhichMemoryIsShortIs36)
 {
-    auto calloc = interpose::on_calloc([](std::size_t count, std::size_t size) {
-        errno = ENOMEM;
-        return count * size == sizeof(_ixfs_view_t) ? std::optional<void*>(nullptr) : std::nullopt;
-    });
+    const MemoryShortage no_view(sizeof(_ixfs_view_t));
     EXPECT_EQ(prepare(), 36);
     EXPECT_EQ(image_lines(),
               config_lines() +

@@ -1,4 +1,7 @@
 #include "view_lock_test.h"
+#include "memory_shortage.h"
+
+#include <ace/Process_Mutex.h>
 
 #include <cerrno>
 #include <climits>
@@ -144,9 +147,9 @@ TEST_F(ViewLock, UnknownHostNameFails)
 TEST_F(ViewLock, LockForWhichMemoryIsShortFailsAtOnce)
 {
     {
-        auto no_memory = interpose::on_new_nothrow.fails(ENOMEM);
+        const MemoryShortage no_object(sizeof(ACE_Process_Mutex));
         EXPECT_EQ(lock(), 0);
-        EXPECT_EQ(no_memory.calls(), 1);
+        EXPECT_EQ(no_object.hits(), 1);
     }
     EXPECT_EQ(view->lock, nullptr);
     EXPECT_EQ(log.take(),

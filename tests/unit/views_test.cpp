@@ -131,9 +131,9 @@ TEST_F(Views, ViewForWhichMemoryIsShortIsNotMade)
 {
     _ixfs_view_t* const a = create();
     {
-        auto calloc = interpose::on_calloc.fails(ENOMEM);
+        auto no_memory = interpose::on_allocation.fails(ENOMEM);
         EXPECT_EQ(create(), nullptr);
-        EXPECT_EQ(calloc.calls(), 1);
+        EXPECT_EQ(no_memory.calls(), 1);
     }
     EXPECT_EQ(log.take(), (Lines{{IXFS_LOG_ERR, "_ixfs_view_create()",
                                   "ERR - calloc(" + std::to_string(sizeof(_ixfs_view_t)) +

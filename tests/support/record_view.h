@@ -1,0 +1,64 @@
+// What a handle and its mount hold, where nothing in the interface shows it. Of the tests, this alone
+// knows how the library keeps it.
+#ifndef IXFS_TESTS_RECORD_VIEW_H
+#define IXFS_TESTS_RECORD_VIEW_H
+
+#include "ixfs.h"
+
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace record_view
+{
+
+extern const std::size_t handle_size; // bytes that a handle takes
+
+// The eight bytes that mark a valid handle.
+char* mark_of(_ixfs_control_t* handle);
+
+// The last status, of an invalid handle too.
+ec_status last_status(const _ixfs_control_t* handle);
+
+// Gives the handle a group of names.
+void add_name_group(_ixfs_control_t* handle, const std::string& name,
+                    const std::vector<std::string>& names);
+
+// The handle's mount record; null where it has none.
+_ixfs_mount_t* mount_of(const _ixfs_control_t* handle);
+
+inline bool has_mount(const _ixfs_control_t* handle)
+{
+    return mount_of(handle) != nullptr;
+}
+
+// What the record of a handle that has one holds.
+struct Mount {
+    const _ixfs_control_t* control;
+    std::string mount_point;
+    int timeout; // seconds
+    bool has_mutex;
+    bool holds_mutex;
+    std::string server;
+    int port;
+    std::string mount_cred;
+    std::string unmount_cred;
+    std::optional<std::string> mnt_path;
+    bool has_event;
+    int thread_result;
+};
+
+Mount mount(const _ixfs_control_t* handle);
+
+void set_mount_point(_ixfs_control_t* handle, const std::string& mount_point);
+void clear_unmount_cred(_ixfs_control_t* handle);
+
+// Tells the validation thread to stop, as an unmount does. Returns whether that went well.
+bool signal_event(_ixfs_control_t* handle);
+
+// The ACE_Event that stops a validation thread that was started with this argument.
+void* stop_event(void* thread_argument);
+
+} // namespace record_view
+
+#endif
