@@ -1,20 +1,18 @@
-// A mount of ixfs-faultfs for the tests.
+// A file system for the tests that shows a folder and fails where it is told to.
 //
-//     FaultMount mount(source, mount_point);
+//     FaultMount mount(source, mount_point); // mounted when the constructor returns
 //     const Fault slow = mount.add("access ETIME times=99 /backups");
 //     ...
 //     EXPECT_EQ(slow.count().fired, 99);
 //
-// The README tells what can be written in a rule. Everything here throws std::runtime_error when
-// the file system refuses a command or has ended, and when it does not answer within a minute.
+// The README tells what can be written in a rule.
 #ifndef FAULTFS_FAULT_MOUNT_H
 #define FAULTFS_FAULT_MOUNT_H
 
-#include "unique_fd.h"
+#include "rules.h"
 
-#include <cstddef>
 #include <cstdint>
-#include <filesystem>
+#include <memory>
 #include <ostream>
 #include <string>
 
@@ -23,11 +21,9 @@
 namespace faultfs
 {
 
-class FaultMount;
-
 struct Count {
     std::uint64_t seen;  // calls that the rule concerned
-    std::uint64_t fired; // those that it failed, held or, for "pass", counted
+    std::uint64_t fired; // those among them that it failed
 };
 
 inline bool operator==(const Count& left, const Count& right)
@@ -41,58 +37,43 @@ inline void PrintTo(const Count& count, std::ostream* stream)
     *stream << "{seen " << count.seen << ", fired " << count.fired << '}';
 }
 
-// A rule in force; it stays so until it is lifted, whatever becomes of this handle to it. Valid
-// while its mount lives.
+// A rule in force, which it stays. Valid while its mount lives.
 class Fault
 {
 public:
-    Count count() const;
-    void lift() const;
-
-    // Waits until the rule has fired that often, and so, for "hang", until a call hangs.
-    void wait_until_fired(std::uint64_t times = 1) const;
+    explicit Fault(const Rule& rule) : rule_(&rule) {}
+    Count count() const { return {rule_->seen, rule_->fired}; }
 
 private:
-    friend class FaultMount;
-    Fault(FaultMount& mount, std::string id) : mount_(&mount), id_(std::move(id)) {}
-
-    FaultMount* mount_;
-    std::string id_;
+    const Rule* rule_;
 };
 
-// Used by one thread at a time; other threads and processes may use the mounted files meanwhile.
 class FaultMount
 {
 public:
     // Why this process can mount none, for people to read; empty where it can.
     static std::string obstacle();
 
-    // Mounts; every call made from now on is seen by the rules.
-    FaultMount(const std::filesystem::path& source, std::filesystem::path mount_point);
-
+    // Mounts, or throws std::runtime_error.
+    FaultMount(const std::string& source, const std::string& mount_point);
     FaultMount(const FaultMount&) = delete;
     FaultMount& operator=(const FaultMount&) = delete;
-
-    // Ends it as end() does.
     ~FaultMount();
 
-    [[nodiscard]] Fault add(const std::string& rule);
+    // Adds a rule, for all calls from now on. Throws std::invalid_argument for one without sense.
+    [[nodiscard]] Fault add(const std::string& rule) { return Fault(rules_->add(rule)); }
 
-    const std::filesystem::path& path() const { return mount_point_; }
-
-    // Unmounts even when files are open or calls hang, which fail with ENOTCONN, and returns the
-    // wait status of the file system's process, also when called again. Where the mount has been
-    // bound elsewhere, a dead file system stays there.
-    int end() noexcept;
+    // Unmounts even when files are open, and returns the wait status of the file system's process,
+    // also when called again.
+    int end();
 
 private:
-    friend class Fault;
+    struct Unmapper {
+        void operator()(Rules* rules) const;
+    };
 
-    std::string command(const std::string& line);
-    std::string read_answer();
-
-    std::filesystem::path mount_point_;
-    UniqueFd control_;
+    const std::string mount_point_;
+    std::unique_ptr<Rules, Unmapper> rules_;
     pid_t process_ = -1; // until it has ended
     int wait_status_ = -1;
 };

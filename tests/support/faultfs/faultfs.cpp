@@ -1,132 +1,199 @@
-// ixfs-faultfs SOURCE MOUNT_POINT: a pass-through file system that fails where it is told to.
-#include "control.h"
-#include "mirror.h"
+// ixfs-faultfs SOURCE MOUNT_POINT: a file system that shows a folder and fails where the rules of its
+// standard input, which is memory shared with a test, tell it to. It says so once it is mounted.
+#include "rules.h"
 
-#include <array>
 #include <cerrno>
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
-#include <memory>
+#include <cstring>
 
+#include <dirent.h>
 #include <fcntl.h>
-#include <poll.h>
+#include <fuse.h>
+#include <sys/mman.h>
+#include <sys/prctl.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
-namespace faultfs
-{
+using namespace faultfs;
 
 namespace
 {
 
-struct SessionCloser {
-    void operator()(fuse_session* session) const { fuse_session_destroy(session); }
-};
+Rules* rules;
 
-using Session = std::unique_ptr<fuse_session, SessionCloser>;
-
-// A request that its caller withdraws is gone by the time that it is read: reading never waits.
-bool never_wait(int fd)
+// The same file in the source, which is the working directory: a mount that covers it is no hindrance.
+const char* in_source(const char* path)
 {
-    const int flags = ::fcntl(fd, F_GETFL);
-    return flags != -1 && ::fcntl(fd, F_SETFL, flags | O_NONBLOCK) != -1;
+    return path[1] == '\0' ? "." : path + 1;
 }
 
-// Null when it cannot be mounted; libfuse has then said why.
-Session mounted(Mirror& mirror, const char* mount_point)
+int result_of(ssize_t result)
 {
-    std::array<char, 13> program = {"ixfs-faultfs"};
-    std::array<char, 22> options = {"-ofsname=ixfs-faultfs"};
-    std::array<char*, 2> arguments = {program.data(), options.data()};
-    fuse_args parsed = FUSE_ARGS_INIT(static_cast<int>(arguments.size()), arguments.data());
-    const fuse_lowlevel_ops operations = mirror_operations();
-    Session session(fuse_session_new(&parsed, &operations, sizeof operations, &mirror));
-    fuse_opt_free_args(&parsed);
-    if (session && (fuse_session_mount(session.get(), mount_point) != 0 ||
-                    !never_wait(fuse_session_fd(session.get()))))
-        session.reset();
-    return session;
+    return result == -1 ? -errno : static_cast<int>(result);
 }
 
-class Server
+// Makes a call, unless the rules fail it. Returns what FUSE is to be told.
+template <typename Call>
+int unless_failed(Operation operation, const char* path, Call call)
 {
-public:
-    Server(fuse_session& session, Mirror& mirror) : session_(session), mirror_(mirror) {}
-    Server(const Server&) = delete;
-    Server& operator=(const Server&) = delete;
-    ~Server() { std::free(buffer_.mem); }
+    const int error = rules->judge(operation, path);
+    return error != 0 ? -error : result_of(call());
+}
 
-    // Serves until the commands end: what was counted can be asked for after an unmount too. One
-    // thread does everything, so a counter never misses a call, nor a call a rule.
-    void run()
-    {
-        control_.answer("ready");
-        std::array<pollfd, 2> sources = {pollfd{fuse_session_fd(&session_), POLLIN, 0},
-                                         pollfd{STDIN_FILENO, POLLIN, 0}};
-        while (!control_.at_end()) {
-            if (::poll(sources.data(), sources.size(), -1) == -1 && errno != EINTR)
-                break;
-            if (sources[0].revents != 0)
-                serve_request();
-            if (sources[1].revents != 0)
-                control_.receive();
-            if (fuse_session_exited(&session_) != 0) {
-                mirror_.gate.fail_held(ENOTCONN);
-                sources[0].fd = -1;
-            }
-            do
-                mirror_.gate.resume();
-            while (control_.step());
-        }
-        mirror_.gate.fail_held(ENOTCONN);
-    }
-
-private:
-    void serve_request()
-    {
-        const int got = fuse_session_receive_buf(&session_, &buffer_);
-        if (got > 0)
-            fuse_session_process_buf(&session_, &buffer_);
-        else if (got != -EINTR && got != -EAGAIN)
-            fuse_session_exit(&session_);
-    }
-
-    fuse_session& session_;
-    Mirror& mirror_;
-    Control control_{mirror_.rules, STDIN_FILENO, STDOUT_FILENO};
-    fuse_buf buffer_{};
-};
-
-int run(const char* source_path, const char* mount_point)
+int look_up(const char* path, struct stat* attributes, fuse_file_info*)
 {
-    UniqueFd source(::open(source_path, O_PATH | O_DIRECTORY | O_CLOEXEC));
-    if (!source) {
-        std::perror(source_path);
+    return unless_failed(op_lookup, path, [&] { return lstat(in_source(path), attributes); });
+}
+
+int check_access(const char* path, int wanted)
+{
+    return unless_failed(op_access, path, [&] { return access(in_source(path), wanted); });
+}
+
+int make_folder(const char* path, mode_t mode)
+{
+    return unless_failed(op_mkdir, path, [&] { return mkdir(in_source(path), mode); });
+}
+
+int remove_folder(const char* path)
+{
+    return unless_failed(op_rmdir, path, [&] { return rmdir(in_source(path)); });
+}
+
+int remove_file(const char* path)
+{
+    return unless_failed(op_unlink, path, [&] { return unlink(in_source(path)); });
+}
+
+int make_link(const char* from, const char* to)
+{
+    return unless_failed(op_link, to, [&] { return link(in_source(from), in_source(to)); });
+}
+
+int list_folder(const char* path, void* names, fuse_fill_dir_t add, off_t, fuse_file_info*,
+                fuse_readdir_flags)
+{
+    return unless_failed(op_readdir, path, [&] {
+        DIR* const folder = opendir(in_source(path));
+        if (folder == nullptr)
+            return -1;
+        while (const dirent* const entry = readdir(folder))
+            add(names, entry->d_name, nullptr, 0, fuse_fill_dir_flags{});
+        return closedir(folder);
+    });
+}
+
+int open_for(Operation operation, const char* path, fuse_file_info* info, mode_t mode)
+{
+    return unless_failed(operation, path, [&] {
+        const int file = open(in_source(path), info->flags | O_CLOEXEC, mode);
+        info->fh = static_cast<std::uint64_t>(file);
+        return file == -1 ? -1 : 0;
+    });
+}
+
+int create_file(const char* path, mode_t mode, fuse_file_info* info)
+{
+    return open_for(op_create, path, info, mode);
+}
+
+int open_file(const char* path, fuse_file_info* info)
+{
+    const bool writes = (info->flags & O_ACCMODE) != O_RDONLY || (info->flags & O_TRUNC) != 0;
+    return open_for(writes ? op_open_write : op_open, path, info, 0);
+}
+
+int close_file(const char*, fuse_file_info* info)
+{
+    return result_of(close(static_cast<int>(info->fh)));
+}
+
+int read_file(const char* path, char* bytes, std::size_t size, off_t offset, fuse_file_info* info)
+{
+    const int error = rules->judge(op_read, path, offset, size);
+    return error != 0 ? -error : result_of(pread(static_cast<int>(info->fh), bytes, size, offset));
+}
+
+int write_file(const char* path, const char* bytes, std::size_t size, off_t offset,
+               fuse_file_info* info)
+{
+    const int error = rules->judge(op_write, path, offset, size);
+    return error != 0 ? -error : result_of(pwrite(static_cast<int>(info->fh), bytes, size, offset));
+}
+
+// Each system call is to reach the rules, so the kernel keeps nothing.
+void* keep_nothing(fuse_conn_info*, fuse_config* config)
+{
+    config->use_ino = 1; // by which hard links are known
+    config->hard_remove = 1;
+    config->direct_io = 1;
+    config->entry_timeout = config->attr_timeout = config->negative_timeout = 0;
+    return nullptr;
+}
+
+fuse_operations operations()
+{
+    fuse_operations all{};
+    all.init = keep_nothing;
+    all.getattr = look_up;
+    all.access = check_access;
+    all.mkdir = make_folder;
+    all.rmdir = remove_folder;
+    all.unlink = remove_file;
+    all.link = make_link;
+    all.readdir = list_folder;
+    all.create = create_file;
+    all.open = open_file;
+    all.release = close_file;
+    all.read = read_file;
+    all.write = write_file;
+    return all;
+}
+
+bool take_rules()
+{
+    void* const memory =
+        mmap(nullptr, sizeof(Rules), PROT_READ | PROT_WRITE, MAP_SHARED, STDIN_FILENO, 0);
+    rules = static_cast<Rules*>(memory);
+    return memory != MAP_FAILED;
+}
+
+// Serves until the mount ends or a signal tells it to. One thread does everything, so a counter
+// never misses a call, nor a call a rule.
+int serve(fuse* file_system, const char* mount_point)
+{
+    if (fuse_mount(file_system, mount_point) != 0)
         return EXIT_FAILURE;
-    }
-    Mirror mirror(std::move(source));
-    const Session session = mounted(mirror, mount_point);
-    if (!session)
-        return EXIT_FAILURE;
-    Server(*session, mirror).run();
-    fuse_session_unmount(session.get());
-    return EXIT_SUCCESS;
+    fuse_set_signal_handlers(fuse_get_session(file_system));
+    int result = static_cast<int>(write(STDOUT_FILENO, "\n", 1)) == 1 ? 0 : -1;
+    if (result == 0)
+        result = fuse_loop(file_system);
+    fuse_unmount(file_system);
+    return result == 0 || result == SIGTERM ? EXIT_SUCCESS : EXIT_FAILURE;
 }
 
 } // namespace
 
-} // namespace faultfs
-
 int main(int argc, char** argv)
 {
-    if (argc != 3) {
-        std::fputs("usage: ixfs-faultfs SOURCE MOUNT_POINT\n", stderr);
+    if (argc != 3 || !take_rules()) {
+        std::fputs("usage: ixfs-faultfs SOURCE MOUNT_POINT <RULES\n", stderr);
         return 2;
     }
-    // The end of the commands ends it, so a terminal's interrupt leaves no dead mount behind.
-    std::signal(SIGINT, SIG_IGN);
-    std::signal(SIGHUP, SIG_IGN);
-    std::signal(SIGPIPE, SIG_IGN);
-    ::umask(0); // the kernel has applied the caller's
-    return faultfs::run(argv[1], argv[2]);
+    if (chdir(argv[1]) != 0) {
+        std::perror(argv[1]);
+        return EXIT_FAILURE;
+    }
+    prctl(PR_SET_PDEATHSIG, SIGTERM); // no test leaves one behind
+    umask(0);                         // the kernel has applied the caller's
+    fuse_args no_options = FUSE_ARGS_INIT(1, argv);
+    const fuse_operations served = operations();
+    fuse* const file_system = fuse_new(&no_options, &served, sizeof served, nullptr);
+    if (file_system == nullptr)
+        return EXIT_FAILURE;
+    const int status = serve(file_system, argv[2]);
+    fuse_destroy(file_system);
+    return status;
 }

@@ -1,101 +1,63 @@
-// The rules: which calls on the file system fail, hang or are counted.
+// The rules of what fails. They lie in memory that a test and its file system share: the test adds
+// to them, the file system counts.
 #ifndef FAULTFS_RULES_H
 #define FAULTFS_RULES_H
 
+#include <array>
+#include <atomic>
 #include <cstddef>
 #include <cstdint>
 #include <string>
-#include <vector>
+
+#include <sys/types.h>
 
 namespace faultfs
 {
 
-// What the kernel asks a file system for. The mask of a set of operations has the bit of each.
-enum class Operation : std::uint32_t {
-    access,
-    create,
-    flush,
-    getattr,
-    link,
-    lookup,
-    mkdir,
-    open, // for reading
-    open_write,
-    opendir,
-    read,
-    readdir,
-    readlink,
-    rename,
-    rmdir,
-    setattr,
-    symlink,
-    unlink,
-    write
+// What a file system is asked for. A set of operations has the bit of each.
+enum Operation : std::uint32_t {
+    op_access = 1U << 0U,
+    op_create = 1U << 1U,
+    op_link = 1U << 2U,
+    op_lookup = 1U << 3U, // of a name, and of attributes
+    op_mkdir = 1U << 4U,
+    op_open = 1U << 5U, // for reading
+    op_open_write = 1U << 6U,
+    op_read = 1U << 7U,
+    op_readdir = 1U << 8U,
+    op_rmdir = 1U << 9U,
+    op_unlink = 1U << 10U,
+    op_write = 1U << 11U
 };
-
-constexpr std::uint32_t mask(Operation operation)
-{
-    return std::uint32_t{1} << static_cast<std::uint32_t>(operation);
-}
-
-struct Call {
-    Operation operation;
-    std::string path; // from the mount point, which is "/"; the new one of a link or rename
-
-    // The bytes to read or write; all, where the call is about the file as a whole.
-    std::uint64_t begin = 0;
-    std::uint64_t end = UINT64_MAX;
-};
-
-enum class Effect { pass, fail, hang };
 
 struct Rule {
     std::uint32_t operations = 0;
-    std::string pattern; // as for fnmatch(3), with "*" matching slashes too
-    Effect effect = Effect::pass;
     int error = 0;
-    std::uint64_t after = 0;          // calls let through before the first that it fires for
-    std::uint64_t times = UINT64_MAX; // calls that it fires for
-    std::uint64_t from = 0;           // offset of the first byte that it concerns
+    std::uint64_t times = UINT64_MAX; // calls that it fails
+    off_t from = 0;                   // offset of the first byte that it concerns
+    std::array<char, 128> pattern{};  // as for fnmatch(3), with "*" matching slashes too
 
-    std::uint64_t seen = 0;  // calls that it concerned
-    std::uint64_t fired = 0; // those among them that it fired for
-    bool lifted = false;
-
-    bool concerns(const Call& call) const;
-    bool armed() const { return seen >= after && fired < times; }
-};
-
-// Reads "OPERATIONS EFFECT [after=N] [times=N] [from=N] PATTERN". Throws std::invalid_argument.
-Rule parse_rule(const std::string& text);
-
-// 1 for the first rule, and so on.
-using RuleId = std::size_t;
-
-struct Verdict {
-    Effect effect = Effect::pass;
-    int error = 0;
-    RuleId rule = 0;
+    std::atomic<std::uint64_t> seen{0};  // calls that it concerned
+    std::atomic<std::uint64_t> fired{0}; // those among them that it failed
 };
 
 class Rules
 {
 public:
-    RuleId add(Rule rule);
-    RuleId size() const { return rules_.size(); }
-    void lift(RuleId id) { rules_.at(id - 1).lifted = true; }
-    const Rule& at(RuleId id) const { return rules_.at(id - 1); }
+    // Adds the rule that "OPERATIONS ERROR [times=N] [from=N] PATTERN" tells. Throws
+    // std::invalid_argument.
+    const Rule& add(const std::string& text);
 
-    // Puts a call to the rules that come after rule `last`, in their order, up to the first that
-    // fires and does not let it pass. A call that begins before the bytes concerned and reaches
-    // into them is cut there, so that the next one fails, as on a disk.
-    Verdict judge(Call& call, RuleId last);
+    // Puts a call to the rules in turn. Returns the error of the first that fails it, else 0.
+    int judge(Operation operation, const char* path);
 
-    // Whether a lookup of the path would find nothing at present. Counts nothing.
-    bool hide(const std::string& path) const;
+    // The same for a call on the bytes from `offset` on. One that begins before the bytes that a
+    // rule concerns has its size cut there, so that the next one fails, as on a disk.
+    int judge(Operation operation, const char* path, off_t offset, std::size_t& size);
 
 private:
-    std::vector<Rule> rules_;
+    std::array<Rule, 16> rules_;
+    std::atomic<std::size_t> count_{0};
 };
 
 } // namespace faultfs
