@@ -1,12 +1,10 @@
-// Lengths around the library's fixed buffers, and texts of such lengths.
+// Texts around the lengths of the library's fixed buffers: what just fits, what is one byte longer,
+// and what is longer than several of them.
 #ifndef IXFS_TESTS_BOUNDS_H
 #define IXFS_TESTS_BOUNDS_H
 
-#include "log_recorder.h"
-
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <string>
 
 namespace bounds
@@ -14,12 +12,8 @@ namespace bounds
 
 inline constexpr std::size_t longest_text = 1023;    // in a text buffer
 inline constexpr std::size_t longest_message = 2047; // of one log line
-inline constexpr std::size_t longest_path = 4095;    // that the kernel takes
 
-inline const auto lengths =
-    testing::Values(1022U, 1023U, 1024U, 1025U, 2047U, 2048U, 4095U, 4096U, 5000U);
-
-inline std::string length_name(const testing::TestParamInfo<unsigned int>& info)
+inline std::string length_name(const testing::TestParamInfo<std::size_t>& info)
 {
     return std::to_string(info.param) + "Bytes";
 }
@@ -52,12 +46,9 @@ inline std::string as_text(const std::string& whole)
     return whole.substr(0, longest_text);
 }
 
-// What a log shows of these lines.
-inline Lines as_logged(Lines whole)
+inline std::string as_message(const std::string& whole)
 {
-    for (Line& line : whole)
-        line.message.resize(std::min(line.message.size(), longest_message));
-    return whole;
+    return whole.substr(0, longest_message);
 }
 
 } // namespace bounds

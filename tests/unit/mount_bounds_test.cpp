@@ -1,5 +1,5 @@
-// Long servers, credentials, mount points and helper lines. Command lines are cut to 1,023 bytes, as
-// are mount points; lines of the helper are read in pieces of that length.
+// Long command lines, mount directories and lines of the helper. Command lines are cut to 1,023
+// bytes, as is what is said of directories; lines are read in pieces of that length.
 #include "bounds.h"
 #include "mount_fixture.h"
 #include "record_view.h"
@@ -15,7 +15,7 @@ namespace
 
 namespace fs = std::filesystem;
 
-class MountBounds : public MountTest, public testing::WithParamInterface<unsigned int>
+class MountBounds : public MountTest, public testing::WithParamInterface<std::size_t>
 {
 protected:
     using Texts = std::vector<std::string>;
@@ -23,26 +23,25 @@ protected:
     MountBounds() { handle = make_handle(IXFS_FLAG_UNMOUNT_CRED, &job_log); }
 
     char* mount_with(const std::string& credential, const std::string& forced_credential,
-                     const std::string& media_server, const char* reserved = nullptr)
+                     const std::string& media_server)
     {
         return ixfs_mount(handle.get(), credential.c_str(), forced_credential.c_str(), port,
-                          media_server.c_str(), 60, reserved);
+                          media_server.c_str(), 60, nullptr);
     }
 
     static std::string mount_command(const std::string& credential, const std::string& media_server)
     {
-        return bounds::as_text("\"/usr/varnis/stowline/bin/ixfs\" mount -server " + media_server +
-                               " -port 40100 -timeout 60  -cred " + credential + " " + mount_base +
-                               "/" + media_server);
+        return "\"/usr/varnis/stowline/bin/ixfs\" mount -server " + media_server +
+               " -port 40100 -timeout 60  -cred " + credential + " " + mount_base + "/" +
+               media_server;
     }
 
     static std::string unmount_command_of(const std::string& credential,
                                           const std::string& media_server,
                                           const std::string& mount_point)
     {
-        return bounds::as_text("\"/usr/varnis/stowline/bin/ixfs\" umount -f -server " +
-                               media_server + " -port 40100 -cred " + credential + " " +
-                               mount_point);
+        return "\"/usr/varnis/stowline/bin/ixfs\" umount -f -server " + media_server +
+               " -port 40100 -cred " + credential + " " + mount_point;
     }
 
     // What an output line comes to: pieces of what a buffer takes.
@@ -73,77 +72,54 @@ protected:
         return left;
     }
 
-    const std::string text = bounds::text(GetParam());
+    // Letters that make up the length beside a text without them.
+    static std::string beside(const std::string& rest)
+    {
+        return bounds::text(GetParam() - rest.size());
+    }
+
     RecordedCommands commands;
 };
 
 // ---- Arguments ----------------------------------------------------------------------------------
 
-TEST_P(MountBounds, MountCredential)
+TEST_P(MountBounds, MountCommand)
 {
     helper.answers({mounts_image()});
-    ASSERT_STREQ(mount_with(text, unmount_cred, server), image.path().c_str());
-    EXPECT_EQ(commands.lines(), Texts{mount_command(text, server)});
-    EXPECT_EQ(record_view::mount(handle.get()).mount_cred, text);
+    const std::string credential = beside(mount_command("", server));
+    ASSERT_STREQ(mount_with(credential, unmount_cred, server), image.path().c_str());
+    EXPECT_EQ(commands.lines(), Texts{bounds::as_text(mount_command(credential, server))});
+    EXPECT_EQ(record_view::mount(handle.get()).mount_cred, credential);
 }
 
-TEST_P(MountBounds, UnmountCredential)
+TEST_P(MountBounds, UnmountCommand)
 {
     helper.answers({mounts_image()});
-    ASSERT_STREQ(mount_with(mount_cred, text, server), image.path().c_str());
-    EXPECT_EQ(record_view::mount(handle.get()).unmount_cred, text);
-    EXPECT_EQ(ixfs_unmount(handle.get()), EC_OK);
-    EXPECT_EQ(commands.lines(), (Texts{mount_command(mount_cred, server),
-                                       unmount_command_of(text, server, image.path())}));
-}
-
-TEST_P(MountBounds, ServerOfManySegments)
-{
-    helper.answers({mounts_image()});
-    const std::string media_server = bounds::path(GetParam(), "m");
-    const std::string directory = std::string(mount_base) + "/" + media_server;
-    const bool usable = directory.size() <= bounds::longest_path;
-    ASSERT_EQ(mount_with(mount_cred, unmount_cred, media_server) != nullptr, usable);
-    if (!usable) {
-        EXPECT_EQ(ixfs_last_error(handle.get()), EC_MOUNT_DIRECTORY);
-        EXPECT_EQ(commands.lines(), Texts{});
-        return;
-    }
-    EXPECT_TRUE(fs::is_directory(directory)) << "the directory's path is not cut";
-    EXPECT_EQ(record_view::mount(handle.get()).server, media_server);
+    const std::string credential = beside(unmount_command_of("", server, image.path()));
+    ASSERT_STREQ(mount_with(mount_cred, credential, server), image.path().c_str());
+    EXPECT_EQ(record_view::mount(handle.get()).unmount_cred, credential);
     EXPECT_EQ(ixfs_unmount(handle.get()), EC_OK);
     EXPECT_EQ(commands.lines(),
-              (Texts{mount_command(mount_cred, media_server),
-                     unmount_command_of(unmount_cred, media_server, image.path())}));
+              (Texts{mount_command(mount_cred, server),
+                     bounds::as_text(unmount_command_of(credential, server, image.path()))}));
 }
 
-TEST_P(MountBounds, ServerOfOneSegmentHasNoDirectory)
+TEST_P(MountBounds, MountDirectory)
 {
-    EXPECT_EQ(mount_with(mount_cred, unmount_cred, text), nullptr);
-    EXPECT_EQ(ixfs_last_error(handle.get()), EC_MOUNT_DIRECTORY);
-    EXPECT_EQ(log.lines().back(),
-              mount_says.info("INF - Create mount dir " +
-                              bounds::as_text(std::string(mount_base) + "/" + text) +
-                              " failed, error = " + std::to_string(ENAMETOOLONG) + "."));
-}
-
-TEST_P(MountBounds, ReservedArgumentIsIgnored)
-{
+    constexpr std::size_t longest_path = 4095; // that the kernel takes
     helper.answers({mounts_image()});
-    EXPECT_STREQ(mount_with(mount_cred, unmount_cred, server, text.c_str()), image.path().c_str());
-    EXPECT_EQ(commands.lines(), Texts{mount_command(mount_cred, server)});
-}
-
-TEST_P(MountBounds, MinimalContextKeepsAllWhole)
-{
-    ASSERT_EQ(ixfs_recreate_minimal_context(handle.get(), text.c_str(), text.c_str(), port,
-                                            text.c_str(), 60, text.c_str()),
-              0);
-    EXPECT_EQ(record_view::mount(handle.get()).server, text);
-    EXPECT_EQ(record_view::mount(handle.get()).mount_cred, text);
-    EXPECT_EQ(record_view::mount(handle.get()).unmount_cred, text);
-    EXPECT_EQ(record_view::mount(handle.get()).mnt_path, text);
-    EXPECT_EQ(ixfs_unmount(handle.get()), EC_INVALID_PARAMETER);
+    const std::string directory = bounds::path(GetParam(), std::string(mount_base) + "/m");
+    const std::string media_server = directory.substr(std::strlen(mount_base) + 1);
+    const bool usable = directory.size() <= longest_path;
+    EXPECT_EQ(mount_with(mount_cred, unmount_cred, media_server) != nullptr, usable);
+    EXPECT_EQ(fs::exists(directory.substr(0, longest_path)), usable)
+        << "the directory's path is not cut";
+    const std::string said = bounds::as_text(directory);
+    const Line expected =
+        usable ? mount_says.info("INF - Successfully setup mount directory: " + said + ".")
+               : mount_says.info("INF - Create mount dir " + said +
+                                 " failed, error = " + std::to_string(ENAMETOOLONG) + ".");
+    EXPECT_EQ(log.with_message(expected.message), Lines{expected});
 }
 
 // ---- Lines of the helper ------------------------------------------------------------------------
@@ -155,25 +131,9 @@ TEST_P(MountBounds, MountPointLine)
     helper.answers({{line, "EXIT_STATUS=0"}, {"EXIT_STATUS=0"}});
     EXPECT_EQ(std::string(mount()), mount_point);
     EXPECT_EQ(ixfs_unmount(handle.get()), EC_OK);
-    EXPECT_EQ(commands.lines().at(1), unmount_command_of(unmount_cred, server, mount_point));
+    EXPECT_EQ(commands.lines().at(1),
+              bounds::as_text(unmount_command_of(unmount_cred, server, mount_point)));
     EXPECT_EQ(responses(), joined(pieces(line), {"EXIT_STATUS=0", "EXIT_STATUS=0"}));
-}
-
-TEST_P(MountBounds, MountPointOfAFailedUnmount)
-{
-    const std::string line = bounds::path(GetParam(), "MOUNTPOINT=/nowhere");
-    const std::string mount_point = bounds::as_text(line).substr(std::strlen("MOUNTPOINT="));
-    helper.answers({{line, "EXIT_STATUS=0"}, {"EXIT_STATUS=3"}});
-    ASSERT_NE(mount(), nullptr);
-    EXPECT_EQ(ixfs_unmount(handle.get()), EC_HELPER_FAILED);
-    const std::string none = std::to_string(ENOENT);
-    EXPECT_EQ(log.with_tag("_ixfs_umount()"),
-              (Lines{local_unmount_says.info("INF - attempting to umount -f (" + mount_point + ")"),
-                     local_unmount_says.error("ERR - umount failed for " + mount_point +
-                                              ", errno = " + none)}));
-    EXPECT_EQ(log.with_tag("_ixfs_folder_delete()"),
-              (Lines{folder_delete_says.error("ERR - ACE_OS::opendir(" + mount_point +
-                                              ") failed, error = " + none)}));
 }
 
 TEST_P(MountBounds, MountPointThatIsLookedInto)
@@ -186,8 +146,9 @@ TEST_P(MountBounds, MountPointThatIsLookedInto)
     EXPECT_EQ(std::string(mount()), mount_point);
     const Line looked =
         validate_says.info("INF - Validating name: " + backups + ", mount_point: " + mount_point);
-    EXPECT_EQ(log.with_tag("_ixfs_mount_validate()"), bounds::as_logged({looked}));
-    EXPECT_EQ(_ixfs_mount_validate(handle.get(), record_view::mount_of(handle.get())), 1);
+    EXPECT_EQ(log.with_tag("_ixfs_mount_validate()"),
+              (Lines{{looked.severity, looked.tag, bounds::as_message(looked.message)}}));
+    EXPECT_EQ(_ixfs_mount_validate(handle.get(), handle->mount), 1);
 }
 
 TEST_P(MountBounds, MountPathLine)
@@ -213,6 +174,7 @@ TEST_P(MountBounds, ExitStatusLine)
 
 TEST_P(MountBounds, OtherLineOfAMount)
 {
+    const std::string text = bounds::text(GetParam());
     helper.answers({joined({text}, mounts_image()), {"EXIT_STATUS=0"}});
     EXPECT_EQ(std::string(mount()), image.path());
     EXPECT_EQ(responses(), joined(pieces(text), mounts_image()));
@@ -237,6 +199,7 @@ TEST_P(MountBounds, MountPointAtTheEndOfALine)
 
 TEST_P(MountBounds, LinesOfAnUnmount)
 {
+    const std::string text = bounds::text(GetParam());
     const std::string status = "EXIT_STATUS=" + std::string(GetParam() - 12, '0');
     given_mount(mounts_image(), {{text, status}});
     EXPECT_EQ(ixfs_unmount(handle.get()), EC_OK);
@@ -244,6 +207,6 @@ TEST_P(MountBounds, LinesOfAnUnmount)
     EXPECT_EQ(job_log.lines().back(), "JBD - INF - response - " + bounds::as_text(status) + "\n");
 }
 
-INSTANTIATE_TEST_SUITE_P(, MountBounds, bounds::lengths, bounds::length_name);
+INSTANTIATE_TEST_SUITE_P(, MountBounds, testing::Values(1023U, 1024U, 5000U), bounds::length_name);
 
 } // namespace
