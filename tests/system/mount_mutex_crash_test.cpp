@@ -180,7 +180,7 @@ TEST_F(MountMutexCrashTest, LockDeletedUnderItsHolderIsMadeAgainAndNotHeldUpByTh
 TEST_F(MountMutexCrashTest, ProcessesThatAreKilledDisturbNoOthers)
 {
     constexpr int processes = 16;
-    const int cycles = cycle_count(40);
+    const int cycles = cycle_count(8);
     std::vector<ChildProcess> lasting;
     for (int i = 0; i < processes; ++i) {
         lasting.push_back(start([cycles](ChildProcess::Parent& parent) {
@@ -190,7 +190,7 @@ TEST_F(MountMutexCrashTest, ProcessesThatAreKilledDisturbNoOthers)
             return failures;
         }));
     }
-    for (int call = 1; call <= cycle_count(400); ++call) {
+    for (int call = 1; call <= cycle_count(80); ++call) {
         const int result = run([call](ChildProcess::Parent& parent) {
             const SemaphoreFaults faults(call % 50 + 1);
             while (mount_and_unmount(parent) == 0)

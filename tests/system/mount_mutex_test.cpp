@@ -31,7 +31,7 @@ int cycle_all(int cycles, const std::string& server)
 TEST_F(MountMutexTest, FiftyProcessesNeitherFailNorOverlap)
 {
     constexpr int processes = 50;
-    const int cycles = cycle_count(40);
+    const int cycles = cycle_count(4);
     const auto begin = std::chrono::steady_clock::now();
     std::vector<ChildProcess> children;
     for (int i = 0; i < processes; ++i) {
