@@ -114,6 +114,16 @@ TEST_F(DescriptorCopy, ExtentNameIsCutAt1023Bytes)
     }
 }
 
+TEST_F(DescriptorCopy, NullExtentNameIsWrittenAsFormattersWriteIt)
+{
+    dir.write("old", old_extent);
+    const std::string old_path = dir / "old";
+    const std::string new_path = dir / "new";
+    EXPECT_EQ(_ixfs_copy_desc(handle.get(), old_path.c_str(), new_path.c_str(), nullptr), 1);
+    EXPECT_EQ(copied(), "RW 2048 VMFS \"(null)\"\r\n");
+    EXPECT_EQ(log.take(), Lines{extent_line("(null)")});
+}
+
 // ---- Lines that are not recognised --------------------------------------------------------------
 
 TEST_F(DescriptorCopy, WithoutAnExtentLineAllIsCopiedAndTheCopyFails)
