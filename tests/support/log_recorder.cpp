@@ -1,6 +1,7 @@
 #include "log_recorder.h"
 
 #include "interpose.h"
+#include "log_catalogue.h"
 
 #include <gtest/gtest.h>
 
@@ -8,6 +9,7 @@
 #include <chrono>
 #include <cstdarg>
 #include <cstdio>
+#include <cstring>
 #include <ostream>
 #include <utility>
 
@@ -15,6 +17,7 @@ namespace
 {
 
 std::atomic<LogRecorder*> current{nullptr};
+std::atomic<const InventedLines*> invented{nullptr};
 
 const char* severity_name(int severity)
 {
@@ -28,6 +31,26 @@ const char* severity_name(int severity)
     default:
         return "no severity";
     }
+}
+
+void expect_row(int severity, const char* tag, const char* message)
+{
+    const InventedLines* const own = invented;
+    const LogCatalogue& catalogue = LogCatalogue::of_the_project();
+    if ((own != nullptr && own->tag == tag) || catalogue.has(severity, tag, message))
+        return;
+    ADD_FAILURE() << "docs/log-lines.md has no row for "
+                  << testing::PrintToString(Line{severity, tag, message})
+                  << "\nrows with such a text:\n"
+                  << catalogue.rows_with_text_of(message);
+}
+
+void expect_job_log_row(const char* message)
+{
+    if (invented == nullptr && !LogCatalogue::of_the_project().has_in_job_log(message))
+        ADD_FAILURE() << "docs/log-lines.md marks no row as job log for "
+                      << testing::PrintToString(message) << "\nrows with such a text:\n"
+                      << LogCatalogue::of_the_project().rows_with_text_of(message);
 }
 
 } // namespace
@@ -55,6 +78,7 @@ void PrintTo(const Lines& lines, std::ostream* stream)
 
 LogRecorder::LogRecorder()
 {
+    LogCatalogue::of_the_project(); // is read now, not in the middle of a call to the library
     EXPECT_EQ(current.exchange(this), nullptr) << "two log recorders at a time";
 }
 
@@ -72,6 +96,7 @@ void LogRecorder::callback(int severity, const char* function_tag, const char* m
         return;
     }
     recorder->record({severity, function_tag, message});
+    expect_row(severity, function_tag, message);
 }
 
 void LogRecorder::record(Line line)
@@ -144,6 +169,16 @@ bool LogRecorder::wait_for(const std::string& message, std::size_t count) const
     return recorded_.wait_for(lock, std::chrono::seconds(30), there);
 }
 
+InventedLines::InventedLines(std::string tag_) : tag(std::move(tag_))
+{
+    EXPECT_EQ(invented.exchange(this), nullptr) << "two inventions at a time";
+}
+
+InventedLines::~InventedLines()
+{
+    invented = nullptr;
+}
+
 void JobLogRecorder::callback(void* job_log_context, int first, int second, int third, int fourth,
                               int fifth, const char* format, ...)
 {
@@ -152,11 +187,12 @@ void JobLogRecorder::callback(void* job_log_context, int first, int second, int 
         EXPECT_EQ(number, 0);
     EXPECT_STREQ(format, "JBD - %s");
 
-    char text[4096];
+    char text[4096]{};
     va_list arguments;
     va_start(arguments, format);
     std::vsnprintf(text, sizeof(text), format, arguments);
     va_end(arguments);
+    expect_job_log_row(text + std::strlen("JBD - "));
 
     auto* const recorder = static_cast<JobLogRecorder*>(job_log_context);
     const std::lock_guard<std::mutex> lock(recorder->mutex_);

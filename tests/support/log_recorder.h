@@ -31,7 +31,8 @@ void PrintTo(const Lines& lines, std::ostream* stream);
 
 // Records the lines of every handle whose log callback is LogRecorder::callback. There is one
 // recorder at a time, since that callback has no context; it must outlive those handles. A line
-// that comes while there is none fails the test that runs. Any thread.
+// that comes while there is none fails the test that runs, and so does one without a row in
+// docs/log-lines.md: the same tag, severity and text. Any thread.
 class LogRecorder
 {
 public:
@@ -73,8 +74,22 @@ private:
     std::vector<Entry> entries_;
 };
 
+// While it lives, lines with a tag are the test's own invention and need no row in docs/log-lines.md;
+// nor does any line of the job log, which has no tags. One at a time.
+class InventedLines
+{
+public:
+    explicit InventedLines(std::string tag);
+    ~InventedLines();
+    InventedLines(const InventedLines&) = delete;
+    InventedLines& operator=(const InventedLines&) = delete;
+
+    const std::string tag;
+};
+
 // Records the job log of the handles that are given `callback` and `&recorder`. Checks that the
-// integers are zero and the format is "JBD - %s", as every line has them. Any thread.
+// integers are zero and the format is "JBD - %s", as every line has them, and that docs/log-lines.md
+// marks a row with such a text as "job log". Any thread.
 class JobLogRecorder
 {
 public:

@@ -11,6 +11,7 @@ namespace
 class LogBounds : public HandleTest, public testing::WithParamInterface<std::size_t>
 {
 protected:
+    const InventedLines invented{"tag"};
     const std::string text = bounds::text(GetParam());
     const Line logged{IXFS_LOG_INF, "tag", bounds::as_message(text)};
 };

@@ -12,7 +12,11 @@
 namespace
 {
 
-using Log = HandleTest;
+class Log : public HandleTest
+{
+protected:
+    const InventedLines invented{"operation()"};
+};
 
 // A log callback that allocates nothing, and leaves errno changed.
 int plain_calls = 0;
