@@ -40,6 +40,14 @@ INTERPOSED(strndup, char*, (const char* text, size_t size))
     return real_strndup()(text, size);
 }
 
+Interposable<int(void*)> on_free{"free", Reach::this_thread, Failure::by_errno};
+
+INTERPOSED(free, void, (void* block))
+{
+    on_free.ask(block);
+    real_free()(block);
+}
+
 // clang puts a sanitizer's operator new into the program itself, where there can be only one.
 #ifndef IXFS_SANITIZER_DEFINES_NEW
 INTERPOSED_SYMBOL(new, "_Znwm", nullptr, void*, (size_t size))

@@ -132,6 +132,18 @@ TEST_F(Files, ExistenceIsNotTriedAgainAfterAnotherErrorThanATimeOut)
                                   "ERR - ACE_OS::access(/m/broken) failed, error = 5\n"}}));
 }
 
+TEST_F(Files, ExistenceIsNotTriedAgainAfterEintrOrEagain)
+{
+    for (const int error : {EINTR, EAGAIN}) {
+        auto access = interpose::on_access.fails_once(error);
+        EXPECT_EQ(exists(dir.path()), 0);
+        EXPECT_EQ(access.calls(), 1);
+        EXPECT_EQ(log.take(), (Lines{{IXFS_LOG_ERR, exists_tag,
+                                      "ERR - ACE_OS::access(" + dir.path() +
+                                          ") failed, error = " + std::to_string(error) + "\n"}}));
+    }
+}
+
 TEST_F(Files, LongPathIsAskedForWholeAndLoggedCut)
 {
     const std::string path = dir.path() + std::string(3000, '/') + "missing";
@@ -235,6 +247,21 @@ TEST_F(Files, EverySegmentTimingOutIsStillASuccess)
     EXPECT_EQ(mkdir.calls(), 200);
     EXPECT_EQ(segments, 2);
     EXPECT_EQ(log.take(), folder_created_lines("/a", "b/c", 2));
+}
+
+TEST_F(Files, SegmentIsNotTriedAgainAfterEintrOrEagain)
+{
+    for (const int error : {EINTR, EAGAIN}) {
+        auto mkdir = interpose::on_mkdir.fails_once(error);
+        EXPECT_EQ(create("/a", "b"), 1);
+        EXPECT_EQ(mkdir.calls(), 1);
+        Lines expected = folder_created_lines("/a", "b", 1);
+        expected.back() = {IXFS_LOG_INF, create_tag,
+                           "ERR - ACE_OS::mkdir(): Could not create Parent (/a/b), error: " +
+                               std::to_string(error) + "\n"};
+        EXPECT_EQ(log.take(), expected);
+    }
+    EXPECT_EQ(segments, 0);
 }
 
 TEST_F(Files, FolderIsMadeAtThe100thCallAfter99TimeOuts)
@@ -347,6 +374,49 @@ TEST_F(Files, LinkThatIsNotPermittedReadsAsSuccess)
 }
 
 // ---- All ----------------------------------------------------------------------------------------
+
+// Damages the mark by which a valid handle is known.
+class DamagedMark
+{
+public:
+    explicit DamagedMark(_ixfs_control_t* handle) : mark_(reinterpret_cast<char*>(handle))
+    {
+        *mark_ ^= 1;
+        EXPECT_EQ(_ixfs_is_invalid(handle), 1);
+    }
+    ~DamagedMark() { *mark_ ^= 1; }
+    DamagedMark(const DamagedMark&) = delete;
+    DamagedMark& operator=(const DamagedMark&) = delete;
+
+private:
+    char* mark_;
+};
+
+TEST_F(Files, HandlesMarkIsNotLookedAt)
+{
+    const DamagedMark damaged(handle.get());
+    EXPECT_EQ(create(dir.path(), "b"), 0);
+    EXPECT_EQ(log.take(), folder_created_lines(dir.path(), "b", 1));
+
+    EXPECT_EQ(exists(dir / "b"), 1);
+    EXPECT_EQ(log.take(), Lines{exists_line(dir / "b")});
+
+    dir.write("b/old", "RW 1 VMFS \"a\"\n");
+    EXPECT_EQ(_ixfs_copy_desc(handle.get(), (dir / "b/old").c_str(), (dir / "b/new").c_str(), "c"),
+              1);
+    EXPECT_EQ(dir.read("b/new"), "RW 1 VMFS \"c\"\r\n");
+    EXPECT_EQ(log.take(),
+              (Lines{{IXFS_LOG_INF, "_ixfs_copy_desc()", "INF - New extent description: c\n"}}));
+
+    EXPECT_EQ(link(dir / "b/new", dir / "link"), 1);
+    EXPECT_TRUE(dir.exists("link"));
+    EXPECT_EQ(link(dir / "b/new", dir / "link"), EEXIST);
+    EXPECT_EQ(log.take().size(), 1U);
+
+    EXPECT_EQ(_ixfs_folder_delete(handle.get(), (dir / "b").c_str()), 0);
+    EXPECT_FALSE(dir.exists("b"));
+    EXPECT_EQ(log.take().size(), 3U) << "two files and their folder";
+}
 
 TEST_F(Files, FailuresLeaveTheLastStatusOfTheHandleAlone)
 {

@@ -205,6 +205,23 @@ TEST_F(HelperResponses, ExitStatusIsTheNumberBehindTheLastEqualsSign)
     EXPECT_EQ(ixfs_last_error(handle.get()), EC_HELPER_FAILED);
 }
 
+// A status of 25 would be tried again, and each of the first three is one in another base.
+TEST_F(HelperResponses, ExitStatusIsDecimalWhateverItLooksLike)
+{
+    FakeClock clock;
+    for (const char* failed : {"031", "010", "0031"}) {
+        helper.answers({{"EXIT_STATUS=" + std::string(failed)}, {"EXIT_STATUS=0"}});
+        EXPECT_EQ(mount(), nullptr) << failed;
+        EXPECT_EQ(ixfs_last_error(handle.get()), EC_HELPER_FAILED) << failed;
+    }
+    helper.answers({{"MOUNTPOINT=" + image.path(), "EXIT_STATUS=0x19"}});
+    EXPECT_STREQ(mount(), image.path().c_str()) << "0x19 is zero";
+    helper.answers({{"EXIT_STATUS=025"}, {"EXIT_STATUS=0"}});
+    const std::size_t runs = helper.runs().size();
+    EXPECT_EQ(ixfs_unmount(handle.get()), EC_OK);
+    EXPECT_EQ(helper.runs().size(), runs + 2) << "025 is 25";
+}
+
 TEST_F(HelperResponses, ExitStatusThatIsNoNumberIsZero)
 {
     helper.answers({{"MOUNTPOINT=" + image.path(), "EXIT_STATUS=busy"}});

@@ -5,6 +5,8 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <cstdint>
+#include <cstdlib>
 #include <cstring>
 #include <string>
 #include <thread>
@@ -19,6 +21,21 @@ TEST(Interpose, CallIsRealWithoutBehaviour)
 {
     EXPECT_EQ(access("/", R_OK), 0);
     EXPECT_GT(time(nullptr), 1'700'000'000);
+}
+
+TEST(Interpose, BehaviourOfFreeOnlyLooksOn)
+{
+    std::vector<uintptr_t> freed;
+    void* const block = std::malloc(1);
+    const auto address = reinterpret_cast<uintptr_t>(block);
+    {
+        auto free_hook = interpose::on_free([&](void* freed_block) {
+            freed.push_back(reinterpret_cast<uintptr_t>(freed_block));
+            return std::optional<int>(-1);
+        });
+        std::free(block);
+    }
+    EXPECT_EQ(freed, std::vector<uintptr_t>{address});
 }
 
 TEST(Interpose, BehaviourEndsWithItsHook)

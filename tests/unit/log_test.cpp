@@ -9,6 +9,8 @@
 #include <thread>
 #include <vector>
 
+#include <sys/mman.h>
+
 namespace
 {
 
@@ -119,6 +121,44 @@ TEST_F(Log, NoCallbackAtAllIsAccepted)
     _ixfs_log(silent.get(), "operation()", IXFS_LOG_ERR, "ERR - %d\n", 1);
     _ixfs_server_log(silent.get(), "operation()", IXFS_LOG_ERR, "ERR - %d\n", 1);
     EXPECT_EQ(log.lines(), Lines{});
+}
+
+// A text that tells whether it was read: the kernel gives it memory only then.
+class UnreadText
+{
+public:
+    UnreadText()
+        : text_(mmap(nullptr, 1, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0))
+    {
+        EXPECT_NE(text_, MAP_FAILED);
+    }
+    ~UnreadText() { munmap(text_, 1); }
+    UnreadText(const UnreadText&) = delete;
+    UnreadText& operator=(const UnreadText&) = delete;
+
+    operator const char*() const { return static_cast<const char*>(text_); }
+
+    bool was_read() const
+    {
+        unsigned char in_memory = 0;
+        EXPECT_EQ(mincore(text_, 1, &in_memory), 0);
+        return (in_memory & 1) != 0;
+    }
+
+private:
+    void* text_;
+};
+
+TEST_F(Log, LineIsFormattedAlsoWhenThereIsNoCallback)
+{
+    const Handle silent(ixfs_init(0, nullptr, nullptr, nullptr, nullptr));
+    for (const auto function : {_ixfs_log, _ixfs_server_log}) {
+        const UnreadText text;
+        ASSERT_FALSE(text.was_read());
+        function(silent.get(), "operation()", IXFS_LOG_INF, "INF - %s\n",
+                 static_cast<const char*>(text));
+        EXPECT_TRUE(text.was_read());
+    }
 }
 
 TEST_F(Log, HandleIsNotValidated)

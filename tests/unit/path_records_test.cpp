@@ -231,6 +231,14 @@ TEST_F(PathRecords, ConversionOfNoRecordsAppendsNothing)
     EXPECT_EQ(out, (Texts{"there before"}));
 }
 
+TEST_F(PathRecords, ConversionMakesRoomForAsManyAsThereAreRecords)
+{
+    records.resize(5);
+    Texts out;
+    convertVmdkPathsListToCharArrays(records, out);
+    EXPECT_EQ(out.capacity(), 5U) << "and not what grows one by one";
+}
+
 TEST_F(PathRecords, BytesThatAreNoUtf8GoOutAsTheyCameIn)
 {
     populate({"[gr\xfcn] backups/\xc4\xe3.vmdk.desc"});
