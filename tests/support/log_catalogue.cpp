@@ -57,9 +57,12 @@ void LogCatalogue::add(const std::string& row)
         throw std::runtime_error("not a row of the catalogue of log lines: " + row);
     const std::string tags = cells[1];
     const bool in_job_log = cells[4].str().find("**job log**") != std::string::npos;
+    const Pieces pieces = pieces_of(cells[3].str() + "\n");
+    std::size_t fixed = 0;
+    for (const Piece& piece : pieces)
+        fixed += piece.text.size();
     for (std::sregex_iterator tag(tags.begin(), tags.end(), quoted_tag), end; tag != end; ++tag)
-        rows_[(*tag)[1]].push_back(
-            {row, std::stoi(cells[2]), pieces_of(cells[3].str() + "\n"), in_job_log});
+        rows_[(*tag)[1]].push_back({row, std::stoi(cells[2]), pieces, fixed, in_job_log});
 }
 
 LogCatalogue::Pieces LogCatalogue::pieces_of(const std::string& text)
@@ -105,11 +108,12 @@ bool LogCatalogue::has(int severity, std::string_view tag, std::string_view mess
     const auto found = rows_.find(tag);
     if (found == rows_.end())
         return false;
+    const Row* closest = nullptr;
     for (const Row& row : found->second) {
-        if (row.severity == severity && matches(row.pieces, message))
-            return true;
+        if ((closest == nullptr || row.fixed > closest->fixed) && matches(row.pieces, message))
+            closest = &row;
     }
-    return false;
+    return closest != nullptr && closest->severity == severity;
 }
 
 bool LogCatalogue::has_in_job_log(std::string_view message) const

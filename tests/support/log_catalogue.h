@@ -18,8 +18,9 @@ public:
     // The project's own catalogue. Read at the first call, and the same for the whole program.
     static const LogCatalogue& of_the_project();
 
-    // Whether a row has this severity and tag, and a text that can become the whole of the message,
-    // or its front where the message was cut. Allocates nothing.
+    // Whether the row of this tag for the message has this severity. It is the one whose text can
+    // become the whole message, or its front where the message was cut; of several, the one that
+    // leaves least to values. Allocates nothing.
     bool has(int severity, std::string_view tag, std::string_view message) const;
 
     // Whether a row marked "job log" has a text that can become the message.
@@ -41,6 +42,7 @@ private:
         std::string source;
         int severity;
         Pieces pieces;
+        std::size_t fixed; // characters that are no value
         bool in_job_log;
     };
 

@@ -46,6 +46,18 @@ TEST_F(Catalogue, HasALineWhoseSeverityTagAndWholeTextAreThose)
     EXPECT_FALSE(catalogue.has(0, "open()", "ERR - a of b failed\n"));
 }
 
+TEST_F(Catalogue, LineBelongsToTheRowThatLeavesLeastToValues)
+{
+    const LogCatalogue catalogue = catalogue_of("| `open()` | 0 | `ERR - no %s` | |\n"
+                                                "| `open()` | 2 | `ERR - no memory` | |\n"
+                                                "| `open()` | 1 | `%s` | |\n");
+    EXPECT_TRUE(catalogue.has(0, "open()", "ERR - no file\n"));
+    EXPECT_TRUE(catalogue.has(2, "open()", "ERR - no memory\n"));
+    EXPECT_TRUE(catalogue.has(1, "open()", "WRN - slow\n"));
+    EXPECT_FALSE(catalogue.has(0, "open()", "ERR - no memory\n"));
+    EXPECT_FALSE(catalogue.has(1, "open()", "ERR - no memory\n"));
+}
+
 TEST_F(Catalogue, HasTheFrontOfALineThatIsCut)
 {
     const LogCatalogue catalogue = catalogue_of("| `open()` | 0 | `ERR - %s (%d) failed` | |\n");
