@@ -57,13 +57,13 @@ record_view::Mount record_view::mount(const _ixfs_control_t* handle)
         record.control,
         record.mount_point,
         record.timeout,
-        record.mutex != nullptr,
-        record.mutex_held,
-        text_of(record.server),
+        record.mutex.held(),
+        text_of(record.server.get()),
         record.port,
-        text_of(record.mount_cred),
-        text_of(record.unmount_cred),
-        record.mnt_path != nullptr ? std::optional<std::string>(record.mnt_path) : std::nullopt,
+        text_of(record.mount_cred.get()),
+        text_of(record.unmount_cred.get()),
+        record.mnt_path != nullptr ? std::optional<std::string>(record.mnt_path.get())
+                                   : std::nullopt,
         record.event != nullptr,
         record.thread_result,
     };
@@ -77,12 +77,12 @@ void record_view::set_mount_point(_ixfs_control_t* handle, const std::string& mo
 
 void record_view::clear_unmount_cred(_ixfs_control_t* handle)
 {
-    handle->mount->unmount_cred[0] = '\0';
+    *handle->mount->unmount_cred = '\0';
 }
 
 void* record_view::stop_event(void* thread_argument)
 {
-    return static_cast<_ixfs_mount_t*>(thread_argument)->event;
+    return static_cast<MountWatch*>(thread_argument)->stop_event();
 }
 
 bool record_view::signal_event(_ixfs_control_t* handle)

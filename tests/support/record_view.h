@@ -5,6 +5,10 @@
 
 #include "ixfs.h"
 
+#include "ixfs_lib_util/control.h"
+#include "ixfs_lib_util/mount_record.h"
+#include "ixfs_lib_util/unmount.h"
+
 #include <optional>
 #include <string>
 #include <vector>
@@ -37,7 +41,6 @@ struct Mount {
     const _ixfs_control_t* control;
     std::string mount_point;
     int timeout; // seconds
-    bool has_mutex;
     bool holds_mutex;
     std::string server;
     int port;
