@@ -1,7 +1,10 @@
 #include "record_view.h"
 
 #include "ixfs_lib_util/control.h"
+#include "ixfs_lib_util/log.h"
 #include "ixfs_lib_util/mount_record.h"
+#include "ixfs_lib_util/mount_watch.h"
+#include "ixfs_lib_util/unmount.h"
 
 #include <cstdlib>
 #include <cstring>

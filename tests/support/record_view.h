@@ -5,13 +5,21 @@
 
 #include "ixfs.h"
 
-#include "ixfs_lib_util/control.h"
-#include "ixfs_lib_util/mount_record.h"
-#include "ixfs_lib_util/unmount.h"
-
 #include <optional>
 #include <string>
 #include <vector>
+
+struct _ixfs_mount_t;
+
+// What the library exports for its own kin, and declares in its sources alone.
+extern "C" {
+void _ixfs_log_init(void);
+void _ixfs_mount_delete(_ixfs_mount_t* record);
+int _ixfs_mount_validate(_ixfs_control_t* handle, _ixfs_mount_t* record);
+void* _ixfs_mount_validate_thread(void* record);
+void _ixfs_no_mount(_ixfs_control_t* handle, ec_status status);
+void _ixfs_no_unmount(_ixfs_control_t* handle, _ixfs_mount_t* record, ec_status status);
+}
 
 namespace record_view
 {

@@ -1,4 +1,5 @@
 #include "late_threads.h"
+#include "record_view.h"
 
 #include "watchdog.h"
 

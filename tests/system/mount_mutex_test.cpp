@@ -1,5 +1,6 @@
 // Processes that take the mount mutex at the same time.
 #include "mount_mutex.h"
+#include "record_view.h"
 
 #include "cycle_count.h"
 #include "process_state.h"

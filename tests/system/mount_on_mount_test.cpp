@@ -1,6 +1,7 @@
 // Mounts that are really made: what they show, and what is left of those that fail.
 #include "fake_time.h"
 #include "loopback_test.h"
+#include "record_view.h"
 
 #include <atomic>
 #include <filesystem>

@@ -1,5 +1,6 @@
 #include "descriptor_test.h"
 #include "interpose.h"
+#include "record_view.h"
 
 #include <cerrno>
 #include <cstdio>

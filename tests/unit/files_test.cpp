@@ -1,6 +1,7 @@
 #include "file_lines.h"
 #include "handle_test.h"
 #include "interpose.h"
+#include "record_view.h"
 #include "temp_dir.h"
 
 #include <gtest/gtest.h>

@@ -3,6 +3,7 @@
 #include "interpose.h"
 #include "process_state.h"
 #include "real_mount.h"
+#include "record_view.h"
 #include "temp_dir.h"
 
 #include <gtest/gtest.h>

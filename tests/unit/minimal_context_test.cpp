@@ -53,7 +53,6 @@ TEST_F(MinimalContext, HasTheArgumentsAndNoMountPointEventOrThread)
     EXPECT_EQ(mount.control, handle.get());
     EXPECT_EQ(mount.mount_point, "");
     EXPECT_EQ(mount.timeout, 45);
-    EXPECT_TRUE(mount.has_mutex);
     EXPECT_FALSE(mount.holds_mutex);
     EXPECT_EQ(mount.server, server);
     EXPECT_EQ(mount.port, port);

@@ -148,7 +148,7 @@ TEST_P(MountBounds, MountPointThatIsLookedInto)
         validate_says.info("INF - Validating name: " + backups + ", mount_point: " + mount_point);
     EXPECT_EQ(log.with_tag("_ixfs_mount_validate()"),
               (Lines{{looked.severity, looked.tag, bounds::as_message(looked.message)}}));
-    EXPECT_EQ(_ixfs_mount_validate(handle.get(), handle->mount), 1);
+    EXPECT_EQ(_ixfs_mount_validate(handle.get(), record_view::mount_of(handle.get())), 1);
 }
 
 TEST_P(MountBounds, MountPathLine)

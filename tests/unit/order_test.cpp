@@ -13,6 +13,7 @@
 #include <string>
 #include <vector>
 
+#include <fcntl.h>
 #include <sys/sem.h>
 
 namespace
@@ -109,27 +110,29 @@ TEST_F(Order, OldDescriptorIsClosedBeforeTheNewOneIsFlushed)
 {
     TempDir dir;
     dir.write("old", "RW 2048 VMFS \"vm-flat.vmdk\"\n");
-    std::map<const FILE*, std::string> names;
+    std::map<int, std::string> names;
     Events events;
     {
-        const auto fopen = interpose::on_fopen([&](const char* path, const char* mode) {
-            FILE* const file = std::fopen(path, mode);
-            names[file] = path == dir / "old" ? "old" : "new";
-            return std::optional<FILE*>(file);
+        const auto open = interpose::on_open([&](const char* path, int flags) {
+            const int descriptor = ::open(path, flags, 0644);
+            names[descriptor] = path == dir / "old" ? "old" : "new";
+            return std::optional<int>(descriptor);
         });
-        const auto fflush = interpose::on_fflush([&](FILE* file) {
-            events.push_back("flush " + names[file]);
-            return std::optional<int>();
+        const auto write = interpose::on_write([&](int descriptor, const void*, std::size_t) {
+            events.push_back("write " + names[descriptor]);
+            return std::optional<ssize_t>();
         });
-        const auto fclose = interpose::on_fclose([&](FILE* file) {
-            events.push_back("close " + names[file]);
+        const auto close = interpose::on_close([&](int descriptor) {
+            events.push_back("close " + names[descriptor]);
             return std::optional<int>();
         });
         EXPECT_EQ(_ixfs_copy_desc(handle.get(), (dir / "old").c_str(), (dir / "new").c_str(),
                                   "vm1-flat.vmdk"),
                   1);
     }
-    EXPECT_EQ(events, (Events{"close old", "flush new", "close new"}));
+    ASSERT_GE(events.size(), 3U);
+    events.erase(events.begin(), events.end() - 3); // the lines; what is left to write comes last
+    EXPECT_EQ(events, (Events{"close old", "write new", "close new"}));
 }
 
 // ---- The mount mutex ----------------------------------------------------------------------------

@@ -2,6 +2,7 @@
 // read, or could not be.
 #include "image_test.h"
 #include "interpose.h"
+#include "record_view.h"
 
 #include <map>
 #include <set>
@@ -26,11 +27,10 @@ protected:
 
     ec_status prepare_asking()
     {
-        // The preparation's handle is the first that it allocates.
-        const auto calloc_hook = interpose::on_calloc([this](std::size_t count, std::size_t size) {
-            if (handle != nullptr)
+        const auto allocation = interpose::on_allocation([this](std::size_t size) {
+            if (handle != nullptr || size != record_view::handle_size)
                 return std::optional<void*>();
-            handle = std::calloc(count, size);
+            handle = std::calloc(1, size);
             return std::optional<void*>(handle);
         });
         return prepare();
