@@ -54,7 +54,10 @@ private:
         auto* const control = static_cast<_ixfs_control_t*>(handle);
         const std::string old_path = dir / "old";
         const std::string new_path = dir / "new";
-        EXPECT_EQ(_ixfs_is_invalid(control), 0);
+        if (_ixfs_is_invalid(control) != 0) {
+            ADD_FAILURE() << "the preparation's handle is not known";
+            return false;
+        }
         EXPECT_EQ(_ixfs_copy_desc(control, old_path.c_str(), new_path.c_str(), "a-flat.vmdk"), 1);
         return dir.read("new") != dir.read("old");
     }
