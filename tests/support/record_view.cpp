@@ -21,6 +21,32 @@ std::string text_of(const char* text)
 
 const std::size_t record_view::handle_size = sizeof(_ixfs_control_t);
 
+record_view::Addresses record_view::fields_of_handle(const _ixfs_control_t* handle)
+{
+    return {
+        handle,
+        &handle->log_context,
+        &handle->log_callback,
+        &handle->job_log_callback,
+        &handle->job_log_context,
+        &handle->flags,
+        &handle->mount,
+        &handle->views,
+        &handle->name_groups,
+        &handle->last_status,
+    };
+}
+
+record_view::Addresses record_view::fields_of_mount(const _ixfs_control_t* handle)
+{
+    const _ixfs_mount_t& record = *handle->mount;
+    return {
+        &record,          &record.mount_point, &record.timeout,       &record.mutex,
+        &record.server,   &record.port,        &record.mount_cred,    &record.unmount_cred,
+        &record.mnt_path, &record.event,       &record.thread_result,
+    };
+}
+
 char* record_view::mark_of(_ixfs_control_t* handle)
 {
     static_assert(sizeof(handle->magic) == 8);

@@ -26,6 +26,11 @@ namespace record_view
 
 extern const std::size_t handle_size; // bytes that a handle takes
 
+// Where the fields lie that every version has, in the order in which they must lie.
+using Addresses = std::vector<const void*>;
+Addresses fields_of_handle(const _ixfs_control_t* handle);
+Addresses fields_of_mount(const _ixfs_control_t* handle);
+
 // The eight bytes that mark a valid handle.
 char* mark_of(_ixfs_control_t* handle);
 

@@ -41,6 +41,7 @@ protected:
 
 TEST_F(CallbackErrno, LoggingLeavesErrnoAlone)
 {
+    const InventedLines invented("operation()");
     const std::string long_text(5000, 'x');
     const Handle job_alone = disturbed(nullptr);
     for (_ixfs_control_t* const logging : {handle.get(), job_alone.get()}) {

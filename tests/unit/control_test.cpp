@@ -16,6 +16,7 @@ using Control = HandleTest;
 
 TEST_F(Control, InitTakesItsArgumentsAndLogsNothing)
 {
+    const InventedLines invented("operation()");
     int log_context = 0;
     const Handle made(ixfs_init(IXFS_FLAG_UNMOUNT_CRED | IXFS_FLAG_VIEW_ID, &log_context,
                                 LogRecorder::callback, JobLogRecorder::callback, &job_log));

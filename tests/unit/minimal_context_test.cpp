@@ -6,7 +6,9 @@
 
 #include <ace/Process_Mutex.h>
 
+#include <algorithm>
 #include <climits>
+#include <functional>
 #include <string>
 #include <utility>
 #include <vector>
@@ -42,6 +44,16 @@ TEST_F(MinimalContext, SaysOnlyThatItWaits)
     EXPECT_EQ(log.lines(), Lines{waiting});
     EXPECT_EQ(job_log.lines(),
               std::vector<std::string>{"JBD - INF - waiting for mount mutex...\n"});
+}
+
+TEST_F(MinimalContext, RecordHasItsFieldsInOrderAsTheHandleHas)
+{
+    ASSERT_EQ(recreate(), 0);
+    const record_view::Addresses record = record_view::fields_of_mount(handle.get());
+    EXPECT_TRUE(std::is_sorted(record.begin(), record.end(), std::less<>()));
+    const record_view::Addresses control = record_view::fields_of_handle(handle.get());
+    EXPECT_TRUE(std::is_sorted(control.begin(), control.end(), std::less<>()));
+    EXPECT_STREQ(static_cast<const char*>(control.front()), "IxFsCtL") << "the mark comes first";
 }
 
 TEST_F(MinimalContext, HasTheArgumentsAndNoMountPointEventOrThread)

@@ -142,7 +142,7 @@ TEST_F(MountMutex, IsReleasedByAMinimalContext)
 
 TEST_F(MountMutex, NotObtainedFailsTheMount)
 {
-    for (const int error : {EACCES, EINTR, ENOMEM}) {
+    for (const int error : {EACCES, ENOMEM}) {
         const auto waits = failing_waits(error);
         EXPECT_EQ(mount(), nullptr);
         EXPECT_EQ(log.take(), (Lines{mount_says.info("INF - waiting for mount mutex..."),

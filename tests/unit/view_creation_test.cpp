@@ -134,9 +134,28 @@ TEST_F(ViewCreation, MalformedDiskPathIsRefusedBeforeTheLock)
     expect_no_folder_touched();
 }
 
+// Paths may take as many bytes as a view does. So memory is short only once the configuration was
+// read: without disks, the view is what is allocated next.
+bool configuration_is_read;
+
+void watch_configuration(int severity, const char* tag, const char* message)
+{
+    LogRecorder::callback(severity, tag, message);
+    if (std::string(message) == "INF - Size after striping padding: 5\n")
+        configuration_is_read = true;
+}
+
 TEST_F(ViewCreation, ViewForWhichMemoryIsShortIs36)
 {
-    const MemoryShortage no_view(sizeof(_ixfs_view_t));
+    entries.clear();
+    log_info.log_callback = watch_configuration;
+    configuration_is_read = false;
+    const auto no_view = interpose::on_allocation([](std::size_t size) {
+        if (size != sizeof(_ixfs_view_t) || !configuration_is_read)
+            return std::optional<void*>();
+        errno = ENOMEM;
+        return std::optional<void*>(nullptr);
+    });
     EXPECT_EQ(prepare(), 36);
     EXPECT_EQ(image_lines(),
               config_lines() +

@@ -1,6 +1,6 @@
+#include "view_lock_test.h"
 #include "memory_shortage.h"
 #include "record_view.h"
-#include "view_lock_test.h"
 
 #include <ace/Process_Mutex.h>
 
