@@ -1,6 +1,5 @@
 // Long command lines, mount directories and lines of the helper. Command lines are cut to 1,023
 // bytes, as is what is said of directories; lines are read in pieces of that length.
-#include "bounds.h"
 #include "mount_fixture.h"
 #include "record_view.h"
 
@@ -14,6 +13,36 @@ namespace
 {
 
 namespace fs = std::filesystem;
+
+constexpr std::size_t longest_text = 1023; // in a text buffer
+
+// Letters, in an order that shows where a text was cut.
+std::string letters(std::size_t length)
+{
+    std::string all;
+    while (all.size() < length)
+        all += static_cast<char>('a' + all.size() % 25);
+    return all;
+}
+
+// A path of that length which begins with `start`, in segments that every file system takes.
+std::string path(std::size_t length, std::string start)
+{
+    constexpr std::size_t segment = 100;
+    const std::string all = letters(length);
+    const std::size_t front = start.size();
+    while (start.size() < length) {
+        const bool begins_segment = (start.size() - front) % segment == 0;
+        const bool is_last = start.size() + 1 == length;
+        start += begins_segment && !is_last ? '/' : all[start.size()];
+    }
+    return start;
+}
+
+std::string as_text(const std::string& whole)
+{
+    return whole.substr(0, longest_text);
+}
 
 class MountBounds : public MountTest, public testing::WithParamInterface<std::size_t>
 {
@@ -48,8 +77,8 @@ protected:
     static Texts pieces(const std::string& line)
     {
         Texts found;
-        for (std::size_t start = 0; start < line.size(); start += bounds::longest_text)
-            found.push_back(line.substr(start, bounds::longest_text));
+        for (std::size_t start = 0; start < line.size(); start += longest_text)
+            found.push_back(line.substr(start, longest_text));
         return found;
     }
 
@@ -73,10 +102,7 @@ protected:
     }
 
     // Letters that make up the length beside a text without them.
-    static std::string beside(const std::string& rest)
-    {
-        return bounds::text(GetParam() - rest.size());
-    }
+    static std::string beside(const std::string& rest) { return letters(GetParam() - rest.size()); }
 
     RecordedCommands commands;
 };
@@ -88,7 +114,7 @@ TEST_P(MountBounds, MountCommand)
     helper.answers({mounts_image()});
     const std::string credential = beside(mount_command("", server));
     ASSERT_STREQ(mount_with(credential, unmount_cred, server), image.path().c_str());
-    EXPECT_EQ(commands.lines(), Texts{bounds::as_text(mount_command(credential, server))});
+    EXPECT_EQ(commands.lines(), Texts{as_text(mount_command(credential, server))});
     EXPECT_EQ(record_view::mount(handle.get()).mount_cred, credential);
 }
 
@@ -101,20 +127,20 @@ TEST_P(MountBounds, UnmountCommand)
     EXPECT_EQ(ixfs_unmount(handle.get()), EC_OK);
     EXPECT_EQ(commands.lines(),
               (Texts{mount_command(mount_cred, server),
-                     bounds::as_text(unmount_command_of(credential, server, image.path()))}));
+                     as_text(unmount_command_of(credential, server, image.path()))}));
 }
 
 TEST_P(MountBounds, MountDirectory)
 {
     constexpr std::size_t longest_path = 4095; // that the kernel takes
     helper.answers({mounts_image()});
-    const std::string directory = bounds::path(GetParam(), std::string(mount_base) + "/m");
+    const std::string directory = path(GetParam(), std::string(mount_base) + "/m");
     const std::string media_server = directory.substr(std::strlen(mount_base) + 1);
     const bool usable = directory.size() <= longest_path;
     EXPECT_EQ(mount_with(mount_cred, unmount_cred, media_server) != nullptr, usable);
     EXPECT_EQ(fs::exists(directory.substr(0, longest_path)), usable)
         << "the directory's path is not cut";
-    const std::string said = bounds::as_text(directory);
+    const std::string said = as_text(directory);
     const Line expected =
         usable ? mount_says.info("INF - Successfully setup mount directory: " + said + ".")
                : mount_says.info("INF - Create mount dir " + said +
@@ -126,37 +152,37 @@ TEST_P(MountBounds, MountDirectory)
 
 TEST_P(MountBounds, MountPointLine)
 {
-    const std::string line = bounds::path(GetParam(), "MOUNTPOINT=/nowhere");
-    const std::string mount_point = bounds::as_text(line).substr(std::strlen("MOUNTPOINT="));
+    const std::string line = path(GetParam(), "MOUNTPOINT=/nowhere");
+    const std::string mount_point = as_text(line).substr(std::strlen("MOUNTPOINT="));
     helper.answers({{line, "EXIT_STATUS=0"}, {"EXIT_STATUS=0"}});
     EXPECT_EQ(std::string(mount()), mount_point);
     EXPECT_EQ(ixfs_unmount(handle.get()), EC_OK);
     EXPECT_EQ(commands.lines().at(1),
-              bounds::as_text(unmount_command_of(unmount_cred, server, mount_point)));
+              as_text(unmount_command_of(unmount_cred, server, mount_point)));
     EXPECT_EQ(responses(), joined(pieces(line), {"EXIT_STATUS=0", "EXIT_STATUS=0"}));
 }
 
 TEST_P(MountBounds, MountPointThatIsLookedInto)
 {
-    const std::string line = bounds::path(GetParam(), "MOUNTPOINT=" + image.path());
-    const std::string mount_point = bounds::as_text(line).substr(std::strlen("MOUNTPOINT="));
-    const std::string backups = bounds::as_text(mount_point + "/backups");
+    const std::string line = path(GetParam(), "MOUNTPOINT=" + image.path());
+    const std::string mount_point = as_text(line).substr(std::strlen("MOUNTPOINT="));
+    const std::string backups = as_text(mount_point + "/backups");
     fs::create_directories(backups);
     helper.answers({{"MNTPATH=/m/x", line, "EXIT_STATUS=0"}, {"EXIT_STATUS=0"}});
     EXPECT_EQ(std::string(mount()), mount_point);
     const Line looked =
         validate_says.info("INF - Validating name: " + backups + ", mount_point: " + mount_point);
     EXPECT_EQ(log.with_tag("_ixfs_mount_validate()"),
-              (Lines{{looked.severity, looked.tag, bounds::as_message(looked.message)}}));
+              (Lines{{looked.severity, looked.tag, looked.message.substr(0, 2047)}}));
     EXPECT_EQ(_ixfs_mount_validate(handle.get(), record_view::mount_of(handle.get())), 1);
 }
 
 TEST_P(MountBounds, MountPathLine)
 {
-    const std::string line = "MNTPATH=/" + bounds::text(GetParam() - std::strlen("MNTPATH=/"));
+    const std::string line = "MNTPATH=/" + letters(GetParam() - std::strlen("MNTPATH=/"));
     helper.answers({joined({line}, mounts_image()), {"EXIT_STATUS=0"}});
     ASSERT_NE(mount(), nullptr);
-    const std::string mnt_path = bounds::as_text(line).substr(std::strlen("MNTPATH=/"));
+    const std::string mnt_path = as_text(line).substr(std::strlen("MNTPATH=/"));
     EXPECT_EQ(record_view::mount(handle.get()).mnt_path, mnt_path);
     EXPECT_EQ(ixfs_unmount(handle.get()), EC_OK);
     EXPECT_EQ(log.lines_here().back(),
@@ -166,15 +192,15 @@ TEST_P(MountBounds, MountPathLine)
 TEST_P(MountBounds, ExitStatusLine)
 {
     const std::string line = "EXIT_STATUS=" + std::string(GetParam() - 13, '0') + "7";
-    const bool is_whole = GetParam() <= bounds::longest_text;
+    const bool is_whole = GetParam() <= longest_text;
     helper.answers({{"MOUNTPOINT=" + image.path(), line}, {"EXIT_STATUS=0"}});
     EXPECT_EQ(mount() != nullptr, !is_whole) << "the first piece says 0";
-    EXPECT_EQ(responses().back(), bounds::as_text(line)) << "and ends the reading";
+    EXPECT_EQ(responses().back(), as_text(line)) << "and ends the reading";
 }
 
 TEST_P(MountBounds, OtherLineOfAMount)
 {
-    const std::string text = bounds::text(GetParam());
+    const std::string text = letters(GetParam());
     helper.answers({joined({text}, mounts_image()), {"EXIT_STATUS=0"}});
     EXPECT_EQ(std::string(mount()), image.path());
     EXPECT_EQ(responses(), joined(pieces(text), mounts_image()));
@@ -185,7 +211,7 @@ TEST_P(MountBounds, MountPointAtTheEndOfALine)
     const std::string key = "MOUNTPOINT=";
     const std::string mount_point = "/nowhere/m";
     const std::string line =
-        bounds::text(GetParam() - key.size() - mount_point.size()) + key + mount_point;
+        letters(GetParam() - key.size() - mount_point.size()) + key + mount_point;
     std::string told; // what a piece tells that holds all of the key
     for (const std::string& piece : pieces(line)) {
         if (piece.find(key) != std::string::npos)
@@ -199,14 +225,15 @@ TEST_P(MountBounds, MountPointAtTheEndOfALine)
 
 TEST_P(MountBounds, LinesOfAnUnmount)
 {
-    const std::string text = bounds::text(GetParam());
+    const std::string text = letters(GetParam());
     const std::string status = "EXIT_STATUS=" + std::string(GetParam() - 12, '0');
     given_mount(mounts_image(), {{text, status}});
     EXPECT_EQ(ixfs_unmount(handle.get()), EC_OK);
     EXPECT_EQ(responses(), joined(pieces(text), pieces(status)));
-    EXPECT_EQ(job_log.lines().back(), "JBD - INF - response - " + bounds::as_text(status) + "\n");
+    EXPECT_EQ(job_log.lines().back(), "JBD - INF - response - " + as_text(status) + "\n");
 }
 
-INSTANTIATE_TEST_SUITE_P(, MountBounds, testing::Values(1023U, 1024U, 5000U), bounds::length_name);
+INSTANTIATE_TEST_SUITE_P(, MountBounds, testing::Values(1023U, 1024U, 5000U),
+                         [](const auto& test) { return std::to_string(test.param) + "Bytes"; });
 
 } // namespace
