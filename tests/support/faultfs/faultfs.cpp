@@ -18,6 +18,12 @@
 
 using namespace faultfs;
 
+// What the kernel had not released yet when the file system ended, libfuse leaves behind.
+extern "C" const char* __lsan_default_suppressions()
+{
+    return "leak:libfuse3\n";
+}
+
 namespace
 {
 
@@ -191,6 +197,7 @@ int main(int argc, char** argv)
     fuse_args no_options = FUSE_ARGS_INIT(1, argv);
     const fuse_operations served = operations();
     fuse* const file_system = fuse_new(&no_options, &served, sizeof served, nullptr);
+    fuse_opt_free_args(&no_options);
     if (file_system == nullptr)
         return EXIT_FAILURE;
     const int status = serve(file_system, argv[2]);
