@@ -70,9 +70,17 @@ private:
 };
 
 const FaultCases copy_faults{
-    {fails(on_open, EMFILE), {0}},   {fails(on_open, ENOSPC), {0}},   {fails(on_stat, EIO), {0, 1}},
-    {fails(on_stat, ETIME), {0, 1}}, {fails(on_unlink, EACCES), {0}}, {fails(on_read, EIO), {0}},
-    {fails(on_write, ENOSPC), {0}},  {fails(on_close, EIO), {1}}, // all was flushed before
+    // of either file
+    {fails(on_open, EMFILE), {0}},
+    {fails(on_open, ENOSPC), {0}},
+    {fails(on_close, EIO), {1}}, // all was flushed before
+    // of the old one
+    {fails(on_read, EIO), {0}},
+    // of the new one
+    {fails(on_stat, EIO), {0, 1}},
+    {fails(on_stat, ETIME), {0, 1}},
+    {fails(on_unlink, EACCES), {0}},
+    {fails(on_write, ENOSPC), {0}},
 };
 
 TEST_F(DescriptorFaults, LeaveNothingBehind)
