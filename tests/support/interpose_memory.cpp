@@ -50,25 +50,31 @@ INTERPOSED(free, void, (void* block))
 
 // clang puts a sanitizer's operator new into the program itself, where there can be only one.
 #ifndef IXFS_SANITIZER_DEFINES_NEW
-INTERPOSED_SYMBOL(new, "_Znwm", nullptr, void*, (size_t size))
-{
-    if (const std::optional<void*> answer = on_allocation.ask(size)) {
-        if (*answer == nullptr)
-            throw std::bad_alloc();
-        return *answer;
+#define DEFINE_NEW(name, symbol)                                                                   \
+    INTERPOSED_SYMBOL(name, symbol, nullptr, void*, (size_t size))                                 \
+    {                                                                                              \
+        if (const std::optional<void*> answer = on_allocation.ask(size)) {                         \
+            if (*answer == nullptr)                                                                \
+                throw std::bad_alloc();                                                            \
+            return *answer;                                                                        \
+        }                                                                                          \
+        const RealCalls once;                                                                      \
+        return real_##name()(size);                                                                \
     }
-    const RealCalls once;
-    return real_new()(size);
-}
 
-INTERPOSED_SYMBOL(new_nothrow, "_ZnwmRKSt9nothrow_t", nullptr, void*,
-                  (size_t size, const std::nothrow_t& tag))
-{
-    if (const std::optional<void*> answer = on_allocation.ask(size))
-        return *answer;
-    const RealCalls once;
-    return real_new_nothrow()(size, tag);
-}
+#define DEFINE_NOTHROW_NEW(name, symbol)                                                           \
+    INTERPOSED_SYMBOL(name, symbol, nullptr, void*, (size_t size, const std::nothrow_t& tag))      \
+    {                                                                                              \
+        if (const std::optional<void*> answer = on_allocation.ask(size))                           \
+            return *answer;                                                                        \
+        const RealCalls once;                                                                      \
+        return real_##name()(size, tag);                                                           \
+    }
+
+DEFINE_NEW(new, "_Znwm")
+DEFINE_NEW(new_array, "_Znam")
+DEFINE_NOTHROW_NEW(nothrow_new, "_ZnwmRKSt9nothrow_t")
+DEFINE_NOTHROW_NEW(nothrow_new_array, "_ZnamRKSt9nothrow_t")
 #endif
 
 } // namespace interpose

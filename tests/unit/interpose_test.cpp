@@ -188,19 +188,21 @@ TEST(Interpose, EveryAllocationIsAskedForOnce)
 #ifndef IXFS_SANITIZER_DEFINES_NEW
 TEST(Interpose, EveryNewIsAskedForOnce)
 {
-    void* blocks[3] = {};
+    void* blocks[4] = {};
     int calls = 0;
     {
         const auto hook = interpose::on_allocation.watch();
         blocks[0] = ::operator new(1);
         blocks[1] = ::operator new(1, std::nothrow);
         blocks[2] = ::operator new[](1);
+        blocks[3] = ::operator new[](1, std::nothrow);
         calls = hook.calls();
     }
-    EXPECT_EQ(calls, 3);
+    EXPECT_EQ(calls, 4);
     ::operator delete(blocks[0]);
     ::operator delete(blocks[1]);
     ::operator delete[](blocks[2]);
+    ::operator delete[](blocks[3]);
 }
 #endif
 
