@@ -12,10 +12,10 @@
 #include <string.h>
 
 /* Some lines hold credentials: print them where nobody else reads. */
-static void print_line(int severity, const char* function_tag, const char* message)
+static void print_line(int severity, const char* tag, const char* message)
 {
     static const char* const names[] = {"error", "warning", "info"};
-    fprintf(stderr, "%-7s %s %s", names[severity], function_tag, message);
+    fprintf(stderr, "%-7s %s %s", names[severity], tag, message);
 }
 
 static int list_clients(const char* mount_point)

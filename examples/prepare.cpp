@@ -14,10 +14,10 @@ namespace
 {
 
 // Some lines of the highest severity are no problems. Their messages begin with "INF -".
-void print_problem(int severity, const char* function_tag, const char* message)
+void print_problem(int severity, const char* tag, const char* message)
 {
     if (severity <= IXFS_LOG_WRN && std::strncmp(message, "INF -", 5) != 0)
-        std::cerr << function_tag << ' ' << message;
+        std::cerr << tag << ' ' << message;
 }
 
 } // namespace

@@ -23,18 +23,19 @@ public:
 
 LMF_API CodePageMgr& getCodePageMgr();
 
-// The two code pages in use, each looked up at its first need. Any thread.
+// The two code pages in use. Each is looked up when it is first needed. Any thread.
 class LMF_API StringConverter
 {
 public:
-    // Returns the default narrow code page. With `cached_only` it is not looked up, and the result
-    // is null before its first need.
+    // Returns the default narrow code page. The library looks it up when it is loaded, in the
+    // locale of that time; a later setlocale does not change it. With `cached_only` it is not
+    // looked up, and the result is null if nobody has needed it yet.
     static CodePageDef* getDefaultNarrowCodePage(bool cached_only);
 
     // Returns UTF-8.
     static CodePageDef* getUtf8CodePage();
 
-    // The caches, null until needed. Read them through the functions above, which any thread may.
+    // The caches, null until needed. Use the functions above to read them; any thread may.
     static CodePageDef* s_defaultNarrowCodePageId;
     static CodePageDef* s_utf8CodePageId;
 };

@@ -8,16 +8,16 @@
 #include <string>
 #include <vector>
 
-// A path's segments, numbered from 1. The first keeps the leading "/" of an absolute path, so that
-// joining the segments with "/" one by one yields the path's successive prefixes. Empty segments,
-// as from doubled or trailing separators, don't count.
+// A path's segments, numbered from 1. The first keeps the leading "/" of an absolute path. If you
+// join the segments with "/" one after another, you get each parent folder in turn, and last the
+// path. Empty segments, as from doubled or trailing separators, don't count.
 class LMF_API NameSegments
 {
 public:
     explicit NameSegments(const std::string& path);
 
-    // Returns segment `index`, -1 being the last, or null where there is none. The text lives as
-    // long as this object. The further arguments are unused: pass null.
+    // Returns segment `index`; -1 means the last. Null if there is no such segment. The text lives
+    // as long as this object. The further arguments are unused: pass null.
     const char* getSegment(long index, std::string* unused1, std::string* unused2) const;
 
     long count() const { return static_cast<long>(segments_.size()); }
@@ -26,7 +26,7 @@ private:
     std::vector<std::string> segments_;
 };
 
-// One thread at a time, also for reading: the split is made at its first need.
+// One thread at a time, also for reading: the path is split when that is first needed.
 class LMF_API LmfPathname
 {
 public:
@@ -39,14 +39,14 @@ public:
 
     // Without `append` the path becomes `name`. With it, `name` (one or more components) is put
     // behind the path and a "/", or becomes the path when that is empty. A null name is empty.
-    // Drops the segments.
+    // The old segments are gone.
     void makeFilename(const char* name, bool append);
 
     // Splits the path as it stands now. Its segments are absent before the first call.
     void makeSegments() const;
     const NameSegments* segments() const { return segments_ ? &*segments_ : nullptr; }
 
-    // The path's last segment, or null when it has none; splits the path where that is still to do.
+    // The path's last segment, or null when it has none; splits the path if it is not split yet.
     const char* last_segment() const;
 
     // The path for messages, NUL-terminated; valid until the path changes.

@@ -12,7 +12,7 @@ using SecurityOptions = unsigned int;
 class LMF_API LmfString
 {
 public:
-    // Length argument that means: up to the terminating NUL.
+    // Pass this as the length to use all up to the NUL.
     static constexpr unsigned long to_nul = ~0UL;
 
     // Empty text in the default narrow code page.
@@ -37,7 +37,7 @@ public:
     std::string& text() { return text_; }
     CodePageDef* code_page() const { return code_page_; }
 
-    // The text, NUL-terminated; valid until the string changes. Bytes go out as they came in.
+    // The text, NUL-terminated; valid until the string changes. The bytes are not changed.
     const char* utf8_str() const { return text_.c_str(); }
 
 private:
@@ -45,7 +45,8 @@ private:
     CodePageDef* code_page_;
 };
 
-// Byte-wise order of the texts, shorter first; the code page plays no part.
+// Compares the texts byte by byte. A text that is the beginning of the other comes first. The code
+// page does not matter.
 LMF_API bool operator<(const LmfString& left, const LmfString& right);
 
 #endif

@@ -1,4 +1,4 @@
-// The exception of the instant-recovery path code: a status and the step that it arose in.
+// What the functions of ixfs_vmir.h throw: a status and the step that failed.
 #ifndef IXFS_EC_STATUS_EXCEPTION_H
 #define IXFS_EC_STATUS_EXCEPTION_H
 
@@ -17,11 +17,11 @@ public:
     EcStatusException& operator=(const EcStatusException&) = default;
     ~EcStatusException() override;
 
-    // Rebuilds the message: "<text>: error code: <status>, <the status's text>". A status that has
-    // no text leaves the end empty.
+    // Rebuilds the message: "<text>: error code: <status>, <the status's text>". If the status has
+    // no text, nothing follows the last blank.
     void setMsg(const std::string& text);
 
-    // The message; valid until the exception changes or goes.
+    // The message; valid until the exception changes or is destroyed.
     const char* what() const noexcept override;
 
     ec_status status;

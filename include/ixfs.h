@@ -6,36 +6,36 @@
  *   ixfs_mount, ixfs_unmount                                    read the files of an image
  *   _ixfs_view_... and the file operations                      build a view of your own
  *   ixfs_prepare_vmir, in ixfs_vmir.h                           have the usual view of a VM built
- *   ixfs_recreate_minimal_context                               see there
- *   _ixfs_log, _ixfs_server_log                                 log beside the library
+ *   ixfs_recreate_minimal_context                               join another process's mount
+ *   _ixfs_log, _ixfs_server_log                                 add lines to the library's log
  *
- * An underscore in front says "internal" for historical reasons. All that stands here is for
- * clients.
+ * A leading underscore once meant "internal". Clients may use everything in this header.
  *
- * Conventions, stated once:
+ * Conventions for all functions:
  *
  *  1. Handles. Functions take the handle that ixfs_init gave. One thread uses a handle at a time;
  *     different handles may be used on different threads at once. "The handle's thread" below is
  *     the thread that uses the handle at the time.
  *  2. Two styles of failure. ixfs_mount, ixfs_unmount and ixfs_recreate_minimal_context record the
- *     reason in the handle, where ixfs_last_error reads it. The file and view operations neither
- *     set it nor throw, unless said; they report through their result and the log.
+ *     reason in the handle, where ixfs_last_error reads it. The file and view operations do not
+ *     set it, and throw only if their comment says so. Their result and the log report failures.
  *  3. Results are not uniform. Existence, lock and copy give 1 for success and 0 for failure;
  *     folder operations give 0 for success and 1 for failure; _ixfs_create_hard_link gives 1 or an
  *     errno. Read the declaration.
- *  4. Ownership. Text handed in is copied or only read during the call; the caller keeps it. What a
- *     function hands out stays the library's, unless said.
+ *  4. Ownership. The library copies your text or reads it only during the call; you still own it.
+ *     The library owns what it returns, unless the comment says otherwise.
  *  5. Text is bytes, ended by a NUL; whatever the locale, nothing is converted. A log message is
- *     cut at 2,047 bytes. Cut at 1,023 are: command lines, the helper's response lines, the mount
- *     directory on the helper's command line and in the log (the directory that is made is not
- *     cut), the mount point, the path of its "backups", mutex names, the host's name, and the
- *     extent name in a descriptor. Other texts and paths are not cut.
+ *     cut at 2,047 bytes. These are cut at 1,023 bytes: command lines, the mount directory on the
+ *     helper's command line and in the log (the directory that is made is not cut), the mount
+ *     point, the path of its "backups", mutex names, the host's name, and the extent name in a
+ *     descriptor. A longer response line of the helper counts as several lines, and so does a
+ *     longer line of a descriptor. Other texts and paths are not cut.
  *  6. Quoting. Server name, credentials and mount point go to a shell unquoted. Pass only text that
  *     you trust; see SECURITY.md.
- *  7. Callbacks may be entered at the same time from the handle's thread and from validation
- *     threads. Each mount has one, and that of an earlier mount may still be ending. Callbacks must
- *     not throw, and may call nothing here but _ixfs_log and _ixfs_server_log. Logging never
- *     changes errno.
+ *  7. The handle's thread and validation threads may call the log callback at the same time. Each
+ *     mount has one validation thread, and that of an earlier mount may still run. Only the
+ *     handle's thread calls the job-log callback. Callbacks must not throw, and may call nothing
+ *     here but _ixfs_log and _ixfs_server_log. Logging never changes errno.
  *  8. A null pointer where none is allowed is a programming error. Functions that refuse a null
  *     handle say so.
  *  9. Failures are logged with severity IXFS_LOG_ERR, unless a declaration says otherwise.
@@ -97,7 +97,7 @@ typedef enum ec_status ec_status;
 #endif
 
 /* Returns a short text for a status, such as "file not found"; null for a number that is no status
- * of this library. Never freed. Logs nothing. Any thread. */
+ * of this library. Do not free it. Logs nothing. Any thread. */
 IXFS_API const char* ixfs_status_text(int status);
 
 enum { IXFS_LOG_ERR = 0, IXFS_LOG_WRN = 1, IXFS_LOG_INF = 2 };
@@ -147,7 +147,7 @@ typedef struct _ixfs_view_t {
 
 /* Receives each log line: IXFS_LOG_..., the operation's tag such as "ixfs_mount()", and the
  * message, which carries its own prefix and newline. Both texts are valid during the call only. */
-typedef void (*ixfs_log_callback)(int severity, const char* function_tag, const char* message);
+typedef void (*ixfs_log_callback)(int severity, const char* tag, const char* message);
 
 /* Receives lines for the caller's job log, printf style. The integers are always 0, the format
  * always "JBD - %s" with the message as its argument. */
@@ -170,50 +170,52 @@ typedef void (*ixfs_job_log_callback)(void* job_log_context, int, int, int, int,
 IXFS_API _ixfs_control_t* ixfs_init(int flags, void* log_context, ixfs_log_callback log_callback,
                                     ixfs_job_log_callback job_log_callback, void* job_log_context);
 
-/* Returns 1 when `handle` is null or does not begin with a handle's mark, else 0. Cannot recognise
- * a handle that ixfs_term has ended: that memory is gone. Logs nothing. */
+/* Returns 1 when `handle` is null or does not begin with a handle's mark, else 0. Do not pass a
+ * handle after ixfs_term: its memory is freed. Logs nothing. */
 IXFS_API int _ixfs_is_invalid(const _ixfs_control_t* handle);
 
 /* Returns the status of the last failure recorded on the handle, EC_OK after ixfs_init, or
- * EC_INVALID_PARAMETER for an invalid handle. Neither a success nor the reading clears it; only
- * ixfs_unmount with nothing mounted does. Logs nothing. The handle's thread. */
+ * EC_INVALID_PARAMETER for an invalid handle. A success does not clear it, and reading does not
+ * clear it; only ixfs_unmount with nothing mounted does. Logs nothing. The handle's thread. */
 IXFS_API ec_status ixfs_last_error(const _ixfs_control_t* handle);
 
 /* Ends a handle: deletes its views (which releases their locks), unmounts, frees it. An invalid
  * handle is left alone. The files of a view stay in the image.
  *
- * With a mount, this is also an ixfs_unmount: it waits and logs as that does, and its status is
- * lost. Call ixfs_unmount first where the result matters. With nothing mounted, nothing is logged.
+ * If there is a mount, ixfs_term does what ixfs_unmount does. It waits and logs in the same way,
+ * and the status is lost. Call ixfs_unmount first if the result matters. With nothing mounted,
+ * nothing is logged.
  *
- * Never waits for the validation thread, even one that hangs in the mounted file system, but for a
- * callback that the thread is inside of at that moment: once ixfs_term has returned, no callback of
- * this handle is running or will be entered. So hold no lock here that your callback takes. The
- * handle's thread, for the last time.
+ * Does not wait for the end of the validation thread, even if that hangs in the mounted file
+ * system. If that thread is in your callback, ixfs_term waits until the callback returns.
+ * Afterwards no callback of this handle is called. So hold no lock here that your callback takes.
+ * Call it on the handle's thread; do not use the handle afterwards.
  */
 IXFS_API void ixfs_term(_ixfs_control_t* handle);
 
 /* ---- Logging -------------------------------------------------------------------------------- */
 
-/* Formats a line and hands it to the handle's log callback, if there is one. For components that
- * work with a handle and want their lines among the library's.
+/* Formats a line and hands it to the handle's log callback, if there is one. For programs that
+ * use a handle and want their own lines in the same log.
  *
- * handle        not null; not otherwise checked
- * function_tag  handed to the callback as it is
- * severity      IXFS_LOG_...
- * format        as of printf; the message is cut at 2,047 bytes. Bring prefix and newline along
+ * handle    not null; not otherwise checked
+ * tag       handed to the callback as it is
+ * severity  IXFS_LOG_...
+ * format    as of printf; the message is cut at 2,047 bytes. Write the prefix and the newline
+ *           yourself
  *
  * Allocates nothing and keeps errno. Any number of threads at once, from ixfs_init until ixfs_term.
  */
-IXFS_API void _ixfs_log(_ixfs_control_t* handle, const char* function_tag, int severity,
-                        const char* format, ...) IXFS_PRINTF(4, 5);
+IXFS_API void _ixfs_log(_ixfs_control_t* handle, const char* tag, int severity, const char* format,
+                        ...) IXFS_PRINTF(4, 5);
 
 /* The same, and then hands the line to the job log too, as "JBD - %s", when both the job-log
  * callback and its context are set. */
-IXFS_API void _ixfs_server_log(_ixfs_control_t* handle, const char* function_tag, int severity,
+IXFS_API void _ixfs_server_log(_ixfs_control_t* handle, const char* tag, int severity,
                                const char* format, ...) IXFS_PRINTF(4, 5);
 
-/* The name of the time category's locale, as it was at the latest ixfs_init; "C" where it could not
- * be had. Reading it while another thread is in ixfs_init is a race. */
+/* The name of the time category's locale at the last ixfs_init; "C" if it could not be read. Do not
+ * read it while another thread is in ixfs_init. */
 IXFS_API extern char g_lc_time[256];
 
 /* ---- Mounting ------------------------------------------------------------------------------- */
@@ -229,14 +231,15 @@ IXFS_API extern char g_lc_time[256];
  * reserved      ignored
  *
  * Waits without a time limit for the host-wide mount mutex, which every mount and unmount of the
- * host holds while its helper runs. Returns the local mount point, the library's until ixfs_unmount
- * or ixfs_term, and leaves a thread that looks every 300 seconds whether the mount still holds
+ * host holds while its helper runs. Returns the local mount point, which the library owns until
+ * ixfs_unmount or ixfs_term. A thread then looks every 300 seconds whether the mount still holds
  * "backups", and logs it.
  *
  * What counts as mounted, where the helper has reported a mount point:
  *   with a mount path     a mount that holds "backups", whatever the helper's exit status
- *   without a mount path  exit status 0; or the server was too busy for the whole timeout. That
- *                         the time is up is logged, and the mount is handed out all the same
+ *   without a mount path  exit status 0, or none at all; or the server was too busy for the whole
+ *                         timeout. The log then says that the time is over, and ixfs_mount still
+ *                         returns the mount point
  *
  * Returns null on failure, with the reason in ixfs_last_error:
  *   EC_ALREADY_MOUNTED    the handle has a mount; it stays
@@ -247,12 +250,14 @@ IXFS_API extern char g_lc_time[256];
  *   EC_MOUNT_DIRECTORY    the mount directory could not be made
  *   EC_HELPER_FAILED      the helper's exit status; or a mount without "backups", which is
  *                         unmounted again
- * An invalid handle: null, nothing recorded or logged. Every other failure is logged with severity
- * IXFS_LOG_ERR, but for two that have IXFS_LOG_INF: no memory for the mutex object, and a mount
- * directory that cannot be made. After a failure other than EC_ALREADY_MOUNTED the handle has no mount. The mount directory
- * stays on disk, but for a mount without "backups": unmounting that removes the mount point. What
- * a helper mounted before it failed stays mounted.
- * The handle's thread.
+ * An invalid handle: null, nothing recorded or logged. All other failures are logged with severity
+ * IXFS_LOG_ERR. Two have IXFS_LOG_INF: no memory for the mutex object, and a mount directory that
+ * cannot be made.
+ *
+ * After a failure other than EC_ALREADY_MOUNTED the handle has no mount. The mount directory stays
+ * on disk. Two mounts are undone, and their mount point is removed: one without "backups", and one
+ * whose mount path could not be copied for lack of memory. What a helper mounted before it failed
+ * stays mounted. The handle's thread.
  */
 IXFS_API char* ixfs_mount(_ixfs_control_t* handle, const char* mount_cred, const char* unmount_cred,
                           int port, const char* server, unsigned int timeout, const char* reserved);
@@ -260,11 +265,11 @@ IXFS_API char* ixfs_mount(_ixfs_control_t* handle, const char* mount_cred, const
 /* Ends the handle's mount. Whatever it returns, the handle has no mount afterwards.
  *
  * Tells the validation thread to stop, without waiting for it; waits without a time limit for the
- * mount mutex; runs the helper's forced unmount. Where that cannot be done or the helper reports a
- * failure, unmounts locally by force and removes the mount point directory with all that is in it,
- * but never while it is still the root of a mounted file system: then it stays, and a line with
- * severity IXFS_LOG_ERR says so. The same removal follows the helper's run when the helper had
- * reported a mount path at the mount.
+ * mount mutex; runs the helper's forced unmount. If the helper cannot run or reports a failure, the
+ * library unmounts by force itself. Then it removes the mount point directory with its content. If
+ * a file system is still mounted there, the directory stays and a line with severity IXFS_LOG_ERR
+ * says so. If the helper had reported a mount path at the mount, the directory is removed in the
+ * same way after its run.
  *
  * Returns
  *   EC_OK                 the helper reported success; or no exit status at all, as when it is
@@ -286,16 +291,16 @@ IXFS_API ec_status ixfs_unmount(_ixfs_control_t* handle);
 /* Attaches a mount record to a handle without running the helper, once no mount or unmount of the
  * host is in progress (it waits for that without a time limit).
  *
- * Call it in a process that works with a mount that another process made and will end: it makes
- * sure that the other's mount or unmount is over, and the handle knows the connection. The handle
- * learns no mount point, so it neither watches nor unmounts that mount.
+ * Call it when another process made a mount and will end it, and your process works in it. It makes
+ * sure that the other's mount or unmount is over, and stores the connection in the handle. The
+ * handle learns no mount point, so it neither watches nor unmounts that mount.
  *
  * First six arguments as in ixfs_mount. mnt_path: the mount path the helper once reported; may be
  * empty, not null.
  *
  * Returns 0, with the last status unchanged. -1 for an invalid handle (nothing recorded), for
  * EC_ALREADY_MOUNTED and for the failures that ixfs_mount shares; EC_INVALID_PARAMETER for a null
- * mnt_path, after which the half-filled record stays attached; EC_NO_MEMORY when it cannot be
+ * mnt_path, after which the incomplete record stays in the handle; EC_NO_MEMORY when it cannot be
  * copied. Failures are logged as by ixfs_mount. The handle's thread.
  *
  * The record has no mount point, so a later ixfs_unmount frees it, logs and returns
@@ -307,9 +312,9 @@ IXFS_API int ixfs_recreate_minimal_context(_ixfs_control_t* handle, const char* 
 
 /* ---- Files ---------------------------------------------------------------------------------- */
 
-/* For clients that build a view of their own in a mounted image. Paths are used as they are: below
- * the mount point, absolute or relative to the working directory. The handle serves for logging,
- * and for its flags; it needs no mount. The handle's thread. */
+/* For clients that build a view of their own in a mounted image. A path is absolute or relative to
+ * the working directory; to work in an image, begin it with the mount point. The handle is used for
+ * logging and for its flags; it needs no mount. The handle's thread. */
 
 /* Returns 1 when `path` exists and can be read by this process, else 0. An access that fails with
  * ETIME, as on a mounted image whose server is slow, is tried up to 100 times, at once. Logs
@@ -319,18 +324,18 @@ IXFS_API int _ixfs_file_exists(_ixfs_control_t* handle, const char* path);
 
 /* Creates every missing directory of `folder_name` below `base_name`, like mkdir -p.
  *
- * base_name    an existing directory. Of a longer path, segments that are missing are made, too,
- *              but never the first: "/usr" of "/usr/varnis", "a" of "a/b". Below "/" all are made
+ * base_name    an existing directory. Missing segments of it are made, too, except the first one
+ *              ("/usr" of "/usr/varnis"). Below "/" every segment is made
  * folder_name  relative path of one or more segments
  * segments     caller's counter, raised by one for each segment that was created, was there, or was
  *              given up; the first segment of the full path counts only below "/"
  * mode         passed to mkdir, for all that are made; the umask applies
  *
  * Returns 0, or 1 when a directory could not be made; those made before it stay. A mkdir that fails
- * with ETIME is tried up to 100 times, at once, and then given up without a word: the next
- * segment's mkdir tells, but nothing tells of the last one's. All lines have severity IXFS_LOG_INF,
- * that of a failure too. errno is left as the last failed mkdir set it. Memory that runs short
- * reads as failure, with errno ENOMEM and without a line.
+ * with ETIME is tried up to 100 times, at once, and then skipped without a line. If the directory
+ * is missing, the mkdir of the next segment fails and is logged; after the last segment nothing
+ * is. All lines have severity IXFS_LOG_INF, that of a failure too. errno is left as the last failed
+ * mkdir set it. If memory is short, the call fails with errno ENOMEM and without a line.
  */
 IXFS_API int _ixfs_folder_create(_ixfs_control_t* handle, const char* base_name,
                                  const char* folder_name, uint32_t* segments, mode_t mode);
@@ -341,14 +346,15 @@ IXFS_API int _ixfs_folder_create(_ixfs_control_t* handle, const char* base_name,
 IXFS_API int _ixfs_create_hard_link(_ixfs_control_t* handle, const char* existing,
                                     const char* new_path);
 
-/* Removes a directory and all below it. Symbolic links below `path` are removed, never followed; a
- * folder below it that is the root of a mounted file system is left alone.
+/* Removes a directory and all below it. Symbolic links below `path` are removed, never followed. A
+ * folder below it that is the root of a mounted file system is left alone (Linux 5.8 or later).
  *
- * Returns 0, or 1 when something could not be removed; what was removed before stays removed, and
- * the walk of a folder ends at its first file that cannot be. Logs each removal with IXFS_LOG_INF;
- * failures, and each folder found, with IXFS_LOG_ERR. Memory that runs short reads as failure, and
- * goes without a line. A folder that cannot be read to its end shows only where what is left in it
- * keeps it from being removed. `path` itself is not looked at: it may be a mount or a symbolic link.
+ * Returns 0, or 1 when something could not be removed; what was removed before stays removed. In
+ * each folder the work stops at the first file that cannot be removed. Logs each removal with
+ * IXFS_LOG_INF; failures, and each folder found, with IXFS_LOG_ERR. If memory is short, the call
+ * fails without a line. If a folder cannot be read to its end, nothing says so; if something is
+ * left in it, its removal fails, and that is logged. `path` itself is not checked: it may be a
+ * mount or a symbolic link.
  */
 IXFS_API int _ixfs_folder_delete(_ixfs_control_t* handle, const char* path);
 
@@ -365,9 +371,9 @@ IXFS_API int _ixfs_folder_delete(_ixfs_control_t* handle, const char* path);
  * in CR LF; all others are copied byte for byte, up to a NUL. A line of more than 1,023 bytes
  * counts as several lines.
  *
- * Returns 1 when the extent line is rewritten and all is written as far as flushing shows (an error
- * that the file system reports only at close is not seen), else 0; a partial file stays. Failures
- * are logged with IXFS_LOG_ERR. Throws only what drawing a UUID may throw.
+ * Returns 1 when the extent line is rewritten and the flush reports no error, else 0; a partial
+ * file stays. An error that the file system reports only at the close is not seen. Failures are
+ * logged with IXFS_LOG_ERR. Throws only what drawing a UUID may throw.
  */
 IXFS_API int _ixfs_copy_desc(_ixfs_control_t* handle, const char* old_path, const char* new_path,
                              const char* extent_name);
@@ -397,12 +403,11 @@ IXFS_API void _ixfs_view_delete(_ixfs_control_t* handle, _ixfs_view_t* view);
  *
  * Never waits: each attempt tries the next number. An attempt that fails logs a line of severity
  * IXFS_LOG_WRN and removes the lock that it failed on, even when another process holds it. Returns
- * 1, or 0 with a line of severity IXFS_LOG_ERR. Of that severity is also the line with the host's
- * name, which is no failure.
+ * 1, or 0 with a line of severity IXFS_LOG_ERR. The line with the host's name has this severity,
+ * too, but is not a failure.
  *
- * A view that has no lock has none after a failure, either. For one that has a lock no other is
- * tried: it keeps that and gets number 0, and keeps it, too, where the host has no name. The
- * handle's thread.
+ * After a failure a view without a lock still has none. A view that already has a lock keeps it,
+ * tries no other, and gets number 0. It keeps it also if the host has no name. The handle's thread.
  */
 IXFS_API int _ixfs_view_lock(_ixfs_control_t* handle, _ixfs_view_t* view, long id, char* base_name,
                              size_t size);

@@ -7,8 +7,9 @@
 #include <string>
 
 // Returns a fresh random UUID as disk descriptors hold it: 47 characters, sixteen lower-case
-// hexadecimal bytes in two groups of eight, "-" between them. Throws what the system's random source
-// throws, and std::bad_alloc. Logs nothing. Any thread.
+// hexadecimal bytes in two groups of eight, with blanks between the bytes and "-" between the
+// groups. Throws what the system's random source throws, and std::bad_alloc. Logs nothing. Any
+// thread.
 IXFS_API std::string getVmdkUuid();
 
 #endif

@@ -1,8 +1,9 @@
-// libixfs, VM instant recovery: prepare a VM's view in one call, and the path functions beneath it.
+// libixfs, VM instant recovery: prepare a VM's view in one call, and the path functions that it
+// uses.
 //
 // The conventions of ixfs.h hold. All functions run on the calling thread; calls on different
-// threads share no memory. Beyond EcStatusException, each may throw std::bad_alloc. A failure that
-// is thrown names its function or step at the front of its message.
+// threads share no memory. Each function may also throw std::bad_alloc. The message of an
+// EcStatusException begins with the function or step that failed.
 #ifndef IXFS_VMIR_H
 #define IXFS_VMIR_H
 
@@ -18,7 +19,7 @@
 
 // ---- Prepare ------------------------------------------------------------------------------------
 
-// Where an image is and how to get at it. All texts are the caller's and only read.
+// Where an image is and how to reach it. The caller owns the texts; the library only reads them.
 struct MountCreds {
     const char* server;       // media server name
     int port;                 // 1 or more
@@ -44,10 +45,10 @@ struct LogInfo {
 //   entries       the disks' descriptors in datastore form, such as
 //                 "[<datastore>] backups/<...>/<disk>.vmdk.desc"; not changed
 //   logInfo       may be null: no lines
-//   vmConfig      receives the configuration text, up to its first NUL; may hold it, or the part
-//                 that could be read, also after a failure
-//   out           receives, after what it holds, "[<datastore>] <view folder>/<base>.vmdk" per
-//                 disk, in the order of entries; untouched on failure
+//   vmConfig      receives the configuration text, up to its first NUL. After a failure it may
+//                 hold the whole text or a part
+//   out           "[<datastore>] <view folder>/<base>.vmdk" per disk is appended to it, in the
+//                 order of entries; untouched on failure
 //   newDiskUuids  gives each descriptor copy a disk UUID of its own
 //
 // Returns EC_OK, or the status of the first step that failed:
@@ -68,15 +69,14 @@ struct LogInfo {
 // Throws std::bad_alloc, std::length_error for an absurd size of the configuration file, and what
 // drawing a UUID may throw.
 //
-// The view's files stay in the image. A view that is there is used again: descriptors are written
-// anew, links are kept. When a disk fails with a status, the whole view folder is removed, also one
-// that an earlier call had made; after an exception a half-built one stays. On every path, an
-// exception's too, the unmount is tried and the handle is gone; an unmount that fails shows in the
-// log only.
+// The view's files stay in the image. An existing view is used again: descriptors are written
+// again, links stay. When a disk fails with a status, the whole view folder is removed, also one
+// that an earlier call had made; after an exception a half-built one stays. The unmount is always
+// tried and the handle always ends, also after an exception. Only the log shows a failed unmount.
 //
 // Waits without a limit while another mount or unmount of the host is in progress. The pauses for
 // the configuration file are 20 seconds in all; calls that time out on a slow server are repeated
-// up to 100 times each, and nothing bounds the sum. Any thread.
+// up to 100 times each, and there is no limit for the total. Any thread.
 IXFS_API ec_status ixfs_prepare_vmir(const MountCreds& creds, std::vector<std::string>& entries,
                                      LogInfo* logInfo, std::string& vmConfig,
                                      std::vector<std::string>& out, bool newDiskUuids);
@@ -111,7 +111,8 @@ IXFS_API void populateVmirPath(_ixfs_control_t* handle, std::set<LmfString>& use
 IXFS_API void populateVmirPathVector(_ixfs_control_t* handle, std::vector<std::string>& entries,
                                      LmfString& viewPath, std::vector<VmirPath>& records);
 
-// Appends each record's datastoreViewDescPath to `out`.
+// Appends each record's datastoreViewDescPath, up to its first NUL, to `out`. Makes room for as
+// many strings as there are records, in all; beyond that `out` grows at its own pace.
 IXFS_API void convertVmdkPathsListToCharArrays(const std::vector<VmirPath>& records,
                                                std::vector<std::string>& out);
 
@@ -124,13 +125,13 @@ IXFS_API bool ensureUniquenessOfBasename(std::set<LmfString>& usedNames, LmfStri
 // None logs. Where a function throws, it is EcStatusException of EC_INVALID_PARAMETER, and `out` is
 // unchanged.
 
-// The text up to and including the first "]". Throws where there is none.
+// The text up to and including the first "]". Throws if there is none.
 IXFS_API void buildDatastore(const LmfString& in, LmfString& out);
 
 // The text from the first "backups" after the first "]". Throws where either is missing.
 IXFS_API void buildOriginalDescPath(const LmfString& in, LmfString& out);
 
-// The text before the last ".desc". Throws where there is none.
+// The text before the last ".desc". Throws if there is none.
 IXFS_API void buildOriginalVmdkPath(const LmfString& in, LmfString& out);
 
 // The last segment before its last ".vmdk.desc", and without a snapshot's suffix: a "-" and the six
@@ -156,7 +157,7 @@ IXFS_API LmfPathname convertUnixPathToPlatformPath(const LmfString& base,
 // Splits a backup id "<client>_<time>" at its last underscore. Returns EC_OK, or
 // EC_INVALID_PARAMETER after a line with severity IXFS_LOG_ERR when there is no underscore, no
 // client, or no decimal 64-bit number at the front of the rest (blanks and a sign before it are
-// accepted). With an underscore `client` is overwritten even then, and `backupTime` may be.
+// accepted). If there is an underscore, a failure also changes `client`, and perhaps `backupTime`.
 IXFS_API ec_status makeClientAndBackupTime(_ixfs_control_t* handle, const std::string& backupId,
                                            std::string& client, long& backupTime);
 
@@ -172,8 +173,8 @@ IXFS_API void buildImagePath(_ixfs_control_t* handle, const std::string& client,
 IXFS_API ec_status buildPathToXml(_ixfs_control_t* handle, const std::string& client,
                                   long backupTime, int scheduleType, LmfPathname& path);
 
-// Sets `viewPath` to the image's view folder, relative to the mount point. Throws as buildImagePath
-// does, after one line more.
+// Sets `viewPath` to the image's view folder, relative to the mount point. Throws what
+// buildImagePath throws, and logs one more line.
 IXFS_API void buildViewPath(_ixfs_control_t* handle, const std::string& client, long backupTime,
                             int scheduleType, LmfString& viewPath);
 

@@ -72,7 +72,8 @@ void ixfs_term(_ixfs_control_t* handle)
 {
     if (_ixfs_is_invalid(handle))
         return;
-    // Views first: their locks say that somebody works in the image, so they go while it is mounted.
+    // Views first: their locks say that somebody works in the image, so they go while it is
+    // mounted.
     while (handle->views != nullptr)
         _ixfs_view_delete(handle, handle->views);
     free_name_groups(handle->name_groups);

@@ -31,13 +31,17 @@ bool create_segment(const Log& log, int number, const LmfPathname& path, mode_t 
     }
 }
 
-// The number of the first segment that may be missing. The first segment of a path lies inside the
-// base name, which exists; but "/" is no segment of its own, so below it none does.
-long first_to_create(const LmfPathname& base)
+bool is_root(const LmfPathname& path)
 {
-    const std::string& name = base.text();
-    const bool is_root = !name.empty() && name.find_first_not_of('/') == std::string::npos;
-    return is_root ? 1 : 2;
+    return !path.text().empty() && path.text().find_first_not_of('/') == std::string::npos;
+}
+
+// The number of the first segment that may be missing. The first segment of a path lies inside the
+// base name, which exists. But "/" is no segment of its own, so below it every segment may be
+// missing.
+long first_to_create(const LmfPathname& base, const LmfPathname& path)
+{
+    return is_root(base) && !is_root(path) ? 1 : 2;
 }
 
 // Makes the segments of `path` from number `first` on.
@@ -81,11 +85,12 @@ int _ixfs_folder_create(_ixfs_control_t* handle, const char* base_name, const ch
     const Log log(handle, "_ixfs_folder_create()");
     log.info("INF - base_name: %s, folder_name: %s\n", base_name, folder_name);
     try {
-        LmfPathname path;
-        path.makeFilename(base_name, false);
-        const long first = first_to_create(path);
+        LmfPathname base;
+        base.makeFilename(base_name, false);
+        LmfPathname path = base;
         path.makeFilename(folder_name, true);
         log.info("INF - path: %s\n", path.text().c_str());
+        const long first = first_to_create(base, path);
         return create_segments(log, path, first, segments, mode) ? 0 : 1;
     } catch (const std::bad_alloc&) { // no exception may reach a C caller
         errno = ENOMEM;

@@ -48,8 +48,8 @@ bool delete_entry(_ixfs_control_t* handle, const Log& log, const LmfPathname& pa
 
 bool delete_content(_ixfs_control_t* handle, const Log& log, const char* path, ACE_DIR* directory)
 {
-    // An error of readdir ends the walk as the folder's end does. What is left then keeps the folder
-    // from being removed, which is logged.
+    // An error of readdir ends the walk as the folder's end does. What is left then keeps the
+    // folder from being removed, which is logged.
     while (const dirent* const entry = ACE_OS::readdir(directory)) {
         if (is_self_or_parent(entry->d_name))
             continue;

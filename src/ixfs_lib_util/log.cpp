@@ -63,21 +63,20 @@ void write_server_line(_ixfs_control_t* handle, const char* tag, int severity, c
 
 } // namespace
 
-void _ixfs_log(_ixfs_control_t* handle, const char* function_tag, int severity, const char* format,
-               ...)
+void _ixfs_log(_ixfs_control_t* handle, const char* tag, int severity, const char* format, ...)
 {
     va_list arguments;
     va_start(arguments, format);
-    write_line(handle, function_tag, severity, format, arguments);
+    write_line(handle, tag, severity, format, arguments);
     va_end(arguments);
 }
 
-void _ixfs_server_log(_ixfs_control_t* handle, const char* function_tag, int severity,
-                      const char* format, ...)
+void _ixfs_server_log(_ixfs_control_t* handle, const char* tag, int severity, const char* format,
+                      ...)
 {
     va_list arguments;
     va_start(arguments, format);
-    write_server_line(handle, function_tag, severity, format, arguments);
+    write_server_line(handle, tag, severity, format, arguments);
     va_end(arguments);
 }
 

@@ -116,8 +116,8 @@ ec_status run_mount_command(_ixfs_mount_t* record, const Log& log, const MountDi
     return run.status();
 }
 
-// Returns what is wrong with a mount that the helper has made, or EC_OK. Only a mount whose path the
-// helper reported is looked at. So one whose path was lost counts as bad: it would never be.
+// Returns what is wrong with a mount that the helper has made, or EC_OK. Only a mount whose path
+// the helper reported is looked at. So one whose path was lost counts as bad: it would never be.
 ec_status find_flaw(_ixfs_mount_t* record, const MountReport& report)
 {
     if (report.mount_path_lost)

@@ -10,7 +10,8 @@ namespace
 
 constexpr unsigned int longest_timeout = 60; // seconds
 
-// Checks the arguments and copies them, in the order in which callers know the messages. Returns EC_OK, or after a line the status to record.
+// Checks the arguments and copies them, in the order in which callers know the messages. Returns
+// EC_OK, or after a line the status to record.
 ec_status fill(_ixfs_mount_t* record, const Log& log, const ConnectionArguments& arguments)
 {
     if (is_null_or_empty(arguments.server)) {

@@ -11,9 +11,9 @@
 
 struct _ixfs_mount_t;
 
-// All that a validation thread works with. The thread may start late and end late, when mount record
-// and handle are gone: nobody waits for it. So it shares only this with them, and the last one of
-// mount record and thread to be done with it takes it away.
+// All that a validation thread works with. The thread may start late and end late, when mount
+// record and handle are gone: nobody waits for it. So it shares only this with them, and the last
+// one of mount record and thread to be done with it takes it away.
 class MountWatch : public boost::intrusive_ref_counter<MountWatch>
 {
 public:
@@ -50,9 +50,9 @@ using MountWatchPtr = boost::intrusive_ptr<MountWatch>;
 void start_mount_watch(_ixfs_mount_t* record, const Log& log);
 
 extern "C" {
-// Returns 1 when "backups" can be found in the record's mount point, else 0 and a line with severity
-// IXFS_LOG_ERR. 0 without a line when an argument is null. The path that is looked for is cut at
-// 1,023 bytes. The handle's thread.
+// Returns 1 when "backups" can be found in the record's mount point, else 0 and a line with
+// severity IXFS_LOG_ERR. 0 without a line when an argument is null. The path that is looked for is
+// cut at 1,023 bytes. The handle's thread.
 IXFS_API int _ixfs_mount_validate(_ixfs_control_t* handle, _ixfs_mount_t* record);
 
 // Watches a record's mount on the calling thread until the record's stop event is signalled, then

@@ -59,8 +59,8 @@ int read_answers(HelperRun& run, const Log& log)
     return exit_status;
 }
 
-// Runs the helper until it has unmounted, or failed, or the server was too busy for too long. With a
-// mount path known, the first run is the last, whatever it says. Returns EC_OK or the failure to
+// Runs the helper until it has unmounted, or failed, or the server was too busy for too long. With
+// a mount path known, the first run is the last, whatever it says. Returns EC_OK or the failure to
 // record.
 ec_status run_unmount_command(_ixfs_mount_t* record, const Log& log)
 {

@@ -20,8 +20,8 @@ struct ImageLocation {
 
 // Finds out where an image of the handle's mount lies. Does the work of buildPathToXml, and logs in
 // its name. Returns EC_OK; or, after lines with severity IXFS_LOG_ERR, EC_INVALID_PARAMETER when
-// nothing is mounted (`location` is untouched), or EC_INVALID_SCHEDULE (only `configuration` is set,
-// and ends before the schedule).
+// nothing is mounted (`location` is untouched), or EC_INVALID_SCHEDULE (only `configuration` is
+// set, and ends before the schedule).
 ec_status locate_image(_ixfs_control_t* handle, const ImageIdentity& image,
                        ImageLocation& location);
 

@@ -36,11 +36,11 @@ LogLines::~LogLines()
     current = nullptr;
 }
 
-void LogLines::callback(int severity, const char* function_tag, const char* message)
+void LogLines::callback(int severity, const char* tag, const char* message)
 {
     require(current != nullptr, "no line comes when the handle is gone");
     require(severity >= IXFS_LOG_ERR && severity <= IXFS_LOG_INF, "a line's severity");
-    require(function_tag != nullptr && *function_tag != '\0', "a line's tag");
+    require(tag != nullptr && *tag != '\0', "a line's tag");
     require(std::strlen(message) <= longest_message, "a line's length");
     current->messages_.emplace_back(message);
 }

@@ -17,7 +17,7 @@ public:
     LogLines(const LogLines&) = delete;
     LogLines& operator=(const LogLines&) = delete;
 
-    static void callback(int severity, const char* function_tag, const char* message);
+    static void callback(int severity, const char* tag, const char* message);
     static void job_callback(void* job_log_context, int, int, int, int, int, const char* format,
                              ...) IXFS_PRINTF(7, 8);
 

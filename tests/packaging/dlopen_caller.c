@@ -45,10 +45,10 @@ static void* open_library(const char* path)
     return library;
 }
 
-static void watch_validation(int severity, const char* function_tag, const char* message)
+static void watch_validation(int severity, const char* tag, const char* message)
 {
     (void)severity;
-    (void)function_tag;
+    (void)tag;
     if (strcmp(message, "INF - starting validate thread\n") == 0)
         sem_post(&validation_started);
     if (strncmp(message, "INF - stopping validate thread", 30) == 0)

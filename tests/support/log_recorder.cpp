@@ -87,16 +87,16 @@ LogRecorder::~LogRecorder()
     current = nullptr;
 }
 
-void LogRecorder::callback(int severity, const char* function_tag, const char* message)
+void LogRecorder::callback(int severity, const char* tag, const char* message)
 {
     const interpose::RealCalls of_the_test;
     LogRecorder* const recorder = current;
     if (recorder == nullptr) {
-        ADD_FAILURE() << "a line without a recorder: " << function_tag << ' ' << message;
+        ADD_FAILURE() << "a line without a recorder: " << tag << ' ' << message;
         return;
     }
-    recorder->record({severity, function_tag, message});
-    expect_row(severity, function_tag, message);
+    recorder->record({severity, tag, message});
+    expect_row(severity, tag, message);
 }
 
 void LogRecorder::record(Line line)

@@ -41,7 +41,7 @@ public:
     LogRecorder(const LogRecorder&) = delete;
     LogRecorder& operator=(const LogRecorder&) = delete;
 
-    static void callback(int severity, const char* function_tag, const char* message);
+    static void callback(int severity, const char* tag, const char* message);
 
     // All lines; those that the calling thread logged; those that other threads logged.
     Lines lines() const;

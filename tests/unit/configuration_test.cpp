@@ -206,18 +206,19 @@ TEST_F(Configuration, FileThatShowsUpAfterTheSecondCheckIsRead)
     EXPECT_EQ(image_lines(), expected + lock_lines() + new_folder_lines());
 }
 
-TEST_F(Configuration, SleepThatASignalInterruptsFailsNothing)
+TEST_F(Configuration, SleepThatASignalInterruptsIsNotResumed)
 {
     fs::rename(config_path(), in_image("late"));
     int sleeps = 0;
     auto interrupted = interpose::on_sleep([&](const timespec*, timespec*) -> std::optional<int> {
-        if (++sleeps > 1) // the rest of the first one
+        if (++sleeps > 1)
             return 0;
         fs::rename(in_image("late"), config_path());
         errno = EINTR;
         return -1;
     });
     EXPECT_EQ(prepare(), EC_OK);
+    EXPECT_EQ(sleeps, 1);
     EXPECT_EQ(config, "<vm/>");
 }
 

@@ -53,21 +53,21 @@ std::string escape_control_characters(std::string_view text)
     return escaped;
 }
 
-std::string format_line(int severity, const char* function_tag, std::string_view message)
+std::string format_line(int severity, const char* tag, std::string_view message)
 {
     if (!message.empty() && message.back() == '\n')
         message.remove_suffix(1);
     std::string line(severity_name(severity));
-    line.append(" ").append(function_tag).append(": ");
+    line.append(" ").append(tag).append(": ");
     line.append(escape_control_characters(mask_credential(message))).append("\n");
     return line;
 }
 
-void print_line(int severity, const char* function_tag, const char* message) noexcept
+void print_line(int severity, const char* tag, const char* message) noexcept
 {
     static std::mutex one_at_a_time;
     try {
-        const std::string line = format_line(severity, function_tag, message);
+        const std::string line = format_line(severity, tag, message);
         const std::lock_guard<std::mutex> guard(one_at_a_time);
         write_all(STDERR_FILENO, line);
     } catch (const std::exception&) {
@@ -75,10 +75,10 @@ void print_line(int severity, const char* function_tag, const char* message) noe
     }
 }
 
-void print_error_line(int severity, const char* function_tag, const char* message) noexcept
+void print_error_line(int severity, const char* tag, const char* message) noexcept
 {
     if (severity == IXFS_LOG_ERR)
-        print_line(severity, function_tag, message);
+        print_line(severity, tag, message);
 }
 
 } // namespace
