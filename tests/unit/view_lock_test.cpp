@@ -6,6 +6,7 @@
 
 #include <cerrno>
 #include <climits>
+#include <cstring>
 #include <optional>
 
 namespace
@@ -190,12 +191,22 @@ TEST_F(ViewLock, FailureLeavesTheLastStatusOfTheHandleAlone)
 
 TEST_F(ViewLock, BaseNameIsCutToItsBuffer)
 {
+    std::memset(base_name, 'x', sizeof(base_name));
     EXPECT_EQ(lock(view, 5), 1);
     EXPECT_STREQ(base_name, "_vv_");
-    EXPECT_EQ(base_name[5], '\0') << "what lies behind the buffer stays";
+    EXPECT_EQ(base_name[5], 'x') << "what lies behind the buffer stays";
     const std::string name = "Global\\EGR_1700000000__vv__0";
     EXPECT_EQ(log.take(), (Lines{host_line("esx-proxy7"), base_name_line("_vv_"), trying_line(name),
                                  won_line(name)}));
+}
+
+TEST_F(ViewLock, BaseNameWithAnIdIsCutToItsBuffer)
+{
+    use_handle_with_id();
+    std::memset(base_name, 'x', sizeof(base_name));
+    EXPECT_EQ(lock(view, sizeof("_vv_esx-proxy7_17")), 1);
+    EXPECT_STREQ(base_name, "_vv_esx-proxy7_17");
+    EXPECT_EQ(base_name[sizeof("_vv_esx-proxy7_17")], 'x');
 }
 
 TEST_F(ViewLock, AttemptNumberIsAppendedAsFarAsTheBufferAllows)
