@@ -315,6 +315,7 @@ extern Interposable<int(pthread_cond_t*, pthread_mutex_t*, const timespec*)>
 // null answer to a throwing operator new becomes std::bad_alloc. operator new is real in programs
 // that clang builds with a sanitizer.
 extern Interposable<void*(size_t)> on_allocation;
+bool allocation_throws(); // whether it would: for a behaviour to ask
 // free alone. Its behaviours only look on: whatever they answer, the block is freed.
 extern Interposable<int(void*)> on_free;
 

@@ -8,6 +8,18 @@ namespace interpose
 
 Interposable<void*(size_t)> on_allocation{"allocation", Reach::this_thread, Failure::by_errno};
 
+namespace
+{
+
+thread_local bool throwing_new_asks;
+
+} // namespace
+
+bool allocation_throws()
+{
+    return throwing_new_asks;
+}
+
 ANSWERED_BY(on_allocation, (size), malloc, void*, (size_t size), (size))
 ANSWERED_BY(on_allocation, (count * size), calloc, void*, (size_t count, size_t size),
             (count, size))
@@ -53,7 +65,10 @@ INTERPOSED(free, void, (void* block))
 #define DEFINE_NEW(name, symbol)                                                                   \
     INTERPOSED_SYMBOL(name, symbol, nullptr, void*, (size_t size))                                 \
     {                                                                                              \
-        if (const std::optional<void*> answer = on_allocation.ask(size)) {                         \
+        throwing_new_asks = true;                                                                  \
+        const std::optional<void*> answer = on_allocation.ask(size);                               \
+        throwing_new_asks = false;                                                                 \
+        if (answer) {                                                                              \
             if (*answer == nullptr)                                                                \
                 throw std::bad_alloc();                                                            \
             return *answer;                                                                        \

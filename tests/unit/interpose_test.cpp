@@ -124,6 +124,22 @@ TEST(Interpose, RefusedNewThrows)
     EXPECT_THROW(::operator delete(::operator new(1)), std::bad_alloc);
 }
 
+TEST(Interpose, TellsWhichAllocationWouldThrow)
+{
+    std::vector<bool> told;
+    told.reserve(3);
+    {
+        const auto hook = interpose::on_allocation([&](size_t) {
+            told.push_back(interpose::allocation_throws());
+            return std::optional<void*>();
+        });
+        free(malloc(1));
+        ::operator delete(::operator new(1));
+        ::operator delete(::operator new(1, std::nothrow));
+    }
+    EXPECT_EQ(told, (std::vector<bool>{false, true, false}));
+}
+
 TEST(Interpose, RefusedNothrowNewIsNull)
 {
     auto hook = interpose::on_allocation.fails(ENOMEM);
