@@ -71,24 +71,22 @@ private:
 
 const FaultCases copy_faults{
     // of either file
-    {fails(on_open, EMFILE), {0}},
-    {fails(on_open, ENOSPC), {0}},
-    {fails(on_close, EIO), {1}}, // all was flushed before
+    {fails(on_open, EMFILE), 0},
+    {fails(on_close, EIO), makes_no_difference}, // all was flushed before
+    {memory_is_null(), makes_no_difference},     // a stream does without a buffer
     // of the old one
-    {fails(on_read, EIO), {0}},
+    {fails(on_read, EIO), 0},
     // of the new one
-    {fails(on_stat, EIO), {0, 1}},
-    {fails(on_stat, ETIME), {0, 1}},
-    {fails(on_unlink, EACCES), {0}},
-    {fails(on_write, ENOSPC), {0}},
+    {fails_where(on_open, ENOSPC, is_to_write), 0},
+    {fails(on_stat, EIO), makes_no_difference}, // what may be another file's name is taken away
+    {fails(on_stat, ETIME), makes_no_difference},
+    {fails(on_unlink, EACCES), 0},
+    {fails(on_write, ENOSPC), 0},
 };
 
 TEST_F(DescriptorFaults, LeaveNothingBehind)
 {
-    sweep(copy_faults +
-          FaultCases{
-              {fails(on_allocation, ENOMEM), {0, 1}}, // a stream does without a buffer
-          });
+    sweep(copy_faults);
 }
 
 class NewUuidFaults : public DescriptorFaults
@@ -100,9 +98,9 @@ protected:
 TEST_F(NewUuidFaults, LeaveNothingBehind)
 {
     sweep(copy_faults + FaultCases{
-                            {fails(on_allocation, ENOMEM), {0, 1, threw_bad_alloc}},
-                            {fails(on_getrandom, ENOSYS), {threw_entropy_error}},
-                            {only_once(fails(on_getrandom, EINTR)), {1}},
+                            {memory_throws(), threw_bad_alloc},
+                            {fails(on_getrandom, ENOSYS), threw_entropy_error},
+                            {only_once(fails(on_getrandom, EINTR)), makes_no_difference},
                         });
 }
 

@@ -2,9 +2,12 @@
 
 #include "process_mutex_set.h"
 
+#include <ace/Process_Mutex.h>
+
 #include <csignal>
 #include <cstring>
 
+#include <fcntl.h>
 #include <sys/sem.h>
 
 namespace
@@ -35,11 +38,56 @@ bool signals_are_blocked()
     return sigismember(&blocked, SIGUSR1) == 1;
 }
 
+bool is_process_mutex(std::size_t size)
+{
+    return size == sizeof(ACE_Process_Mutex);
+}
+
+// Opens files, folders and pipes by calls that are real with all that they call in their turn.
+class RealOpenings
+{
+    decltype(interpose::on_open)::Hook open_ = interpose::on_open(
+        [](const char* path, int flags) { return std::optional(open(path, flags, 0666)); });
+    decltype(interpose::on_opendir)::Hook opendir_ = interpose::on_opendir([](const char* path) {
+        return std::optional(open(path, O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    });
+    decltype(interpose::on_popen)::Hook popen_ = interpose::on_popen(
+        [](const char* command, const char* mode) { return std::optional(popen(command, mode)); });
+};
+
+Fault outside_of_openings(Fault fault)
+{
+    fault.arm = [arm = fault.arm](Trigger& trigger, FaultClock& clock) {
+        auto armed = std::make_shared<std::pair<RealOpenings, ArmedFault>>();
+        armed->second = arm(trigger, clock);
+        return armed;
+    };
+    return fault;
+}
+
 } // namespace
 
 std::string name_of(int error)
 {
     return strerrorname_np(error);
+}
+
+Fault memory_is_null()
+{
+    return outside_of_openings(fails_where(interpose::on_allocation, ENOMEM, [](std::size_t size) {
+        return !interpose::allocation_throws() && !is_process_mutex(size);
+    }));
+}
+
+Fault memory_throws()
+{
+    return fails_where(interpose::on_allocation, ENOMEM,
+                       [](std::size_t) { return interpose::allocation_throws(); });
+}
+
+Fault mutex_has_no_memory()
+{
+    return fails_where(interpose::on_allocation, ENOMEM, is_process_mutex);
 }
 
 Fault time_fails()

@@ -1,7 +1,7 @@
 // Faults: the ways in which the library's calls to the C library can fail, one call at a time.
 //
 //     Trigger trigger(3, Trigger::Mode::once);
-//     const FaultClock clock;
+//     FaultClock clock;
 //     const ArmedFault armed = fails(interpose::on_access, ETIME).arm(trigger, clock);
 //     ... // the third access() fails
 //     trigger.reached();
@@ -11,10 +11,15 @@
 #include "interpose.h"
 
 #include <atomic>
+#include <climits>
+#include <cstring>
 #include <functional>
 #include <memory>
 #include <string>
 #include <tuple>
+#include <utility>
+
+#include <fcntl.h>
 
 // Counts the calls that a fault could hit, and tells which it does. Any thread.
 class Trigger
@@ -22,13 +27,21 @@ class Trigger
 public:
     enum class Mode { once, for_good };
 
-    // The call with that number fails, the first being 1; `for_good`, all later ones too.
-    Trigger(int number, Mode mode) : number_(number), mode_(mode) {}
+    // The call with that number fails, the first being 1; `for_good`, all later ones too. Each that
+    // is to fail is announced.
+    Trigger(
+        int number, Mode mode, std::function<void()> announce = [] {})
+        : number_(number), mode_(mode), announce_(std::move(announce))
+    {
+    }
 
     bool hits()
     {
         const int call = ++calls_;
-        return call == number_ || (mode_ == Mode::for_good && call > number_);
+        const bool hit = call == number_ || (mode_ == Mode::for_good && call > number_);
+        if (hit)
+            announce_();
+        return hit;
     }
 
     int calls() const { return calls_; }
@@ -37,6 +50,7 @@ public:
 private:
     int number_;
     Mode mode_;
+    std::function<void()> announce_;
     std::atomic<int> calls_{0};
 };
 
@@ -92,13 +106,36 @@ struct Fault {
     std::string call;  // such as "access"
     std::string error; // what it fails with, for messages
     std::function<ArmedFault(Trigger&, FaultClock&)> arm;
-    bool lasts = true; // false for what no system does for good
+
+    // How it comes: to a single call, to one and all that follow, and to calls of which numbers.
+    bool once = true;
+    bool lasts = true;
+    int first = 1;
+    int last = INT_MAX;
 };
 
-// The fault as one that hits a single call, never all that follow.
 inline Fault only_once(Fault fault)
 {
     fault.lasts = false;
+    return fault;
+}
+
+inline Fault for_good(Fault fault)
+{
+    fault.once = false;
+    return fault;
+}
+
+// The fault as one that begins with the first call, or the first few, or with any other.
+inline Fault at_first(Fault fault, int calls = 1)
+{
+    fault.last = calls;
+    return fault;
+}
+
+inline Fault later(Fault fault, int calls_before = 1)
+{
+    fault.first = calls_before + 1;
     return fault;
 }
 
@@ -125,6 +162,29 @@ inline constexpr auto any_call = [](auto...) {
     return true;
 };
 
+// Whether the path that a call is about ends in `name`.
+inline auto is_about(const std::string& name)
+{
+    return [name](auto... args) {
+        const char* const path = std::get<const char*>(std::make_tuple(args...));
+        const char* const slash = std::strrchr(path, '/');
+        return name == (slash != nullptr ? slash + 1 : path);
+    };
+}
+
+// Whether a file is opened to be written.
+inline constexpr auto is_to_write = [](const char*, int flags) {
+    return (flags & O_ACCMODE) != O_RDONLY;
+};
+
+template <typename Condition>
+auto unless(Condition condition)
+{
+    return [condition](auto... args) {
+        return !condition(args...);
+    };
+}
+
 template <typename Result, typename... Args, typename Concerns>
 Fault fails_where(interpose::Interposable<Result(Args...)>& call, int error, Concerns concerns)
 {
@@ -148,6 +208,12 @@ Fault fails_when_done(interpose::Interposable<Result(Args...)>& call, Result (*r
         return std::optional<Result>(call.failed(error));
     });
 }
+
+// Memory, but for what openings of files, folders and pipes ask for themselves: running short of that
+// is their failure. What is told of it decides what can be made of it.
+Fault memory_is_null();
+Fault memory_throws();
+Fault mutex_has_no_memory(); // null, too, but its lack has a status of its own
 
 // Clocks and sleeps.
 Fault time_fails();

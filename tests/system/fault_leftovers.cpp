@@ -56,17 +56,16 @@ Leftovers::Leftovers()
 {
 }
 
-void Leftovers::expect_none(const std::set<Leftover>& excused) const
+void Leftovers::expect_none_but(MountedImage image, FreeLock lock) const
 {
     look_until([this] { return threads() <= threads_; });
     EXPECT_EQ(open_descriptors(), descriptors_);
     EXPECT_EQ(children(), children_);
-    for (const std::string& mount : mounts()) {
-        EXPECT_TRUE(excused.count(Leftover::mount) != 0) << mount << " is still mounted";
+    EXPECT_EQ(mounts().size(), image == MountedImage::is_left ? 1U : 0U);
+    for (const std::string& mount : mounts())
         umount2(mount.c_str(), MNT_DETACH);
-    }
     for (const SemaphoreSet& set : semaphore_sets()) {
-        EXPECT_TRUE(excused.count(Leftover::free_lock) != 0) << "a lock is left";
+        EXPECT_EQ(lock, FreeLock::may_be_left);
         EXPECT_TRUE(can_be_had(set.id)) << "a lock is left that nobody can get";
         semctl(set.id, 0, IPC_RMID);
     }

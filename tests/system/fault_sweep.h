@@ -5,6 +5,7 @@
 
 #include "fault_injection.h"
 #include "fault_leftovers.h"
+#include "fault_outcomes.h"
 #include "handle_test.h"
 
 #include <gtest/gtest.h>
@@ -14,11 +15,11 @@
 #include <string>
 #include <vector>
 
-// What an entry point may come to when a call fails so: its results, and what may be left behind.
+// What an entry point must come to when a call fails so.
 struct FaultCase {
     Fault fault;
-    std::set<int> results;
-    std::set<Leftover> leftovers = {};
+    Outcomes outcomes;
+    FreeLock lock = FreeLock::is_gone;
 };
 
 struct FaultCases : std::vector<FaultCase> {
@@ -52,26 +53,24 @@ protected:
     // What act() comes to without a fault.
     int undisturbed_result() const { return undisturbed_result_; }
 
-    // Whether the case that is swept allows for it.
-    bool excuses(Leftover leftover) const { return leftovers_.count(leftover) != 0; }
-
-    // Sweeps the cases, which must hold each call that act() makes and that can fail. Allocations
-    // that do not come up are passed over: whether there are any may be the runtime's matter.
+    // Sweeps the cases, which must hold each call that act() makes and that can fail, and no result
+    // that no failure comes to.
     void sweep(const FaultCases& cases);
 
 private:
     void run_undisturbed();
+    void sweep(const FaultCase& fault_case);
     void sweep(const FaultCase& fault_case, Trigger::Mode mode);
-    void run(const FaultCase& fault_case, Trigger& trigger);
+    bool run(const FaultCase& fault_case, int number, Trigger::Mode mode);
     int act_guarded();
 
     int undisturbed_result_ = 0;
     std::set<std::string> calls_made_;
-    std::set<Leftover> leftovers_;
+    std::set<const Stretch*> reached_;
     int points_ = 0;
 };
 
-// A handle whose log goes nowhere, but through a callback.
+// A handle whose log goes to the outcome finder.
 Handle silent_handle(int flags = 0);
 
 #endif

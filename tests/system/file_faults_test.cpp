@@ -61,10 +61,11 @@ protected:
 TEST_F(ExistenceFaults, LeaveNothingBehind)
 {
     sweep({
-        {fails(on_access, ETIME), {true, false}},
-        {fails(on_access, ENOENT), {false}},
-        {fails(on_access, EACCES), {false}},
-        {fails(on_access, EIO), {false}},
+        {only_once(fails(on_access, ETIME)), makes_no_difference}, // there are 100 calls
+        {for_good(fails(on_access, ETIME)), false},
+        {fails(on_access, ENOENT), false},
+        {fails(on_access, EACCES), false},
+        {fails(on_access, EIO), false},
     });
 }
 
@@ -83,11 +84,13 @@ protected:
 TEST_F(FolderCreationFaults, LeaveNothingBehind)
 {
     sweep({
-        {fails(on_mkdir, ETIME), {0, 1}}, // given up in silence
-        {fails(on_mkdir, EEXIST), {0, 1}},
-        {fails(on_mkdir, ENOSPC), {1}},
-        {fails(on_mkdir, EACCES), {1}},
-        {fails(on_allocation, ENOMEM), {1}},
+        {fails(on_mkdir, ETIME), makes_no_difference}, // each folder is given up in silence
+        {only_once(fails_where(on_mkdir, EEXIST, is_about("inside"))), 1}, // and then "deep" fails
+        {only_once(fails_where(on_mkdir, EEXIST, unless(is_about("inside")))), makes_no_difference},
+        {for_good(fails(on_mkdir, EEXIST)), makes_no_difference},
+        {fails(on_mkdir, ENOSPC), 1},
+        {fails(on_mkdir, EACCES), 1},
+        {memory_throws(), 1},
     });
 }
 
@@ -105,11 +108,11 @@ protected:
 TEST_F(LinkFaults, LeaveNothingBehind)
 {
     sweep({
-        {fails(on_link, EPERM), {1}}, // reads as success
-        {fails(on_link, EEXIST), {EEXIST}},
-        {fails(on_link, EMLINK), {EMLINK}},
-        {fails(on_link, EXDEV), {EXDEV}},
-        {fails(on_link, ETIME), {ETIME}},
+        {fails(on_link, EPERM), makes_no_difference}, // its number is that of success
+        {fails(on_link, EEXIST), EEXIST},
+        {fails(on_link, EMLINK), EMLINK},
+        {fails(on_link, EXDEV), EXDEV},
+        {fails(on_link, ETIME), ETIME},
     });
 }
 
@@ -129,20 +132,35 @@ protected:
     void expect_effect() const override { EXPECT_FALSE(fs::exists(folder)); }
 };
 
+// Whether a folder has an entry left to be read.
+bool has_more(DIR* folder)
+{
+    const long position = telldir(folder);
+    bool found = false;
+    while (const dirent* const entry = readdir(folder)) {
+        const std::string name = entry->d_name;
+        found = found || (name != "." && name != "..");
+    }
+    seekdir(folder, position);
+    return found;
+}
+
 TEST_F(FolderDeletionFaults, LeaveNothingBehind)
 {
     sweep({
-        {fails(on_opendir, EACCES), {1}},
-        {fails(on_opendir, EMFILE), {1}},
-        {fails(on_readdir, EIO), {0, 1}}, // at the end of the folder it is no failure
-        {fails(on_unlink, EACCES), {1}},
-        {fails(on_unlink, EBUSY), {1}},
-        {only_once(fails(on_unlink, EISDIR)), {0, 1}}, // and so a folder
-        {fails(on_stat, EIO), {0}}, // where the kernel cannot tell a mount, the folder goes
-        {fails(on_rmdir, EBUSY), {1}},
-        {fails(on_rmdir, ENOTEMPTY), {1}},
-        {fails_when_done(on_closedir, closedir, EINTR), {0}},
-        {fails(on_allocation, ENOMEM), {1}},
+        {fails(on_opendir, EACCES), 1},
+        {fails(on_opendir, EMFILE), 1},
+        {fails_where(on_readdir, EIO, has_more), 1},
+        {fails_where(on_readdir, EIO, unless(has_more)), makes_no_difference},
+        {fails(on_unlink, EACCES), 1},
+        {fails(on_unlink, EBUSY), 1},
+        {only_once(fails_where(on_unlink, EISDIR, is_about("inside"))), makes_no_difference},
+        {only_once(fails_where(on_unlink, EISDIR, unless(is_about("inside")))), 1}, // "so a folder"
+        {fails(on_stat, EIO), makes_no_difference}, // nothing is mounted there
+        {fails(on_rmdir, EBUSY), 1},
+        {fails(on_rmdir, ENOTEMPTY), 1},
+        {fails_when_done(on_closedir, closedir, EINTR), makes_no_difference},
+        {memory_throws(), 1},
     });
 }
 

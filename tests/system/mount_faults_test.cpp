@@ -6,47 +6,89 @@ namespace
 
 using namespace interpose;
 
-// The record of a mount, and the mutex.
 const FaultCases record_faults{
-    // a set that was made, and then could not be opened, waits for its next user
-    {fails(on_semget, ENOSPC), {EC_OK, EC_SYSTEM_ERROR}, {Leftover::free_lock}},
-    {fails(on_semget, EACCES), {EC_OK, EC_SYSTEM_ERROR}, {Leftover::free_lock}},
-    {semop_has_no_memory(), {EC_OK, EC_SYSTEM_ERROR}, {Leftover::free_lock}},
-    {semop_is_interrupted(), {EC_SYSTEM_ERROR}},
-    {semctl_finds_set_deleted(), {EC_OK, EC_SYSTEM_ERROR}},
+    // a new mutex is made ready for ACE, which else does it itself
+    {at_first(only_once(fails(on_semget, ENOSPC))), makes_no_difference},
+    {at_first(only_once(fails(on_semget, EACCES))), makes_no_difference},
+    {at_first(only_once(semop_has_no_memory())), makes_no_difference},
+    // and is opened, or waited for, again
+    {only_once(semop_is_interrupted()), makes_no_difference},
+    {only_once(semop_finds_set_deleted()), makes_no_difference},
+    {only_once(semctl_finds_set_deleted()), makes_no_difference},
 };
 
+const FaultCases mutex_faults{
+    {for_good(fails(on_semget, ENOSPC)), EC_SYSTEM_ERROR, FreeLock::may_be_left},
+    {later(only_once(fails(on_semget, ENOSPC))), EC_SYSTEM_ERROR, FreeLock::may_be_left},
+    {for_good(fails(on_semget, EACCES)), EC_SYSTEM_ERROR, FreeLock::may_be_left},
+    {later(only_once(fails(on_semget, EACCES))), EC_SYSTEM_ERROR, FreeLock::may_be_left},
+    {for_good(semop_has_no_memory()), EC_SYSTEM_ERROR, FreeLock::may_be_left},
+    {later(only_once(semop_has_no_memory())), EC_SYSTEM_ERROR, FreeLock::may_be_left},
+    {for_good(semctl_finds_set_deleted()), EC_SYSTEM_ERROR},
+};
+
+// Where the mutex is taken a second time, and deleted.
+FaultCases and_nothing_behind(const char* line, FaultCases cases)
+{
+    for (FaultCase& fault_case : cases)
+        fault_case.outcomes.push_back({line, makes_no_difference});
+    return cases;
+}
+
 const FaultCases deleted_mutex_faults{
-    {only_once(semop_finds_set_deleted()), {EC_OK}}, // for good, ACE never ends to open it again
-    {only_once(semop_sees_set_deleted()), {EC_OK}},
+    {only_once(semop_sees_set_deleted()), makes_no_difference},
 };
 
 // What every mount goes through, the one that comes to nothing too.
 const FaultCases mount_faults =
-    record_faults +
-    FaultCases{
-        // the record, the folder's path, the mutex, popen
-        {fails(on_allocation, ENOMEM), {EC_OK, EC_NO_MEMORY, EC_SYSTEM_ERROR, EC_MOUNT_DIRECTORY}},
-        {fails(on_mkdir, EACCES), {EC_MOUNT_DIRECTORY}},
-        {fails(on_mkdir, ENOSPC), {EC_MOUNT_DIRECTORY}},
-        {fails(on_popen, EMFILE), {EC_SYSTEM_ERROR}},
-    };
+    record_faults + FaultCases{
+                        {memory_throws(),
+                         {{stage::has_mutex_to_mount, EC_MOUNT_DIRECTORY},
+                          {stage::runs_mount, makes_no_difference}}},
+                        {mutex_has_no_memory(), EC_SYSTEM_ERROR},
+                        {fails(on_mkdir, EACCES), EC_MOUNT_DIRECTORY},
+                        {fails(on_mkdir, ENOSPC), EC_MOUNT_DIRECTORY},
+                        {fails_when_done(on_pclose, pclose, ECHILD), makes_no_difference},
+                        {time_fails(), makes_no_difference},
+                    };
+
+const FaultCases record_memory_faults{
+    {memory_is_null(), {{at_start, EC_NO_MEMORY}, {stage::runs_mount, makes_no_difference}}},
+};
+
+// Of a record that takes the mount path from the helper's answers.
+const FaultCases path_record_memory_faults{
+    {memory_is_null(),
+     {{at_start, EC_NO_MEMORY},
+      {stage::runs_mount, makes_no_difference},
+      {stage::has_mount_path, EC_NO_MEMORY},
+      {stage::has_mount_point, makes_no_difference}}},
+};
+
+const FaultCases helper_start_faults{
+    {fails(on_popen, EMFILE), EC_SYSTEM_ERROR},
+};
 
 // And what only one that succeeds does. Where the helper's answer is lost, nobody knows of its
 // mount.
-const FaultCases success_faults =
-    deleted_mutex_faults +
-    FaultCases{
-        {fails(on_mkdir, EEXIST), {EC_OK, EC_HELPER_FAILED}}, // the helper finds no directory
-        {fails(on_mkdir, ETIME), {EC_OK, EC_HELPER_FAILED}},
-        {fails(on_read, EIO), {EC_OK, EC_SYSTEM_ERROR}, {Leftover::mount}},
-        {only_once(fails(on_read, EINTR)), {EC_OK}}, // for good, it is read for good
-        {fails_when_done(on_pclose, pclose, ECHILD), {EC_OK}},
-        {time_fails(), {EC_OK}},
-    };
+FaultCases success_faults(const std::string& server)
+{
+    return deleted_mutex_faults +
+           FaultCases{
+               // the helper finds no directory
+               {fails_where(on_mkdir, EEXIST, is_about(server)), EC_HELPER_FAILED},
+               {fails_where(on_mkdir, EEXIST, unless(is_about(server))), makes_no_difference},
+               {only_once(fails(on_mkdir, ETIME)), makes_no_difference}, // there are 100 calls
+               {for_good(fails(on_mkdir, ETIME)), EC_HELPER_FAILED},
+               {fails(on_read, EIO),
+                {{stage::runs_mount, EC_SYSTEM_ERROR, MountedImage::is_left},
+                 {stage::has_mount_point, makes_no_difference}}},
+               {only_once(fails(on_read, EINTR)), makes_no_difference}, // it is read again
+           };
+}
 
 const FaultCases watching_faults{
-    {fails(on_pthread_create, EAGAIN), {EC_OK}},
+    {fails(on_pthread_create, EAGAIN), makes_no_difference}, // the mount goes unwatched
 };
 
 class MountFaults : public MountedImageFaults
@@ -67,7 +109,8 @@ protected:
 
 TEST_F(MountFaults, LeaveNothingBehind)
 {
-    sweep(mount_faults + success_faults + watching_faults);
+    sweep(mount_faults + mutex_faults + record_memory_faults + helper_start_faults +
+          success_faults(image.server) + watching_faults);
 }
 
 class ValidatedMountFaults : public MountFaults
@@ -78,10 +121,11 @@ protected:
 
 TEST_F(ValidatedMountFaults, LeaveNothingBehind)
 {
-    sweep(mount_faults + success_faults + watching_faults +
+    sweep(mount_faults + mutex_faults + path_record_memory_faults + helper_start_faults +
+          success_faults(image.server) + watching_faults +
           FaultCases{
-              {fails(on_stat, EIO), {EC_HELPER_FAILED}},
-              {fails(on_stat, ETIME), {EC_HELPER_FAILED}},
+              {fails(on_stat, EIO), EC_HELPER_FAILED},
+              {fails(on_stat, ETIME), EC_HELPER_FAILED},
           });
 }
 
@@ -93,16 +137,14 @@ protected:
 
 TEST_F(BusyMountFaults, LeaveNothingBehind)
 {
-    sweep(mount_faults + FaultCases{
-                             {only_once(semop_finds_set_deleted()), {EC_SYSTEM_ERROR}},
-                             {fails(on_read, EIO), {EC_SYSTEM_ERROR}},
-                             {fails_when_done(on_pclose, pclose, ECHILD), {EC_SYSTEM_ERROR}},
-                             {time_fails(), {EC_SYSTEM_ERROR}},
-                             {only_once(sleep_is_interrupted()), {EC_SYSTEM_ERROR}},
-                         });
+    sweep(mount_faults + mutex_faults + record_memory_faults + helper_start_faults +
+          FaultCases{
+              {fails(on_read, EIO), makes_no_difference}, // nothing is mounted either way
+              {only_once(sleep_is_interrupted()), makes_no_difference},
+          });
 }
 
-// A mount that is dead is unmounted again within the call.
+// A mount that is dead is unmounted again within the call. What fails there is logged alone.
 class DeadMountFaults : public MountFaults
 {
 protected:
@@ -111,14 +153,14 @@ protected:
 
 TEST_F(DeadMountFaults, LeaveNothingBehind)
 {
-    FaultCases cases = mount_faults + success_faults + mount_point_removal_faults(EC_OK);
-    cases.push_back({fails(on_stat, EIO), {EC_OK}});
-    cases.push_back({set_cannot_be_deleted(), {EC_OK}, {Leftover::free_lock}});
-    for (FaultCase& mount : cases) {
-        mount.results.erase(EC_OK);
-        mount.results.insert(EC_HELPER_FAILED);
-    }
-    sweep(cases);
+    sweep(mount_faults + and_nothing_behind(stage::has_mutex_to_mount, mutex_faults) +
+          path_record_memory_faults +
+          and_nothing_behind(stage::finds_mount_dead, helper_start_faults) +
+          success_faults(image.server) + mount_point_removal_faults +
+          FaultCases{
+              {fails(on_stat, EIO), makes_no_difference},
+              {set_cannot_be_deleted(), makes_no_difference, FreeLock::may_be_left},
+          });
 }
 
 class ContextFaults : public MountedImageFaults
@@ -143,9 +185,10 @@ protected:
 
 TEST_F(ContextFaults, LeaveNothingBehind)
 {
-    sweep(record_faults + deleted_mutex_faults +
+    sweep(record_faults + mutex_faults + deleted_mutex_faults +
           FaultCases{
-              {fails(on_allocation, ENOMEM), {EC_NO_MEMORY, EC_SYSTEM_ERROR}},
+              {memory_is_null(), EC_NO_MEMORY},
+              {mutex_has_no_memory(), EC_SYSTEM_ERROR},
           });
 }
 

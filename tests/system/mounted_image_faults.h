@@ -7,13 +7,20 @@
 
 #include <string>
 
+#include <unistd.h>
+
 // A fixture with a handle, and with the image of a server whose name says what the helper does.
 class MountedImageFaults : public FaultSweep
 {
 protected:
     explicit MountedImageFaults(const std::string& server) : image(server) {}
 
-    void arrange() override { handle = silent_handle(); }
+    // Each run makes the mount directory anew.
+    void arrange() override
+    {
+        rmdir(image.mount_point.c_str());
+        handle = silent_handle();
+    }
 
     static ec_status mount(const Handle& handle, const FaultImage& image)
     {
@@ -43,16 +50,29 @@ private:
 };
 
 // The removal of the mount point, which nothing but the log tells of.
-inline FaultCases mount_point_removal_faults(ec_status status)
+inline const FaultCases mount_point_removal_faults{
+    {fails(interpose::on_stat, EIO), makes_no_difference},
+    {fails(interpose::on_stat, ENOSYS), makes_no_difference},
+    {fails(interpose::on_opendir, EACCES), makes_no_difference},
+    {fails(interpose::on_readdir, EIO), makes_no_difference},
+    {fails_when_done(interpose::on_closedir, closedir, EINTR), makes_no_difference},
+    {fails(interpose::on_rmdir, EBUSY), makes_no_difference},
+};
+
+// Lines that tell how far a mount or an unmount has come.
+namespace stage
 {
-    return {
-        {fails(interpose::on_stat, EIO), {status}},
-        {fails(interpose::on_stat, ENOSYS), {status}},
-        {fails(interpose::on_opendir, EACCES), {status}},
-        {fails(interpose::on_readdir, EIO), {status}},
-        {fails_when_done(interpose::on_closedir, closedir, EINTR), {status}},
-        {fails(interpose::on_rmdir, EBUSY), {status}},
-    };
-}
+inline constexpr char has_mutex_to_mount[] = "INF - base_name: /usr/varnis/var/ixfs, ";
+inline constexpr char runs_mount[] =
+    "INF - running command - \"/usr/varnis/stowline/bin/ixfs\" mount ";
+inline constexpr char has_mount_path[] = "INF - response - MNTPATH=";
+inline constexpr char has_mount_point[] = "INF - response - MOUNTPOINT=";
+inline constexpr char finds_mount_dead[] = "ERR - ACE_OS::stat(";
+inline constexpr char begins_unmount[] = "INF - Lets terminate the event...";
+inline constexpr char has_mutex_to_unmount[] = "INF - got the mount mutex";
+inline constexpr char runs_unmount[] =
+    "INF - running command - \"/usr/varnis/stowline/bin/ixfs\" umount ";
+inline constexpr char has_exit_status[] = "INF - response - EXIT_STATUS=";
+} // namespace stage
 
 #endif

@@ -1,11 +1,12 @@
 // Faults in whole preparations of a VM.
-#include "fault_image.h"
-#include "fault_sweep.h"
+#include "mounted_image_faults.h"
 
 #include "ixfs_vmir.h"
 
 #include <string>
 #include <vector>
+
+#include <unistd.h>
 
 namespace
 {
@@ -17,6 +18,7 @@ class PrepareFaults : public FaultSweep
 protected:
     void arrange() override
     {
+        rmdir(image.mount_point.c_str()); // each run makes it anew
         config_.clear();
         out_.assign(1, "kept");
     }
@@ -32,7 +34,7 @@ protected:
             expect_success();
         } else {
             EXPECT_EQ(out_, std::vector<std::string>{"kept"});
-            EXPECT_TRUE(!image.has_view() || threw(result) || excuses(Leftover::view));
+            EXPECT_TRUE(!image.has_view() || threw(result));
         }
         image.expect_unchanged();
     }
@@ -52,75 +54,172 @@ private:
     const MountCreds creds_{
         image.server.c_str(), 1, 0, 3, nullptr, "mount-secret", "unmount-secret", image.backup_id};
     std::vector<std::string> entries_ = image.disks;
-    LogInfo log_info_{nullptr, [](int, const char*, const char*) {
-                      }};
+    LogInfo log_info_{nullptr, OutcomeFinder::callback};
     std::string config_;
     std::vector<std::string> out_;
 };
 
-const std::set<int> short_of_memory{
-    EC_OK,
-    EC_NO_HANDLE,
-    EC_NO_MEMORY,
-    EC_SYSTEM_ERROR,
-    EC_MOUNT_DIRECTORY,
-    EC_FILE_NOT_OPENED,
-    EC_FILE_NOT_READ,
-    EC_FILE_NOT_COPIED,
-    EC_FOLDER_NOT_CREATED,
-    EC_VIEW_NOT_CREATED,
-    EC_VIEW_NOT_LOCKED,
-    threw_bad_alloc,
+// Lines that tell how far the preparation has come.
+constexpr char has_mounted[] = "INF - mount point - ";
+constexpr char finds_config[] = "INF - Reading VM Config file from: ";
+constexpr char has_opened_config[] = "INF - Size reported by stat: ";
+constexpr char has_read_config[] = "INF - Size after striping padding: ";
+constexpr char tries_view_lock[] = "INF - Trying to create mutex: ";
+constexpr char has_view_lock[] = "INF - Successfully created mutex: ";
+constexpr char makes_view_folder[] = "INF - base_name: /usr/varnis/var/ixfs/plain/";
+constexpr char has_folder[] = "INF - Successfully created directory: ";
+constexpr char finds_file[] = "INF - SUCCESS ACE_OS::access(";
+constexpr char has_made_file[] = "INF - Created ";
+using stage::begins_unmount, stage::has_mount_point, stage::has_mutex_to_mount, stage::runs_mount;
+
+// Only a configuration is waited for, and what is to be made need not be there.
+Outcomes not_found(int config_result)
+{
+    return {
+        {finds_config, config_result},      {has_view_lock, makes_no_difference},
+        {has_folder, EC_FILE_NOT_FOUND},    {finds_file, makes_no_difference},
+        {has_made_file, EC_FILE_NOT_FOUND},
+    };
+}
+
+const Outcomes folder_not_made{{at_start, EC_MOUNT_DIRECTORY},
+                               {has_mounted, EC_FOLDER_NOT_CREATED}};
+
+const Outcomes helper_not_started{{at_start, EC_SYSTEM_ERROR}, {has_mounted, makes_no_difference}};
+
+const Outcomes mount_lock_not_had{
+    {at_start, EC_SYSTEM_ERROR},
+    {has_mutex_to_mount, makes_no_difference},
 };
 
-const FaultCases prepare_faults{
-    {fails(on_allocation, ENOMEM), short_of_memory, {Leftover::view}}, // opendir() wants some, too
-    // the mount
-    {fails(on_setlocale, 0), {EC_OK}},
-    {fails(on_semget, ENOSPC), {EC_OK, EC_SYSTEM_ERROR, EC_VIEW_NOT_LOCKED}, {Leftover::free_lock}},
-    {semop_has_no_memory(), {EC_OK, EC_SYSTEM_ERROR, EC_VIEW_NOT_LOCKED}, {Leftover::free_lock}},
-    {semop_is_interrupted(), {EC_OK, EC_SYSTEM_ERROR}},
-    {only_once(semop_finds_set_deleted()), {EC_OK}},
-    {only_once(semop_sees_set_deleted()), {EC_OK}},
-    {semctl_finds_set_deleted(), {EC_OK, EC_SYSTEM_ERROR, EC_VIEW_NOT_LOCKED}},
-    {set_cannot_be_deleted(), {EC_OK}, {Leftover::free_lock}},
-    {fails(on_popen, EMFILE), {EC_OK, EC_SYSTEM_ERROR}},
-    {fails_when_done(on_pclose, pclose, ECHILD), {EC_OK}},
-    {fails(on_pthread_create, EAGAIN), {EC_OK}},
-    {time_fails(), {EC_OK}},
-    // the configuration
-    {fails(on_seek, EIO), {EC_FILE_NOT_READ}},
-    {fails(on_stat, EIO), {EC_OK}},
-    // files of the mount, the configuration and the view
-    {fails(on_access, ETIME), {EC_OK, EC_FILE_NOT_FOUND}},
-    {fails(on_access, ENOENT), {EC_OK, EC_FILE_NOT_FOUND}},
-    {fails(on_access, EACCES), {EC_OK, EC_FILE_NOT_FOUND}},
-    {fails(on_access, EIO), {EC_OK, EC_FILE_NOT_FOUND}},
-    {fails(on_mkdir, EACCES), {EC_MOUNT_DIRECTORY, EC_FOLDER_NOT_CREATED}},
-    {fails(on_mkdir, ENOSPC), {EC_MOUNT_DIRECTORY, EC_FOLDER_NOT_CREATED}},
-    {fails(on_mkdir, EEXIST), {EC_OK, EC_HELPER_FAILED, EC_FILE_NOT_COPIED}},
-    {fails(on_mkdir, ETIME), {EC_OK, EC_HELPER_FAILED, EC_FILE_NOT_COPIED}},
-    {fails(on_uname, EFAULT), {EC_VIEW_NOT_LOCKED}},
-    {fails(on_getrandom, ENOSYS), {threw_entropy_error}},
-    {only_once(fails(on_getrandom, EINTR)), {EC_OK}}, // for good, it is asked for good
-    // the helper's output, the configuration and the descriptors
-    {fails(on_open, EMFILE), {EC_OK, EC_FILE_NOT_OPENED, EC_FILE_NOT_COPIED}},
-    {fails(on_open, ENOSPC), {EC_OK, EC_FILE_NOT_OPENED, EC_FILE_NOT_COPIED}},
+const Outcomes locks_not_had{
+    {at_start, EC_SYSTEM_ERROR},
+    {has_mutex_to_mount, makes_no_difference},
+    {tries_view_lock, EC_VIEW_NOT_LOCKED},
+    {has_view_lock, makes_no_difference},
+};
+
+Outcomes short_of_memory(int folder_result)
+{
+    return {
+        {has_mutex_to_mount, EC_MOUNT_DIRECTORY},
+        {has_mounted, threw_bad_alloc},
+        {makes_view_folder, folder_result},
+        {has_folder, threw_bad_alloc},
+    };
+}
+
+// How often a handle, whose making logs nothing, asks for memory.
+int allocations_of_handle()
+{
+    Trigger never(0, Trigger::Mode::once);
+    FaultClock clock;
+    const ArmedFault armed = memory_is_null().arm(never, clock);
+    const Handle handle = silent_handle();
+    return never.calls();
+}
+
+FaultCases memory_faults()
+{
+    const int of_handle = allocations_of_handle();
+    return {
+        {at_first(memory_is_null(), of_handle), EC_NO_HANDLE},
+        {later(memory_is_null(), of_handle),
+         {{at_start, EC_NO_MEMORY},
+          {runs_mount, makes_no_difference},
+          {has_read_config, EC_VIEW_NOT_CREATED},
+          {tries_view_lock, makes_no_difference}}},
+        {only_once(memory_throws()), short_of_memory(EC_FOLDER_NOT_CREATED)},
+        {for_good(memory_throws()),
+         short_of_memory(threw_bad_alloc)}, // so does the exception's text
+        {mutex_has_no_memory(),
+         {{at_start, EC_SYSTEM_ERROR}, {tries_view_lock, EC_VIEW_NOT_LOCKED}}},
+    };
+}
+
+// A first call makes a new lock ready for ACE, which else does it itself. The view has 50 locks to
+// choose from.
+const FaultCases lock_faults{
+    {at_first(only_once(fails(on_semget, ENOSPC))), makes_no_difference},
+    {later(only_once(fails(on_semget, ENOSPC))), mount_lock_not_had, FreeLock::may_be_left},
+    {for_good(fails(on_semget, ENOSPC)), locks_not_had, FreeLock::may_be_left},
+    {at_first(only_once(semop_has_no_memory())), makes_no_difference},
+    {later(only_once(semop_has_no_memory())), mount_lock_not_had, FreeLock::may_be_left},
+    {for_good(semop_has_no_memory()), locks_not_had, FreeLock::may_be_left},
+    {only_once(semop_is_interrupted()), makes_no_difference},
+    {only_once(semop_finds_set_deleted()), makes_no_difference},
+    {only_once(semop_sees_set_deleted()), makes_no_difference},
+    {only_once(semctl_finds_set_deleted()), makes_no_difference},
+    {for_good(semctl_finds_set_deleted()), locks_not_had},
+    {set_cannot_be_deleted(), makes_no_difference, FreeLock::may_be_left},
+};
+
+const FaultCases mount_faults{
+    {fails(on_setlocale, 0), makes_no_difference},
+    {fails(on_popen, EMFILE), helper_not_started},
+    {fails_when_done(on_pclose, pclose, ECHILD), makes_no_difference},
+    {fails(on_pthread_create, EAGAIN), makes_no_difference},
+    {time_fails(), makes_no_difference},
+    // the helper then finds no directory, and the view's files have none
+    {fails_where(on_mkdir, EEXIST, is_about("plain")),
+     {{at_start, EC_HELPER_FAILED}, {has_mounted, makes_no_difference}}},
+    {fails_where(on_mkdir, EEXIST, is_about("_vmir")), EC_FILE_NOT_COPIED},
+    {for_good(fails(on_mkdir, ETIME)),
+     {{at_start, EC_HELPER_FAILED}, {has_mounted, EC_FILE_NOT_COPIED}}},
+    {only_once(fails(on_mkdir, ETIME)), makes_no_difference},
+    {fails(on_mkdir, EACCES), folder_not_made},
+    {fails(on_mkdir, ENOSPC), folder_not_made},
+};
+
+// The helper's answers, the configuration, which is first opened and read for nothing, and the disks'
+// descriptors.
+const FaultCases reading_faults{
     {fails(on_read, EIO),
-     {EC_OK, EC_SYSTEM_ERROR, EC_FILE_NOT_READ, EC_FILE_NOT_COPIED},
-     {Leftover::mount}},
-    {only_once(fails(on_read, EINTR)), {EC_OK, EC_FILE_NOT_READ, EC_FILE_NOT_COPIED}},
-    {fails(on_write, ENOSPC), {EC_FILE_NOT_COPIED}},
-    {fails(on_close, EIO), {EC_OK}},
-    {fails(on_link, EEXIST), {EC_SYSTEM_ERROR}}, // EPERM reads as success
-    {fails(on_link, EMLINK), {EC_SYSTEM_ERROR}},
-    {fails(on_link, EXDEV), {EC_SYSTEM_ERROR}},
-    {fails(on_link, ETIME), {EC_SYSTEM_ERROR}},
+     {{at_start, EC_SYSTEM_ERROR, MountedImage::is_left},
+      {has_mount_point, makes_no_difference},
+      {has_opened_config, EC_FILE_NOT_READ},
+      {has_read_config, EC_FILE_NOT_COPIED},
+      {begins_unmount, makes_no_difference}}},
+    {only_once(fails(on_read, EINTR)),
+     {{at_start, makes_no_difference},
+      {has_read_config, EC_FILE_NOT_COPIED},
+      {begins_unmount, makes_no_difference}}},
+    {at_first(only_once(fails(on_open, EMFILE))), makes_no_difference},
+    {at_first(for_good(fails(on_open, EMFILE))), EC_FILE_NOT_OPENED},
+    {later(fails(on_open, EMFILE)),
+     {{finds_config, EC_FILE_NOT_OPENED}, {has_read_config, EC_FILE_NOT_COPIED}}},
+    {fails(on_close, EIO), makes_no_difference},
+};
+
+const FaultCases config_faults{
+    {fails(on_seek, EIO), EC_FILE_NOT_READ},
+    {fails(on_stat, EIO), makes_no_difference},
+    {only_once(fails(on_access, ETIME)), makes_no_difference},
+    {for_good(fails(on_access, ETIME)), not_found(EC_FILE_NOT_FOUND)},
+    {only_once(fails(on_access, ENOENT)), not_found(makes_no_difference)},
+    {for_good(fails(on_access, ENOENT)), not_found(EC_FILE_NOT_FOUND)},
+    {only_once(fails(on_access, EACCES)), not_found(makes_no_difference)},
+    {for_good(fails(on_access, EACCES)), not_found(EC_FILE_NOT_FOUND)},
+    {only_once(fails(on_access, EIO)), not_found(makes_no_difference)},
+    {for_good(fails(on_access, EIO)), not_found(EC_FILE_NOT_FOUND)},
+};
+
+const FaultCases view_faults{
+    {fails(on_uname, EFAULT), EC_VIEW_NOT_LOCKED},
+    {fails(on_getrandom, ENOSYS), threw_entropy_error},
+    {only_once(fails(on_getrandom, EINTR)), makes_no_difference},
+    {fails_where(on_open, ENOSPC, is_to_write), EC_FILE_NOT_COPIED},
+    {fails(on_write, ENOSPC), EC_FILE_NOT_COPIED},
+    {fails(on_link, EEXIST), EC_SYSTEM_ERROR}, // EPERM reads as success
+    {fails(on_link, EMLINK), EC_SYSTEM_ERROR},
+    {fails(on_link, EXDEV), EC_SYSTEM_ERROR},
+    {fails(on_link, ETIME), EC_SYSTEM_ERROR},
 };
 
 TEST_F(PrepareFaults, LeaveNothingBehind)
 {
-    sweep(prepare_faults);
+    sweep(memory_faults() + lock_faults + mount_faults + reading_faults + config_faults +
+          view_faults);
 }
 
 } // namespace
