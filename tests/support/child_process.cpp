@@ -90,9 +90,22 @@ void ChildProcess::go_on()
     check(send_signal(line_), "send");
 }
 
+void ChildProcess::send(int signal)
+{
+    check(::kill(process_, signal) == 0, "kill");
+}
+
 void ChildProcess::kill()
 {
     ::kill(process_, SIGKILL);
+}
+
+bool ChildProcess::has_ended() const
+{
+    siginfo_t end{};
+    check(waitid(P_PID, static_cast<id_t>(process_), &end, WEXITED | WNOHANG | WNOWAIT) == 0,
+          "waitid");
+    return end.si_pid == process_;
 }
 
 int ChildProcess::wait()

@@ -38,7 +38,11 @@ public:
     void wait_for_pause();
     void go_on();
 
+    void send(int signal);
     void kill();
+
+    // Whether it has ended, without waiting for it.
+    bool has_ended() const;
 
     // Waits for the child's end. Returns its exit status, or the signal that ended it, negated.
     int wait();

@@ -15,7 +15,11 @@ namespace fs = std::filesystem;
 
 const fs::path images = "/usr/varnis/var/fault-images"; // where fault_helper.c looks
 const fs::path mount_base = "/usr/varnis/var/ixfs";
-const fs::path image_directory = "backups/host/allusers/full/1700000000";
+
+fs::path image_directory(long backup_time)
+{
+    return "backups/host/allusers/full/" + std::to_string(backup_time);
+}
 
 void write(const fs::path& file, const std::string& bytes)
 {
@@ -37,7 +41,7 @@ void write_disk(const fs::path& folder)
     write(folder / "disk.vmdk.desc", descriptor("disk-flat.vmdk", "\n"));
 }
 
-std::string make_image(const std::string& server, const std::string& config)
+fs::path make_image(const std::string& server, const fs::path& directory, const std::string& config)
 {
     const fs::path root = images / server;
     fs::remove_all(root);
@@ -47,24 +51,32 @@ std::string make_image(const std::string& server, const std::string& config)
         fs::create_directory(root);
         return root;
     }
-    write_disk(root / image_directory / "vm");
-    write_disk(root / image_directory / "vm_1");
-    write(root / image_directory / "^^.^VIRTUAL_FILE_FSMAP", config);
+    write_disk(root / directory / "vm");
+    write_disk(root / directory / "vm_1");
+    write(root / directory / "^^.^VIRTUAL_FILE_FSMAP", config);
     return root;
 }
 
-std::string in_datastore(const std::string& name)
+std::vector<std::string> in_datastore(const fs::path& directory,
+                                      const std::vector<std::string>& names)
 {
-    return "[ds] " + (image_directory / name).string();
+    std::vector<std::string> paths;
+    for (const std::string& name : names)
+        paths.push_back("[ds] " + (directory / name).string());
+    return paths;
 }
 
 } // namespace
 
-FaultImage::FaultImage(const std::string& server_)
-    : server(server_), mount_point(mount_base / server), disks{in_datastore("vm/disk.vmdk.desc"),
-                                                               in_datastore("vm_1/disk.vmdk.desc")},
-      disks_in_view{in_datastore("_vmir/disk.vmdk"), in_datastore("_vmir/disk(1).vmdk")},
-      root_(make_image(server, config)), view_(root_ / image_directory / "_vmir"), originals_(root_)
+FaultImage::FaultImage(const std::string& server_, long backup_time)
+    : server(server_), mount_point(mount_base / server),
+      backup_id("host_" + std::to_string(backup_time)),
+      disks(
+          in_datastore(image_directory(backup_time), {"vm/disk.vmdk.desc", "vm_1/disk.vmdk.desc"})),
+      disks_in_view(
+          in_datastore(image_directory(backup_time), {"_vmir/disk.vmdk", "_vmir/disk(1).vmdk"})),
+      root_(make_image(server, image_directory(backup_time), config)),
+      image_(root_ / image_directory(backup_time)), view_(image_ + "/_vmir"), originals_(root_)
 {
 }
 
@@ -83,7 +95,7 @@ void FaultImage::expect_unchanged() const
 
 void FaultImage::expect_view() const
 {
-    const fs::path image = fs::path(root_) / image_directory;
+    const fs::path image = image_;
     const fs::path view = view_;
     for (const auto& [folder, name] : {std::pair("vm", "disk"), std::pair("vm_1", "disk(1)")}) {
         const std::string link_name = std::string(name) + "-flat.vmdk";

@@ -4,6 +4,7 @@
 
 #include "tree_snapshot.h"
 
+#include <filesystem>
 #include <string>
 #include <vector>
 
@@ -12,7 +13,7 @@
 class FaultImage
 {
 public:
-    explicit FaultImage(const std::string& server);
+    explicit FaultImage(const std::string& server, long backup_time = 1'700'000'000);
     ~FaultImage();
     FaultImage(const FaultImage&) = delete;
     FaultImage& operator=(const FaultImage&) = delete;
@@ -29,13 +30,14 @@ public:
 
     const std::string server;
     const std::string mount_point; // where the library has it mounted
-    const std::string backup_id = "host_1700000000";
+    const std::string backup_id;
     const std::vector<std::string> disks;         // in datastore form
     const std::vector<std::string> disks_in_view; // likewise
     const std::string config = "<vm/>";
 
 private:
-    std::string root_; // where the helper takes it from
+    std::filesystem::path root_; // where the helper takes it from
+    std::string image_;
     std::string view_;
     TreeSnapshot originals_;
 };

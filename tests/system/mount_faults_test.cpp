@@ -6,6 +6,7 @@ namespace
 
 using namespace interpose;
 
+// The record of a mount, and the mutex.
 const FaultCases record_faults{
     // a new mutex is made ready for ACE, which else does it itself
     {at_first(only_once(fails(on_semget, ENOSPC))), makes_no_difference},
@@ -27,7 +28,7 @@ const FaultCases mutex_faults{
     {for_good(semctl_finds_set_deleted()), EC_SYSTEM_ERROR},
 };
 
-// Where the mutex is taken a second time, and deleted.
+// The cases, where nothing that fails behind that line makes a difference.
 FaultCases and_nothing_behind(const char* line, FaultCases cases)
 {
     for (FaultCase& fault_case : cases)
