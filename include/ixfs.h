@@ -86,7 +86,7 @@ enum ec_status {
     EC_VIEW_NOT_CREATED = 36,     /* no memory for a view */
     EC_NO_HANDLE = 103,           /* no memory for a handle */
     EC_FILE_NOT_FOUND = 142,      /* the VM configuration file or a disk's file is missing */
-    EC_VIEW_NOT_LOCKED = 158,     /* no view lock within 50 attempts, or no host name for it */
+    EC_VIEW_NOT_LOCKED = 158,     /* no view lock: 50 attempts failed, no host name, no memory */
     EC_INVALID_SCHEDULE = 223,    /* a schedule type other than 0, 1 and 4 */
     EC_ALREADY_MOUNTED = 226,     /* the handle has a mount */
     EC_STATUS_LOWEST = INT32_MIN, /* keeps the type signed and 32 bits wide in C; never returned */

@@ -25,7 +25,7 @@ public:
             callback_(severity, tag, message);
     }
 
-    // Waits for a callback that a thread is inside of, and lets nobody enter a further one.
+    // Waits until a running callback has returned. After that no callback is made.
     void close()
     {
         const std::lock_guard<std::mutex> lock(mutex_);

@@ -22,7 +22,7 @@ bool begins_with(const char* line, const char* prefix)
     return std::strncmp(line, prefix, std::strlen(prefix)) == 0;
 }
 
-// Also where the file system does not answer.
+// Returns true also when lstat fails for another reason than that there is nothing.
 bool may_be_one_of_several_hard_links(const char* path)
 {
     struct stat status {

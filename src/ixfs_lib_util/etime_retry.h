@@ -4,7 +4,7 @@
 
 #include <cerrno>
 
-constexpr int most_calls = 100;
+constexpr int most_calls_on_etime = 100;
 
 // Calls `system_call` until it does not fail with ETIME, at once and at most 100 times. Returns its
 // last result and leaves errno as it set it.
@@ -12,7 +12,7 @@ template <typename SystemCall>
 int call_again_on_etime(SystemCall system_call)
 {
     int result = system_call();
-    for (int calls = 1; result == -1 && errno == ETIME && calls < most_calls; ++calls)
+    for (int calls = 1; result == -1 && errno == ETIME && calls < most_calls_on_etime; ++calls)
         result = system_call();
     return result;
 }

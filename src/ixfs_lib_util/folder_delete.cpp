@@ -73,7 +73,7 @@ bool delete_folder(_ixfs_control_t* handle, const Log& log, const char* path)
         return false;
     const bool removed = ACE_OS::rmdir(path) == 0;
     const int error = errno;
-    directory.reset(); // whoever sees the next line finds nothing open any more
+    directory.reset(); // first: a log callback that looks finds nothing open any more
     if (removed)
         log.info("INF - Removed directory: %s\n", path);
     else

@@ -84,29 +84,7 @@ bool take_exit_status(const char* line, int& exit_status)
     return true;
 }
 
-HelperRun::HelperRun(const Log& log, const HelperCommand& command, int timeout)
-    : log_(log), command_(command), end_(std::time(nullptr) + timeout)
-{
-}
-
-bool HelperRun::start()
-{
-    if (!command_.built()) {
-        log_.error("ERR - unable to build command\n");
-        status_ = EC_SYSTEM_ERROR;
-        return false;
-    }
-    log_.info("INF - running command - %s\n", command_.display());
-    output_.reset(popen(command_.line(), "re"));
-    if (output_ == nullptr) {
-        log_.error("ERR - unable to run command - %s\n", command_.display());
-        status_ = EC_SYSTEM_ERROR;
-        return false;
-    }
-    return true;
-}
-
-const char* HelperRun::next_line()
+const char* HelperOutput::next_line()
 {
     while (read_line()) {
         if (line_[0] != '\0')
@@ -117,11 +95,11 @@ const char* HelperRun::next_line()
 
 // As fgets and the removal of one newline, but keeps what was read before a signal. Returns false
 // when there is nothing more to read.
-bool HelperRun::read_line()
+bool HelperOutput::read_line()
 {
     std::size_t length = 0;
     while (length < sizeof(line_) - 1) {
-        const int character = next_character(output_.get());
+        const int character = next_character(pipe_.get());
         if (character == EOF && length == 0)
             return false;
         if (character == EOF || character == '\n')
@@ -130,6 +108,28 @@ bool HelperRun::read_line()
     }
     line_[length] = '\0';
     return true;
+}
+
+HelperRun::HelperRun(const Log& log, const HelperCommand& command, int timeout)
+    : log_(log), command_(command), end_(std::time(nullptr) + timeout)
+{
+}
+
+std::optional<HelperOutput> HelperRun::start()
+{
+    status_ = EC_SYSTEM_ERROR;
+    if (!command_.built()) {
+        log_.error("ERR - unable to build command\n");
+        return std::nullopt;
+    }
+    log_.info("INF - running command - %s\n", command_.display());
+    FILE* const pipe = popen(command_.line(), "re");
+    if (pipe == nullptr) {
+        log_.error("ERR - unable to run command - %s\n", command_.display());
+        return std::nullopt;
+    }
+    status_ = EC_OK;
+    return HelperOutput(pipe);
 }
 
 bool HelperRun::again(int exit_status)

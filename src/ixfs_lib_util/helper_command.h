@@ -8,6 +8,7 @@
 #include <cstdio>
 #include <ctime>
 #include <memory>
+#include <optional>
 
 struct _ixfs_mount_t;
 
@@ -38,13 +39,33 @@ private:
 // Takes the exit status from a response line that begins with its key, and tells whether it does.
 bool take_exit_status(const char* line, int& exit_status);
 
+// What one run of the helper prints. The run is over when this ends: it then waits for the helper.
+// How the helper exits is of no interest, only what it printed.
+class HelperOutput
+{
+public:
+    explicit HelperOutput(FILE* pipe) : pipe_(pipe) {}
+
+    // Returns the next line, without its newline; null at the end. A line of more than 1,023 bytes
+    // comes in pieces. Empty lines are passed over. Valid until the next call.
+    const char* next_line();
+
+private:
+    struct PipeCloser {
+        void operator()(FILE* pipe) const { pclose(pipe); }
+    };
+
+    bool read_line();
+
+    std::unique_ptr<FILE, PipeCloser> pipe_;
+    char line_[text_size] = "";
+};
+
 // Runs a command, again and again while the server is too busy:
 //
 //     HelperRun run(log, command, timeout);
-//     while (run.start()) {
-//         while (const char* const line = run.next_line())
-//             ...
-//         run.finish();
+//     while (std::optional<HelperOutput> output = run.start()) {
+//         read_answers(std::move(*output), ...); // the helper has ended when this returns
 //         if (!run.again(exit_status))
 //             break;
 //     }
@@ -57,37 +78,22 @@ public:
     // `timeout` says for how many seconds from now a busy server is tried again.
     HelperRun(const Log& log, const HelperCommand& command, int timeout);
 
-    // Starts the helper. Returns whether it runs; else a line told why not, and status() is
-    // EC_SYSTEM_ERROR.
-    bool start();
+    // Starts the helper. Returns nothing if it cannot be started; the reason was logged, and
+    // status() is EC_SYSTEM_ERROR.
+    std::optional<HelperOutput> start();
 
-    // Returns the next line that the helper prints, without its newline, or a buffer full of a
-    // longer one; null at the end. Empty lines are passed over. Valid until the next call.
-    const char* next_line();
-
-    // Waits for the helper's end. How it exits is of no interest: what it printed counts.
-    void finish() { output_.reset(); }
-
-    // Decides, on the exit status that the helper printed, whether to run it again, and then has
-    // waited a second. Else the run is over: it succeeded, the time is up, or status() is
-    // EC_HELPER_FAILED. Only success goes without a line.
+    // Returns whether to run the helper again; if so, a second has passed. If not: the exit status
+    // is 0 (nothing is logged), the time is up (logged), or it is any other status (logged, and
+    // status() is EC_HELPER_FAILED).
     bool again(int exit_status);
 
     // EC_OK, or the failure that ended the run.
     ec_status status() const { return status_; }
 
 private:
-    struct PipeCloser {
-        void operator()(FILE* pipe) const { pclose(pipe); }
-    };
-
-    bool read_line();
-
     const Log& log_;
     const HelperCommand& command_;
     std::time_t end_; // of trying again
-    std::unique_ptr<FILE, PipeCloser> output_;
-    char line_[text_size] = "";
     ec_status status_ = EC_OK;
 };
 

@@ -114,7 +114,7 @@ void Log::error(const char* format, ...) const
     va_end(arguments);
 }
 
-void Log::server_info(const char* format, ...) const
+void ServerLog::server_info(const char* format, ...) const
 {
     va_list arguments;
     va_start(arguments, format);

@@ -13,10 +13,10 @@ extern "C" {
 IXFS_API void _ixfs_log_init(void);
 }
 
-// Logs the lines of one operation: where they go and the operation's tag are told once. The text
-// brings its own prefix and newline, and some texts say "INF" at the severity of errors: both are
-// part of the interface. Like _ixfs_log it cuts a line at 2,047 bytes, allocates nothing and keeps
-// errno. Cheap to copy. `tag` must outlive it.
+// Logs the lines of one operation. The constructor takes where they go and the operation's tag. The
+// text brings its own prefix and newline, and some texts say "INF" at the severity of errors: both
+// are part of the interface. Like _ixfs_log it cuts a line at 2,047 bytes, allocates nothing and
+// keeps errno. Cheap to copy. `tag` must outlive it.
 class Log
 {
 public:
@@ -30,15 +30,21 @@ public:
     void warning(const char* format, ...) const IXFS_PRINTF(2, 3);
     void error(const char* format, ...) const IXFS_PRINTF(2, 3);
 
-    // As info, and to the job log too. Only for lines to a handle.
-    void server_info(const char* format, ...) const IXFS_PRINTF(2, 3);
-
-private:
+protected:
     IXFS_PRINTF(3, 0) void write(int severity, const char* format, va_list arguments) const;
 
     _ixfs_control_t* handle_ = nullptr; // this or the gate is set
     CallbackGate* gate_ = nullptr;
     const char* tag_;
+};
+
+// A handle's log, with lines that go to its job log, too.
+class ServerLog : public Log
+{
+public:
+    ServerLog(_ixfs_control_t* handle, const char* tag) : Log(handle, tag) {}
+
+    void server_info(const char* format, ...) const IXFS_PRINTF(2, 3);
 };
 
 #endif

@@ -12,8 +12,8 @@ namespace
 
 using LocaleName = char[sizeof(g_lc_time)];
 
-// Copies the names of five categories' locales, the time category's third. Returns false, with the
-// buffers left at any state, when the C library does not tell one of them.
+// Copies the names of five categories' locales, the time category's third. Returns false when
+// setlocale returns null; the buffers may then be half filled.
 bool query_locale(std::array<char*, 5> names)
 {
     constexpr int categories[] = {LC_CTYPE, LC_NUMERIC, LC_TIME, LC_COLLATE, LC_MONETARY};

@@ -10,7 +10,7 @@ int ixfs_recreate_minimal_context(_ixfs_control_t* handle, const char* mount_cre
     constexpr int failed = -1;
     if (_ixfs_is_invalid(handle))
         return failed;
-    const Log log(handle, "ixfs_recreate_minimal_context()");
+    const ServerLog log(handle, "ixfs_recreate_minimal_context()");
     _ixfs_mount_t* const record =
         attach_mount_record(handle, log, {mount_cred, unmount_cred, port, server, timeout});
     if (record == nullptr)

@@ -4,6 +4,8 @@
 
 #include <cerrno>
 #include <cstdio>
+#include <optional>
+#include <utility>
 
 namespace
 {
@@ -21,10 +23,11 @@ char* fail(_ixfs_control_t* handle, ec_status status)
 struct MountDirectory {
     char path[text_size];
     int creation_result;
-    bool usable;
 };
 
-MountDirectory make_mount_directory(_ixfs_control_t* handle, const Log& log, const char* server)
+// Returns nothing if the directory cannot be used; the reason was logged.
+std::optional<MountDirectory> make_mount_directory(_ixfs_control_t* handle, const Log& log,
+                                                   const char* server)
 {
     MountDirectory directory{};
     uint32_t segments = 0;
@@ -38,31 +41,34 @@ MountDirectory make_mount_directory(_ixfs_control_t* handle, const Log& log, con
         log.info("INF - Create mount dir %s already exists.\n", directory.path);
     } else if (directory.creation_result != 0) {
         log.info("INF - Create mount dir %s failed, error = %d.\n", directory.path, error);
-        return directory;
+        return std::nullopt;
     }
     log.info("INF - Successfully setup mount directory: %s.\n", directory.path);
-    directory.usable = true;
     return directory;
 }
 
-// Returns the text after the last "=" of a line that has one, or null where it is empty.
+// What the helper reported, beside what went into the record.
+struct MountReport {
+    int exit_status;
+    bool mount_path_lost; // the latest mount path was reported, but there was no memory for it
+};
+
+// Returns the text after the last "=" of a line that has one, or null if it is empty.
 const char* value_of(const char* line)
 {
     const char* const value = std::strrchr(line, '=') + 1;
     return *value != '\0' ? value : nullptr;
 }
 
-// Returns false where the path was reported but there is no memory for it.
-bool take_mount_path(_ixfs_mount_t* record, const Log& log, const char* line)
+void take_mount_path(_ixfs_mount_t* record, const Log& log, const char* line, MountReport& report)
 {
     const char* const value = value_of(line);
     if (value == nullptr)
-        return true;
+        return;                            // what was reported before stays
     record->mnt_path = copy_of(value + 1); // its first character, a separator, is left out
-    if (record->mnt_path != nullptr)
-        return true;
-    log.error("ERR - allocation for mount path failed, error = %d\n", errno);
-    return false;
+    report.mount_path_lost = record->mnt_path == nullptr;
+    if (report.mount_path_lost)
+        log.error("ERR - allocation for mount path failed, error = %d\n", errno);
 }
 
 void take_mount_point(_ixfs_mount_t* record, const Log& log, const char* line)
@@ -73,22 +79,16 @@ void take_mount_point(_ixfs_mount_t* record, const Log& log, const char* line)
         strlcpy(record->mount_point, value, sizeof(record->mount_point));
 }
 
-// What the helper reported beside what went into the record.
-struct MountReport {
-    int exit_status;
-    bool mount_path_lost;
-};
-
-// Reads one run's answers, up to its exit status. A run that reports none leaves the one before it
-// standing.
-void read_answers(HelperRun& run, _ixfs_mount_t* record, const Log& log, MountReport& report)
+// Reads one run's answers, up to its exit status. If the run reports none, the exit status keeps
+// its value.
+void read_answers(HelperOutput output, _ixfs_mount_t* record, const Log& log, MountReport& report)
 {
-    while (const char* const line = run.next_line()) {
+    while (const char* const line = output.next_line()) {
         log.info("INF - response - %s\n", line);
         if (take_exit_status(line, report.exit_status))
             return;
         if (std::strstr(line, "MNTPATH=") != nullptr && record->mount_point[0] == '\0')
-            report.mount_path_lost = !take_mount_path(record, log, line);
+            take_mount_path(record, log, line, report);
         if (std::strstr(line, "MOUNTPOINT=") != nullptr)
             take_mount_point(record, log, line);
     }
@@ -96,19 +96,18 @@ void read_answers(HelperRun& run, _ixfs_mount_t* record, const Log& log, MountRe
 
 // Runs the helper until it has mounted, or failed, or the server was too busy for too long. Returns
 // EC_OK or the failure to record.
-ec_status run_mount_command(_ixfs_mount_t* record, const Log& log, const MountDirectory& directory,
+ec_status run_mount_command(_ixfs_mount_t* record, const Log& log, const char* directory,
                             MountReport& report)
 {
-    HelperCommand command = HelperCommand::mount(*record, directory.path);
+    HelperCommand command = HelperCommand::mount(*record, directory);
     command.cut_display(record->mount_cred.get());
     HelperRun run(log, command, record->timeout);
-    while (run.start()) {
-        read_answers(run, record, log, report);
-        run.finish();
+    while (std::optional<HelperOutput> output = run.start()) {
+        read_answers(std::move(*output), record, log, report);
         if (record->mnt_path != nullptr) {
             log.info("INF - mount point: %s\n", record->mount_point);
             if (record->mount_point[0] != '\0')
-                break; // mounted; whether it is of use, a look into it tells, and no exit status
+                break; // the exit status does not matter any more: find_flaw looks into the mount
         }
         if (!run.again(report.exit_status))
             break;
@@ -117,7 +116,8 @@ ec_status run_mount_command(_ixfs_mount_t* record, const Log& log, const MountDi
 }
 
 // Returns what is wrong with a mount that the helper has made, or EC_OK. Only a mount whose path
-// the helper reported is looked at. So one whose path was lost counts as bad: it would never be.
+// the helper reported is looked at. If that path could not be stored, the mount would never be
+// looked at; so that is a flaw, too.
 ec_status find_flaw(_ixfs_mount_t* record, const MountReport& report)
 {
     if (report.mount_path_lost)
@@ -134,7 +134,7 @@ char* ixfs_mount(_ixfs_control_t* handle, const char* mount_cred, const char* un
 {
     if (_ixfs_is_invalid(handle))
         return nullptr;
-    const Log log(handle, "ixfs_mount()");
+    const ServerLog log(handle, "ixfs_mount()");
     _ixfs_mount_t* const record =
         attach_mount_record(handle, log, {mount_cred, unmount_cred, port, server, timeout});
     if (record == nullptr)
@@ -142,12 +142,14 @@ char* ixfs_mount(_ixfs_control_t* handle, const char* mount_cred, const char* un
     if (!record->mutex.open_and_wait(log))
         return fail(handle, EC_SYSTEM_ERROR);
 
-    const MountDirectory directory = make_mount_directory(handle, log, record->server.get());
-    if (!directory.usable)
+    const std::optional<MountDirectory> directory =
+        make_mount_directory(handle, log, record->server.get());
+    if (!directory)
         return fail(handle, EC_MOUNT_DIRECTORY);
 
-    MountReport report{directory.creation_result, false};
-    const ec_status status = run_mount_command(record, log, directory, report);
+    // A helper that never reports an exit status is judged by the directory's creation.
+    MountReport report{directory->creation_result, false};
+    const ec_status status = run_mount_command(record, log, directory->path, report);
     if (status != EC_OK)
         return fail(handle, status);
     if (record->mount_point[0] == '\0') {

@@ -4,15 +4,16 @@
 #include <ace/Signal.h>
 
 #include <cerrno>
+#include <utility>
 
 namespace
 {
 
 // The backslash belongs to the name, on every platform.
-constexpr char name[] = "Global\\_IXFS_MOUNT_MUTEX_";
+constexpr char mutex_name[] = "Global\\_IXFS_MOUNT_MUTEX_";
 
-// How many openings in a row may find the mutex deleted under their hands before that is a failure.
-// remove() never does that to them.
+// How many openings in a row may meet a deletion halfway before we give up. remove() never does
+// that to them.
 constexpr int most_lost_openings = 100;
 
 // How many waits in a row may end with the mutex deleted before something else must be wrong. Each
@@ -27,10 +28,10 @@ MountMutex::~MountMutex()
         remove();
 }
 
-bool MountMutex::open_and_wait(const Log& log)
+bool MountMutex::open_and_wait(const ServerLog& log)
 {
-    if (!open()) {
-        log.info("INF - Initialization failed for ACE_Process_Mutex, error = %d\n", errno);
+    if (open() == ENOMEM) {
+        log.info("INF - Initialization failed for ACE_Process_Mutex, error = %d\n", ENOMEM);
         return false;
     }
     log.server_info("INF - waiting for mount mutex...\n");
@@ -41,16 +42,16 @@ bool MountMutex::open_and_wait(const Log& log)
     return true;
 }
 
-// Returns false when there is no memory for the object. A mutex that cannot be had for another
-// reason shows when it is waited for.
-bool MountMutex::open()
+// Returns 0, or the error number if there is no object. With an object, a failure shows at
+// acquire().
+int MountMutex::open()
 {
     object_.reset();
-    void* const memory = process_mutex_memory(); // first: a mutex made for no object would stay
-    if (memory == nullptr)
-        return false;
-    object_ = open_waitable_process_mutex(memory, name);
-    return true;
+    Opening opening = open_waitable_process_mutex(mutex_name);
+    while (opening.error == EINTR)
+        opening = open_waitable_process_mutex(mutex_name);
+    object_ = std::move(opening.mutex);
+    return opening.error;
 }
 
 bool MountMutex::wait()
@@ -64,7 +65,7 @@ bool MountMutex::wait()
             return true;
         }
         switch (errno) {
-        case EINTR: // the end of another thread's helper is enough to interrupt
+        case EINTR: // no handler is needed for that: the end of another thread's helper interrupts
             continue;
         case EIDRM:  // deleted while we waited
         case EINVAL: // deleted before
@@ -74,7 +75,7 @@ bool MountMutex::wait()
             break;
         case 0: // never opened: deleted in the middle of that, or not to be had
             if (++lost_openings > most_lost_openings ||
-                !SemaphoreSet::find_or_create(name).exists())
+                !SemaphoreSet::find_or_create(mutex_name).exists())
                 return false;
             break;
         default:
@@ -97,7 +98,7 @@ void MountMutex::release()
 void MountMutex::remove()
 {
     const ACE_Sig_Guard no_signals;
-    const SemaphoreSet set = SemaphoreSet::find(name);
+    const SemaphoreSet set = SemaphoreSet::find(mutex_name);
     const bool guarded = set.exists() && set.take_guard(); // the guard goes with the set
     errno = 0;
     const bool deleted = object_->remove() == 0;

@@ -5,11 +5,12 @@
 #include "log.h"
 #include "process_mutex.h"
 
-// One record's part in the mount mutex. Every mount and unmount of the host runs its helper with
-// the mutex held, whatever the server. There is no time limit for waiting. Who gives the mutex up
-// for good deletes it for the whole host; who still waits makes it anew and goes on waiting.
+// A mount record's hold on the mount mutex. Every mount and unmount of the host runs its helper
+// with the mutex held, whatever the server. There is no time limit for waiting. A record that ends
+// while it holds the mutex deletes it for the whole host; processes that wait then create a new one
+// and wait for that.
 //
-// Not copied or moved. One thread at a time. errno tells of failures.
+// Not copied or moved. One thread at a time.
 class MountMutex
 {
 public:
@@ -17,12 +18,12 @@ public:
     MountMutex(const MountMutex&) = delete;
     MountMutex& operator=(const MountMutex&) = delete;
 
-    // Gives the mutex up. Where it is held, it is deleted for the whole host.
+    // Closes the mutex. If it is held, deletes it for the whole host.
     ~MountMutex();
 
-    // Opens the mutex and waits for it, and logs that. Returns whether it is held; else a line told
-    // why. What ixfs_mount and ixfs_recreate_minimal_context begin with.
-    bool open_and_wait(const Log& log);
+    // Opens the mutex and waits for it, and logs that. Returns whether it is held; if not, the
+    // reason was logged. ixfs_mount and ixfs_recreate_minimal_context begin with it.
+    bool open_and_wait(const ServerLog& log);
 
     // Waits for a mutex that was opened. Returns whether it is held. Logs nothing.
     bool wait();
@@ -33,11 +34,11 @@ public:
     bool held() const { return held_; }
 
 private:
-    bool open();
+    int open();
     void remove();
 
-    // The mount record's layout has the next two beside each other.
-    ProcessMutexPtr object_; // null also where the mutex could not be had
+    // The mount record's layout has these two, in this order.
+    ProcessMutexPtr object_; // null before open() and after one that failed
     bool held_ = false;
 };
 

@@ -23,7 +23,7 @@ struct _ixfs_mount_t : ZeroFilled {
     OwnedText unmount_cred;
     OwnedText mnt_path; // null until the helper reports it
     ACE_Event* event;   // the watch's stop event; null without a watch
-    int thread_result;  // of starting the validation thread; 0 when it runs
+    int thread_result;  // 0 once the validation thread was started, else -1
 
     MountWatchPtr watch; // null, or shared with the validation thread, which may end later
 };
@@ -43,8 +43,9 @@ _ixfs_mount_t* attach_mount_record(_ixfs_control_t* handle, const Log& log,
                                    const ConnectionArguments& arguments);
 
 extern "C" {
-// Frees a mount record with all that it owns, and tells its validation thread to stop. Of a mount
-// mutex that it holds, see MountMutex. Null is accepted. Logs nothing. The handle's thread.
+// Frees a mount record with all that it owns, and tells its validation thread to stop. A mount
+// mutex that it holds is deleted: see MountMutex. Null is accepted. Logs nothing. The handle's
+// thread.
 //
 // The handle still points to the record: see _ixfs_no_mount, which does both.
 IXFS_API void _ixfs_mount_delete(_ixfs_mount_t* record);

@@ -7,8 +7,8 @@
 namespace
 {
 
-// Errors that say: whatever this path means, it cannot be deleted by it either. All others, such as
-// that of a dead server, say nothing about the path.
+// With these errors a deletion by this path would fail as well, so the answer may be "no". All
+// others, such as that of a dead server, say nothing about the path.
 bool leads_nowhere(int error)
 {
     return error == ENOENT || error == ENOTDIR || error == ENAMETOOLONG || error == ELOOP ||

@@ -1,12 +1,12 @@
-// Whether a directory is the root of a mounted file system. What is, is never deleted: it may be a
-// backup.
+// Whether a directory is the root of a mounted file system. Such a directory is never deleted, as
+// it may be a backup.
 #ifndef IXFS_MOUNT_ROOT_H
 #define IXFS_MOUNT_ROOT_H
 
 enum class MountRoot { no, yes, unknown };
 
-// `no` also where the path leads nowhere, so that there is nothing to be deleted by it; `unknown`
-// where the kernel cannot tell, as before Linux 5.8, or the look fails. Logs nothing.
+// `no` also when the path names nothing. `unknown` when the kernel cannot tell, as before Linux
+// 5.8, or the look fails. Logs nothing.
 MountRoot mount_root(const char* path);
 
 #endif

@@ -34,8 +34,8 @@ bool holds_backups(const Log& log, const char* mount_point)
     return false;
 }
 
-// Returns null when no object results. An event that finds no memory for its insides tells of it
-// only through errno, and crashes at its first use; so it counts as none.
+// Returns null if memory is short. ACE_Event's constructor reports missing memory only through
+// errno, and such an event crashes at its first use. So it is thrown away.
 ACE_Event* make_stop_event()
 {
     constexpr int manual_reset = 1;
@@ -48,21 +48,21 @@ ACE_Event* make_stop_event()
     return event.release();
 }
 
-void* const no_event = reinterpret_cast<void*>(1); // a thread's result
+void* const nothing_to_watch = reinterpret_cast<void*>(1); // a thread's result
 
 // The thread's first function. `argument` is null, or the thread's share in a watch.
 void* run_validation_thread(void* argument)
 {
     const MountWatchPtr watch(static_cast<MountWatch*>(argument), false);
     if (watch == nullptr)
-        return no_event;
+        return nothing_to_watch;
     watch->run();
     return nullptr;
 }
 
-// Starts the validation thread, which owns `watch` from then on. Returns 0, or what kept it from
-// starting. As ACE_Thread::spawn, but that loses the adapter that it makes when it fails. Detached:
-// so the thread's stack goes with it, though nobody joins it, and its id is of no further use.
+// Starts the validation thread and gives it `watch`. Returns 0, or -1. Not ACE_Thread::spawn: when
+// that fails, it leaks its adapter. The thread is detached because nobody joins it; its stack is
+// freed when it ends.
 int start_thread(MountWatchPtr watch)
 {
     ACE_Base_Thread_Adapter* const adapter =
@@ -87,8 +87,10 @@ MountWatchPtr MountWatch::create(CallbackGatePtr gate, const char* mount_point)
     if (stop_event == nullptr)
         return nullptr;
     MountWatchPtr watch(new (std::nothrow) MountWatch(std::move(gate), stop_event, mount_point));
-    if (watch == nullptr)
+    if (watch == nullptr) {
+        const ACE_Errno_Guard errno_guard(errno);
         delete stop_event;
+    }
     return watch;
 }
 
@@ -124,7 +126,8 @@ void start_mount_watch(_ixfs_mount_t* record, const Log& log)
     else
         log.error("ERR - ACE_Event() failed, error = %d\n", errno);
 
-    // Without a watch the thread ends at once. Starting it all the same keeps one path for both.
+    // Started without a watch, too: the record then still tells whether a thread could be started.
+    // Such a thread ends at once.
     record->thread_result = start_thread(record->watch);
     if (record->thread_result != 0)
         log.error("ERR - ACE_Thread::spawn() failed, error = %d\n", record->thread_result);
@@ -141,7 +144,7 @@ void* _ixfs_mount_validate_thread(void* record)
 {
     auto* const mount = static_cast<_ixfs_mount_t*>(record);
     if (mount == nullptr || mount->watch == nullptr)
-        return no_event;
+        return nothing_to_watch;
     const MountWatchPtr watch = mount->watch; // the record may end meanwhile
     watch->run();
     return nullptr;

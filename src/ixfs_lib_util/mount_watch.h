@@ -12,15 +12,16 @@
 struct _ixfs_mount_t;
 
 // All that a validation thread works with. The thread may start late and end late, when mount
-// record and handle are gone: nobody waits for it. So it shares only this with them, and the last
-// one of mount record and thread to be done with it takes it away.
+// record and handle are gone: nobody waits for it. So the thread shares only this object with them.
+// Whichever of record and thread lets go last destroys it.
 class MountWatch : public boost::intrusive_ref_counter<MountWatch>
 {
 public:
-    // Returns null, with errno telling, when memory is short.
+    // Returns null, and sets errno, if memory is short.
     static boost::intrusive_ptr<MountWatch> create(CallbackGatePtr gate, const char* mount_point);
 
-    // Takes the stop event's insides away. The event object itself is never freed.
+    // Frees what the stop event allocated, but not the ACE_Event itself: the record's `event` field
+    // is known outside the library, and a pointer taken from it stays valid.
     ~MountWatch();
 
     MountWatch(const MountWatch&) = delete;
@@ -30,7 +31,7 @@ public:
     // validation thread does.
     void run();
 
-    // Lets run() return soon. Returns 0, or -1 with errno telling. Any thread.
+    // Lets run() return soon. Returns 0, or -1 and sets errno. Any thread.
     int stop() { return stop_event_->signal(); }
 
     ACE_Event* stop_event() { return stop_event_; }
@@ -56,7 +57,7 @@ extern "C" {
 IXFS_API int _ixfs_mount_validate(_ixfs_control_t* handle, _ixfs_mount_t* record);
 
 // Watches a record's mount on the calling thread until the record's stop event is signalled, then
-// returns 0; 1 at once when `record` or its event is null. The validation thread does the same.
+// returns 0; 1 at once when `record` is null or has no watch. The validation thread does the same.
 IXFS_API void* _ixfs_mount_validate_thread(void* record);
 }
 

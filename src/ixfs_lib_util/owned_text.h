@@ -13,7 +13,7 @@ struct TextDeleter {
 // Null, or a NUL-terminated text from malloc. As large as a pointer.
 using OwnedText = std::unique_ptr<char, TextDeleter>;
 
-// Null, with errno telling, where memory is short.
+// Null, and sets errno, if memory is short.
 inline OwnedText copy_of(const char* text)
 {
     return OwnedText(strdup(text));

@@ -13,21 +13,17 @@ namespace
 
 constexpr mode_t lock_mode = 0644;
 
-// The semaphores, and the value of `users` while nobody has the set open.
-constexpr unsigned short guard = 0;
-constexpr unsigned short users = 1;
-constexpr unsigned short lock = 2;
-constexpr int set_size = 3;
-constexpr int no_users = 10000;
+constexpr int set_size = 3;     // guard, users, lock
+constexpr int no_users = 10000; // what `users` is while nobody has the set open
 
 int get_set(const char* name, int flags)
 {
     return semget(static_cast<key_t>(ACE::crc32(name)), set_size, flags);
 }
 
-// ACE gives up halfway where it has found a set but cannot take its guard. Such an object would be
-// let in without being among the set's users, and would keep the guard when it closes. So it must
-// not close.
+// If ACE finds a set but cannot take its guard, it stops halfway and still gives an object.
+// acquire() on it would succeed, though the set does not count it as a user, and its destructor
+// would leave the guard taken. So the destructor must not run.
 bool may_close(int error, const char* name)
 {
     const bool set_is_gone = error == EINVAL || error == EIDRM;
@@ -61,8 +57,12 @@ void SemaphoreSet::make_ready() const
 
 bool SemaphoreSet::take_guard() const
 {
+    // EINTR comes with all signals blocked, too: a process that is stopped and continued gets it.
     sembuf wait_and_raise[] = {{guard, 0, 0}, {guard, 1, SEM_UNDO}};
-    return semop(id_, wait_and_raise, 2) == 0;
+    int result = semop(id_, wait_and_raise, 2);
+    while (result == -1 && errno == EINTR)
+        result = semop(id_, wait_and_raise, 2);
+    return result == 0;
 }
 
 void SemaphoreSet::leave_guard() const
@@ -82,18 +82,18 @@ bool SemaphoreSet::is_unused() const
     return value == 0 || value == no_users;
 }
 
-bool SemaphoreSet::change(unsigned short semaphore, short by) const
+void SemaphoreSet::change(Semaphore semaphore, short by) const
 {
     sembuf operation[] = {{semaphore, by, SEM_UNDO}};
-    return semop(id_, operation, 1) == 0;
+    semop(id_, operation, 1); // does not wait: the value only goes to where it may be
 }
 
-int SemaphoreSet::value_of(unsigned short semaphore) const
+int SemaphoreSet::value_of(Semaphore semaphore) const
 {
     return semctl(id_, semaphore, GETVAL);
 }
 
-void SemaphoreSet::set_value(unsigned short semaphore, int value) const
+void SemaphoreSet::set_value(Semaphore semaphore, int value) const
 {
     semctl(id_, semaphore, SETVAL, value);
 }
@@ -110,19 +110,19 @@ ProcessMutexPtr open_process_mutex(const char* name)
     return ProcessMutexPtr(new (std::nothrow) ACE_Process_Mutex(name, nullptr, lock_mode));
 }
 
-void* process_mutex_memory()
-{
-    return ::operator new(sizeof(ACE_Process_Mutex), std::nothrow);
-}
-
-ProcessMutexPtr open_waitable_process_mutex(void* memory, const char* name)
+Opening open_waitable_process_mutex(const char* name)
 {
     const ACE_Sig_Guard no_signals;
+    // Memory comes first: if it were short afterwards, nobody would delete a lock made ready here.
+    void* const memory = ::operator new(sizeof(ACE_Process_Mutex), std::nothrow);
+    if (memory == nullptr)
+        return {nullptr, ENOMEM};
     SemaphoreSet::find_or_create(name).make_ready();
     errno = 0;
     auto* const mutex = new (memory) ACE_Process_Mutex(name, nullptr, lock_mode);
-    if (may_close(errno, name))
-        return ProcessMutexPtr(mutex);
+    const int error = errno;
+    if (may_close(error, name))
+        return {ProcessMutexPtr(mutex), 0};
     ::operator delete(memory);
-    return nullptr;
+    return {nullptr, error};
 }

@@ -12,9 +12,9 @@
 //
 //              open           acquire
 //     ready ---------> open ---------> held        The last object that is closed deletes the set,
-//                       ^                |         and so does remove(), whatever its state. Who
-//                       +----------------+         waits for it then is told EIDRM, who comes
-//                            release               later EINVAL.
+//                       ^                |         and so does remove(), whatever its state. A
+//                       +----------------+         waiter then fails with EIDRM, a later call
+//                            release               with EINVAL.
 //
 // All changes are undone when their process dies: a lock whose holder is killed is free.
 #ifndef IXFS_PROCESS_MUTEX_H
@@ -39,8 +39,8 @@ public:
     // gets. What fails here is left to ACE, which finds it again.
     void make_ready() const;
 
-    // Waits until no other process is busy with the set, and keeps others from it. Returns whether
-    // that worked.
+    // Waits until no other process is busy with the set, and keeps others from it. A wait that is
+    // interrupted goes on. Returns whether that worked.
     bool take_guard() const;
     void leave_guard() const;
 
@@ -48,12 +48,14 @@ public:
     void free_lock() const;
 
 private:
+    enum Semaphore : unsigned short { guard, users, lock };
+
     explicit SemaphoreSet(int id) : id_(id) {}
 
     bool is_unused() const;
-    bool change(unsigned short semaphore, short by) const;
-    int value_of(unsigned short semaphore) const;
-    void set_value(unsigned short semaphore, int value) const;
+    void change(Semaphore semaphore, short by) const;
+    int value_of(Semaphore semaphore) const;
+    void set_value(Semaphore semaphore, int value) const;
 
     int id_;
 };
@@ -70,12 +72,14 @@ using ProcessMutexPtr = std::unique_ptr<ACE_Process_Mutex, ProcessMutexCloser>;
 // An object that could not open its lock fails each acquire; errno then tells why, or is 0.
 ProcessMutexPtr open_process_mutex(const char* name);
 
-// Memory for the next function; null when it is short.
-void* process_mutex_memory();
+// What became of opening a lock: an object, or none and the error number that tells why.
+struct Opening {
+    ProcessMutexPtr mutex;
+    int error; // ENOMEM: no memory. EINTR: interrupted, worth another try
+};
 
-// Opens, in memory that it takes over, a lock that processes wait for: whenever one of them is
-// killed, even in the middle of creating it, the next one can have it. Returns null where the lock
-// cannot be had.
-ProcessMutexPtr open_waitable_process_mutex(void* memory, const char* name);
+// Opens a lock that processes wait for. Whenever one of them is killed, even in the middle of
+// creating the lock, the next one can have it. As above, an object may have no lock.
+Opening open_waitable_process_mutex(const char* name);
 
 #endif

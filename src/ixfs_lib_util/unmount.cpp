@@ -6,29 +6,31 @@
 #include "mount_root.h"
 
 #include <cerrno>
+#include <optional>
 #include <sys/mount.h>
+#include <utility>
 
 namespace
 {
 
 // Removes the mount point directory, unless that would delete the backup through its mount.
-void delete_mount_point(const _ixfs_mount_t& record, const Log& log)
+void delete_mount_point(_ixfs_control_t* handle, const Log& log, const char* mount_point)
 {
-    if (mount_root(record.mount_point) != MountRoot::no)
-        log.error("ERR - still mounted, not deleted: %s\n", record.mount_point);
+    if (mount_root(mount_point) != MountRoot::no)
+        log.error("ERR - still mounted, not deleted: %s\n", mount_point);
     else
-        _ixfs_folder_delete(record.control, record.mount_point);
+        _ixfs_folder_delete(handle, mount_point);
 }
 
-void unmount_locally(const _ixfs_mount_t& record)
+void unmount_locally(_ixfs_control_t* handle, const char* mount_point)
 {
-    const Log log(record.control, "_ixfs_umount()");
-    log.info("INF - attempting to umount -f (%s)\n", record.mount_point);
-    if (umount2(record.mount_point, MNT_FORCE) == -1)
-        log.error("ERR - umount failed for %s, errno = %d\n", record.mount_point, errno);
+    const Log log(handle, "_ixfs_umount()");
+    log.info("INF - attempting to umount -f (%s)\n", mount_point);
+    if (umount2(mount_point, MNT_FORCE) == -1)
+        log.error("ERR - umount failed for %s, errno = %d\n", mount_point, errno);
     else
-        log.info("INF - umount successful: %s\n", record.mount_point);
-    delete_mount_point(record, log);
+        log.info("INF - umount successful: %s\n", mount_point);
+    delete_mount_point(handle, log, mount_point);
 }
 
 ec_status fail(_ixfs_control_t* handle, _ixfs_mount_t* record, ec_status status)
@@ -37,7 +39,7 @@ ec_status fail(_ixfs_control_t* handle, _ixfs_mount_t* record, ec_status status)
     return status;
 }
 
-// Tells the validation thread to stop. It goes in its own time.
+// Tells the validation thread to stop. Does not wait for it.
 void stop_watch(_ixfs_mount_t* record, const Log& log)
 {
     log.error("INF - Lets terminate the event...\n");
@@ -46,11 +48,11 @@ void stop_watch(_ixfs_mount_t* record, const Log& log)
     log.error("INF - Event terminated...\n");
 }
 
-// Reads all that one run says. Returns its exit status, 0 where it reports none.
-int read_answers(HelperRun& run, const Log& log)
+// Reads all that one run says. Returns its exit status, 0 if it reports none.
+int read_answers(HelperOutput output, const ServerLog& log)
 {
     int exit_status = 0;
-    while (const char* const line = run.next_line()) {
+    while (const char* const line = output.next_line()) {
         if (take_exit_status(line, exit_status))
             log.server_info("INF - response - %s\n", line);
         else
@@ -62,17 +64,16 @@ int read_answers(HelperRun& run, const Log& log)
 // Runs the helper until it has unmounted, or failed, or the server was too busy for too long. With
 // a mount path known, the first run is the last, whatever it says. Returns EC_OK or the failure to
 // record.
-ec_status run_unmount_command(_ixfs_mount_t* record, const Log& log)
+ec_status run_unmount_command(_ixfs_control_t* handle, _ixfs_mount_t* record, const ServerLog& log)
 {
     HelperCommand command = HelperCommand::unmount(*record);
-    if ((record->control->flags & IXFS_FLAG_UNMOUNT_CRED) != 0)
+    if ((handle->flags & IXFS_FLAG_UNMOUNT_CRED) != 0)
         command.cut_display(record->unmount_cred.get());
     HelperRun run(log, command, record->timeout);
-    while (run.start()) {
-        const int exit_status = read_answers(run, log);
-        run.finish();
+    while (std::optional<HelperOutput> output = run.start()) {
+        const int exit_status = read_answers(std::move(*output), log);
         if (record->mnt_path != nullptr) {
-            delete_mount_point(*record, log);
+            delete_mount_point(handle, log, record->mount_point);
             record->mount_point[0] = '\0';
             log.info("INF - looking for mount path: %s\n", record->mnt_path.get());
             log.info("INF - unmounted mount path: %s\n", record->mnt_path.get());
@@ -89,7 +90,7 @@ ec_status run_unmount_command(_ixfs_mount_t* record, const Log& log)
 void _ixfs_no_unmount(_ixfs_control_t* handle, _ixfs_mount_t* record, ec_status status)
 {
     if (record != nullptr && record->mount_point[0] != '\0')
-        unmount_locally(*record);
+        unmount_locally(handle, record->mount_point);
     _ixfs_mount_delete(record);
     handle->mount = nullptr;
     handle->last_status = status;
@@ -101,7 +102,7 @@ ec_status ixfs_unmount(_ixfs_control_t* handle)
         return EC_INVALID_PARAMETER;
     if (_ixfs_is_invalid(handle))
         return fail(handle, nullptr, EC_INVALID_PARAMETER);
-    const Log log(handle, "ixfs_unmount()");
+    const ServerLog log(handle, "ixfs_unmount()");
     _ixfs_mount_t* const record = handle->mount;
     if (record == nullptr)
         return fail(handle, nullptr, EC_OK);
@@ -123,7 +124,7 @@ ec_status ixfs_unmount(_ixfs_control_t* handle)
     }
     log.info("INF - got the mount mutex\n");
 
-    const ec_status status = run_unmount_command(record, log);
+    const ec_status status = run_unmount_command(handle, record, log);
     if (status != EC_OK)
         return fail(handle, record, status);
     _ixfs_mount_delete(record);

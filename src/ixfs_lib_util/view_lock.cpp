@@ -43,8 +43,8 @@ void format_base_name(const Log& log, int flags, const char* host, long id, char
     log.info("INF - base_name: %s\n", base_name);
 }
 
-// Tries once for the lock called `name`, which the view has while that lasts and, where it is won,
-// afterwards. A lock that is lost is removed, whoever holds it.
+// Tries once for the lock called `name`. During the attempt view->lock points to the lock. It stays
+// there if the attempt wins. If it loses, the lock is removed even if another process holds it.
 Attempt try_lock(const Log& log, _ixfs_view_t* view, const char* name)
 {
     log.info("INF - Trying to create mutex: %s\n", name);
@@ -63,6 +63,26 @@ Attempt try_lock(const Log& log, _ixfs_view_t* view, const char* name)
     return Attempt::lost;
 }
 
+// Tries for the locks of a base name, one number after the other, until the view has one. `name`
+// receives the name of the latest. Returns its number, or -1 without a lock; the reason was logged.
+int take_free_lock(const Log& log, _ixfs_view_t* view, long id, const char* base_name,
+                   char (&name)[text_size])
+{
+    for (int number = 0; number < most_attempts; ++number) {
+        std::snprintf(name, sizeof(name), "Global\\EGR_%ld_%s_%d", id, base_name, number);
+        switch (try_lock(log, view, name)) {
+        case Attempt::won:
+            return number;
+        case Attempt::impossible:
+            return -1;
+        case Attempt::lost:
+            break;
+        }
+    }
+    log.error("ERR - Exceeded retry limit, unable to get the mutex: %s\n", name);
+    return -1;
+}
+
 } // namespace
 
 int _ixfs_view_lock(_ixfs_control_t* handle, _ixfs_view_t* view, long id, char* base_name,
@@ -76,19 +96,10 @@ int _ixfs_view_lock(_ixfs_control_t* handle, _ixfs_view_t* view, long id, char* 
 
     char name[text_size] = ""; // stays empty, also in the log, for a view that has a lock
     int number = 0;
-    Attempt last = view->lock != nullptr ? Attempt::won : Attempt::lost;
-    while (last == Attempt::lost && number < most_attempts) {
-        std::snprintf(name, sizeof(name), "Global\\EGR_%ld_%s_%d", id, base_name, number);
-        last = try_lock(log, view, name);
-        if (last == Attempt::lost)
-            ++number;
-    }
-    if (last == Attempt::impossible)
+    if (view->lock == nullptr)
+        number = take_free_lock(log, view, id, base_name, name);
+    if (number < 0)
         return 0;
-    if (last == Attempt::lost) {
-        log.error("ERR - Exceeded retry limit, unable to get the mutex: %s\n", name);
-        return 0;
-    }
 
     // The number makes the base name as unique as the lock is.
     view->lock_held = true;

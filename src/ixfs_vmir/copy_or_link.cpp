@@ -18,7 +18,7 @@ ec_status reuse(const Log& log, const LmfPathname& destination)
     return EC_OK;
 }
 
-// False also where one of them cannot be looked at.
+// Returns false also when one of them cannot be looked at.
 bool is_same_file(const LmfPathname& one, const LmfPathname& other)
 {
     std::error_code unknown;

@@ -6,8 +6,8 @@
 
 extern const LmfString VIEW_DIR_NAME;          // the view folder in an image directory
 extern const LmfString backupsPathElement;     // where all images lie
-extern const LmfString dotDescFileType;        // a descriptor is named after its data file
-extern const LmfString dotVmdkDotDescFileType; // with this behind it
+extern const LmfString dotDescFileType;        // ".desc": the descriptor of x.vmdk is x.vmdk.desc
+extern const LmfString dotVmdkDotDescFileType; // ".vmdk.desc": how a disk's descriptor ends
 
 // A narrow text in the default code page; up to its NUL.
 LmfString default_narrow(const char* text);

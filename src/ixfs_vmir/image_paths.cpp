@@ -10,7 +10,7 @@ namespace
 
 constexpr char failed_to_build[] = "ERR - Failed to build image path: %s\n";
 
-// Returns the directory name of a schedule type, or null for one that there is not.
+// Returns the directory name of a schedule type, or null for an unknown type.
 const char* schedule_name(int schedule_type)
 {
     switch (schedule_type) {
@@ -29,7 +29,8 @@ bool is_mounted(const _ixfs_control_t* handle)
     return handle->mount != nullptr && handle->mount->mount_point[0] != '\0';
 }
 
-// Builds the image directory, or as much of it as there is. Returns EC_OK, or a status after lines.
+// Sets `folder` to the image directory, or after a failure to the part before the schedule.
+// Failures are logged.
 ec_status build_folder(_ixfs_control_t* handle, const Log& log, const ImageIdentity& image,
                        LmfPathname& folder)
 {
@@ -92,7 +93,7 @@ ec_status buildPathToXml(_ixfs_control_t* handle, const std::string& client, lon
 {
     ImageLocation location;
     const ec_status status = locate_image(handle, {client, backupTime, scheduleType}, location);
-    if (status != EC_INVALID_PARAMETER) // a bad schedule leaves what stands before it
+    if (!location.configuration.text().empty()) // as far as it could be built
         path = location.configuration;
     return status;
 }

@@ -74,10 +74,10 @@ ec_status ixfs_prepare_vmir(const MountCreds& creds, std::vector<std::string>& e
     ImageIdentity image;
     ImageLocation location;
     status = read_image(handle, creds, image, location, vmConfig);
-    // Whatever the status is: the flag is the caller's wish, not a result.
+    // At this step whatever the status is; only the building of the view looks at it.
     if (newDiskUuids)
         handle->flags |= IXFS_FLAG_NEW_DISK_UUID;
     if (status != EC_OK)
         return status;
-    return create_view_vmir(handle, entries, image.backup_time, location, out);
+    return create_view_vmir(handle, entries, image, location, out);
 }

@@ -122,7 +122,7 @@ void copyAndLinkOneVmirPath(_ixfs_control_t* handle, const VmirPath& disk)
 } // namespace
 
 ec_status create_view_vmir(_ixfs_control_t* handle, std::vector<std::string>& entries,
-                           long backup_time, const ImageLocation& location,
+                           const ImageIdentity& image, const ImageLocation& location,
                            std::vector<std::string>& out)
 {
     const Log log(handle, "create_view_vmir");
@@ -132,7 +132,7 @@ ec_status create_view_vmir(_ixfs_control_t* handle, std::vector<std::string>& en
             location.view_folder; // a copy, for an interface that takes no const
         populateVmirPathVector(handle, entries, view_folder, records);
         checkDisks(log, location.view_folder, records);
-        createGlobalLockForView(handle, backup_time);
+        createGlobalLockForView(handle, image.backup_time);
         makeViewFolder(handle, location);
     } catch (const EcStatusException& failure) {
         log.error("ERR - Create view for VM Instant Recovery has failed: %d.\n", failure.status);

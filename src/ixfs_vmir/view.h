@@ -7,7 +7,7 @@
 // Builds the view folder with a descriptor copy and a data link per disk.
 //
 //   entries      the disks' descriptors in datastore form; not changed
-//   backup_time  of the image; part of the view lock's name
+//   image        which image it is
 //   location     where the image lies in the handle's mount
 //   out          receives, after what it holds, the new descriptors in datastore form; untouched on
 //                failure
@@ -17,7 +17,7 @@
 // record and its lock stay in the handle until that ends, also after a failure. Throws
 // std::bad_alloc and what drawing a UUID may throw.
 ec_status create_view_vmir(_ixfs_control_t* handle, std::vector<std::string>& entries,
-                           long backup_time, const ImageLocation& location,
+                           const ImageIdentity& image, const ImageLocation& location,
                            std::vector<std::string>& out);
 
 #endif
