@@ -44,9 +44,7 @@ SemaphoreSet SemaphoreSet::find_or_create(const char* name)
 
 void SemaphoreSet::make_ready() const
 {
-    if (!exists() || !is_unused())
-        return;
-    if (!take_guard()) // ACE's own opening takes it, too
+    if (!exists() || !take_guard())
         return;
     if (is_unused()) {
         set_value(lock, 1);

@@ -34,9 +34,10 @@ public:
 
     bool exists() const { return id_ != -1; }
 
-    // Makes a set ready that nobody has open. ACE does that too, but sets the users first and the
-    // lock last: a process killed in between leaves a set that looks ready and that nobody ever
-    // gets. What fails here is left to ACE, which finds it again.
+    // Waits until no other process is busy with the set, and makes it ready if nobody has it open.
+    // ACE does both when it opens a lock, but sets the users first and the lock last: a process
+    // killed in between leaves a set that looks ready and that nobody ever gets. And ACE gives up
+    // when its wait is interrupted. What fails here is left to ACE, which finds it again.
     void make_ready() const;
 
     // Waits until no other process is busy with the set, and keeps others from it. A wait that is

@@ -135,4 +135,44 @@ INSTANTIATE_TEST_SUITE_P(MountMutexTest, SignalInWait,
                                           testing::ValuesIn(flags_of_handlers)),
                          name_of);
 
+// A stopped process fails what it waits for with EINTR, even with every signal blocked.
+class StopWhileOpening : public MountMutexTest
+{
+protected:
+    // Keeps everybody from opening the mutex, or lets them.
+    static void change_guard(int set, short by)
+    {
+        sembuf operation{process_mutex_set::guard, by, 0};
+        ASSERT_EQ(semop(set, &operation, 1), 0);
+    }
+
+    static bool is_opening(int set, int processes)
+    {
+        return semctl(set, process_mutex_set::guard, GETZCNT) == processes;
+    }
+};
+
+TEST_F(StopWhileOpening, LetsTheCallGoOnAfterwards)
+{
+    helper.hold_next_run();
+    ChildProcess holder = start(mount_and_unmount);
+    ExclusiveHelper::HeldRun held(helper);
+    const auto sets = semaphore_sets();
+    ASSERT_EQ(sets.size(), 1U);
+    const int set = sets.front().id;
+    change_guard(set, 1);
+    ChildProcess child = start(mount_and_unmount);
+    look_until([&] { return is_opening(set, 1); });
+
+    child.send(SIGSTOP);
+    look_until([&] { return is_opening(set, 0); });
+    child.send(SIGCONT);
+    look_until([&] { return is_opening(set, 1) || child.has_ended(); });
+    EXPECT_FALSE(child.has_ended());
+    change_guard(set, -1);
+    held.let_go(0);
+    EXPECT_EQ(holder.wait(), 0);
+    EXPECT_EQ(child.wait(), 0);
+}
+
 } // namespace

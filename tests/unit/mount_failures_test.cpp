@@ -113,6 +113,19 @@ TEST_F(MountFailures, HelperThatMountsNothing)
     EXPECT_EQ(ixfs_last_error(handle.get()), EC_SYSTEM_ERROR);
 }
 
+TEST_F(MountFailures, MountPathThatWasLostStaysLostWhenAnEmptyOneFollows)
+{
+    const std::string path(501, 'p'); // of a length that nothing else has
+    helper.answers({{"MNTPATH=/" + path, "MNTPATH=", "MOUNTPOINT=" + image.path(), "EXIT_STATUS=0"},
+                    {"EXIT_STATUS=0"}});
+    {
+        const auto no_memory = MemoryShortage::for_copies_of(path);
+        EXPECT_EQ(mount(), nullptr);
+    }
+    EXPECT_EQ(ixfs_last_error(handle.get()), EC_NO_MEMORY);
+    EXPECT_EQ(helper.runs().size(), 2U) << "the mount is undone";
+}
+
 TEST_F(MountFailures, NoMemoryForTheMountPathUndoesTheMount)
 {
     const std::string path(501, 'p'); // of a length that nothing else has
