@@ -53,6 +53,11 @@ char* record_view::mark_of(_ixfs_control_t* handle)
     return handle->magic;
 }
 
+void* record_view::log_context(const _ixfs_control_t* handle)
+{
+    return handle->log_context;
+}
+
 ec_status record_view::last_status(const _ixfs_control_t* handle)
 {
     return handle->last_status;

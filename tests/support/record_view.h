@@ -34,6 +34,9 @@ Addresses fields_of_mount(const _ixfs_control_t* handle);
 // The eight bytes that mark a valid handle.
 char* mark_of(_ixfs_control_t* handle);
 
+// The context that the handle's maker gave beside the log callback.
+void* log_context(const _ixfs_control_t* handle);
+
 // The last status, of an invalid handle too.
 ec_status last_status(const _ixfs_control_t* handle);
 

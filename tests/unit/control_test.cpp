@@ -24,6 +24,7 @@ TEST_F(Control, InitTakesItsArgumentsAndLogsNothing)
     EXPECT_EQ(job_log.lines(), std::vector<std::string>{});
     EXPECT_STREQ(record_view::mark_of(made.get()), "IxFsCtL");
     EXPECT_FALSE(record_view::has_mount(made.get()));
+    EXPECT_EQ(record_view::log_context(made.get()), &log_context);
 
     _ixfs_server_log(made.get(), "operation()", IXFS_LOG_INF, "INF - line\n");
     EXPECT_EQ(log.take(), (Lines{{IXFS_LOG_INF, "operation()", "INF - line\n"}}));

@@ -117,6 +117,30 @@ TEST_F(DescriptorCopyFailures, NewFileThatSharesItsDataIsReplaced)
     EXPECT_EQ(fs::hard_link_count(dir / "data"), 1);
 }
 
+TEST_F(DescriptorCopyFailures, NewFileOfWhichNothingIsToldIsReplaced)
+{
+    dir.write("data", "the backup's data");
+    fs::create_hard_link(dir / "data", dir / "new");
+    {
+        const auto stat = interpose::on_stat.fails(EIO);
+        EXPECT_EQ(copy(old_extent), 1);
+    }
+    EXPECT_EQ(copied(), new_extent);
+    EXPECT_EQ(dir.read("data"), "the backup's data");
+}
+
+TEST_F(DescriptorCopyFailures, NothingElseIsTakenAwayBeforeItIsWritten)
+{
+    dir.make_folder("folder/within"); // so that several names lead to "folder"
+    dir.write("old", old_extent);
+    dir.write("file", "");
+    const auto unlink = interpose::on_unlink.fails(EACCES);
+    EXPECT_EQ(copy_file(dir / "old", dir / "missing"), 1);
+    EXPECT_EQ(copy_file(dir / "old", dir / "file"), 1);
+    EXPECT_EQ(copy_file(dir / "old", dir / "folder"), 0);
+    EXPECT_EQ(unlink.calls(), 0);
+}
+
 TEST_F(DescriptorCopyFailures, NewFileThatIsTheOldFileUnderAnotherNameIsReplaced)
 {
     dir.write("old", old_extent);

@@ -106,6 +106,17 @@ TEST_F(HelperRun, LastSecondOfTheTimeoutIsOver)
     EXPECT_EQ(helper.runs().size(), 3U);
 }
 
+TEST_F(HelperRun, ClockThatCannotBeReadAnyMoreEndsTheTrying)
+{
+    helper.answers({busy, {"EXIT_STATUS=0"}});
+    const auto clock = interpose::on_time.fails(EINVAL, 2); // the first call tells the start
+    const auto sleep = interpose::on_sleep.returns(0);
+    EXPECT_EQ(mount(), nullptr);
+    EXPECT_EQ(log.with_message("ERR - timeout period exceeded\n").size(), 1U);
+    EXPECT_EQ(sleep.calls(), 0);
+    EXPECT_EQ(helper.runs().size(), 1U);
+}
+
 TEST_F(HelperRun, TimeoutDuringMountKeepsAMountPointAlreadyTold)
 {
     FakeClock clock;

@@ -107,6 +107,26 @@ TEST_F(Prepare, ViewStaysLockedUntilTheImageIsUnmounted)
     EXPECT_EQ(std::count(locks.begin(), locks.end(), '\n'), heading_mount_mutex_and_view_lock);
 }
 
+TEST_F(Prepare, HandleKeepsTheCallersLogContext)
+{
+    int context = 0;
+    log_info.log_context = &context;
+    void* handle = nullptr;
+    const auto allocation = interpose::on_allocation([&](std::size_t size) {
+        if (handle != nullptr || size != record_view::handle_size)
+            return std::optional<void*>();
+        handle = std::calloc(1, size);
+        return std::optional<void*>(handle);
+    });
+    const void* kept = nullptr;
+    const auto helper_run = interpose::on_popen([&](const char*, const char*) {
+        kept = record_view::log_context(static_cast<_ixfs_control_t*>(handle));
+        return std::optional<FILE*>();
+    });
+    EXPECT_EQ(prepare(), EC_OK);
+    EXPECT_EQ(kept, &context);
+}
+
 TEST_F(Prepare, WithoutLogInfoNoLineIsLogged)
 {
     add_disk("a");
