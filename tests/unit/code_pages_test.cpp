@@ -53,6 +53,15 @@ TEST(CodePages, DefaultOfAUtf8LocaleIsUtf8)
     EXPECT_EQ(page(""), page("UTF8"));
 }
 
+TEST(CodePages, StringsLookTheDefaultUpWhereNobodyHasYet)
+{
+    for (const bool is_empty : {true, false}) {
+        const ScopedLocale locale("C");
+        const LmfString text = is_empty ? LmfString() : LmfString("text", 4, nullptr, 0);
+        EXPECT_EQ(text.code_page(), page(""));
+    }
+}
+
 TEST(CodePages, DefaultOfTheCLocaleIsNotUtf8)
 {
     const ScopedLocale locale("C");

@@ -4,6 +4,8 @@
 #include <cerrno>
 #include <filesystem>
 #include <functional>
+#include <limits>
+#include <stdexcept>
 #include <string>
 #include <utility>
 
@@ -315,6 +317,18 @@ TEST_F(Configuration, FileThatCannotBeReadIs13)
     EXPECT_GT(config.size(), 0);
     EXPECT_LT(config.size(), text.size());
     EXPECT_EQ(config, text.substr(0, config.size())) << "what was read is kept";
+    expect_no_view();
+}
+
+TEST_F(Configuration, AbsurdSizeIsThrownAtTheCallerAndTheImageUnmounted)
+{
+    const auto seek = interpose::on_seek([](int, off64_t, int whence) {
+        constexpr off64_t absurd = std::numeric_limits<off64_t>::max() - 1;
+        return whence == SEEK_SET ? std::nullopt : std::optional<off64_t>(absurd);
+    });
+    EXPECT_THROW(prepare(), std::length_error);
+    EXPECT_EQ(helper_commands(), mounted_and_unmounted);
+    EXPECT_EQ(config, "");
     expect_no_view();
 }
 

@@ -3,8 +3,11 @@
 #include "mount_fixture.h"
 #include "process_state.h"
 
+#include <set>
 #include <string>
 #include <vector>
+
+#include <fcntl.h>
 
 namespace
 {
@@ -208,6 +211,18 @@ TEST_F(HelperRun, MountFailsWhenTheCommandCannotBeBuilt)
               lines_before_mount_command() + mount_says.error("ERR - unable to build command"));
     EXPECT_EQ(ixfs_last_error(handle.get()), EC_SYSTEM_ERROR);
     EXPECT_EQ(popen.calls(), 0);
+}
+
+TEST_F(HelperRun, PipeIsNotPassedOnToOtherProcesses)
+{
+    helper.answers({mounts_image()});
+    std::set<int> flags; // of what is read from
+    const auto read = interpose::on_read([&](int descriptor, void*, size_t) {
+        flags.insert(fcntl(descriptor, F_GETFD));
+        return std::optional<ssize_t>();
+    });
+    EXPECT_NE(mount(), nullptr);
+    EXPECT_EQ(flags, std::set<int>{FD_CLOEXEC});
 }
 
 TEST_F(HelperRun, HelperThatAnswersNothingMountsNothing)

@@ -9,8 +9,11 @@
 #include <atomic>
 #include <chrono>
 #include <future>
+#include <memory>
+#include <optional>
 #include <string>
 #include <thread>
+#include <utility>
 #include <vector>
 
 namespace
@@ -32,6 +35,46 @@ bool changes_lock(const sembuf* operations, size_t count, short by)
 {
     return count == 1 && operations[0].sem_num == lock_semaphore && operations[0].sem_op == by;
 }
+
+// The guard of the set, which is taken by who opens it or deletes it.
+constexpr unsigned short guard_semaphore = 0;
+
+bool takes_guard(const sembuf* operations, size_t count)
+{
+    return count == 2 && operations[0].sem_num == guard_semaphore && operations[0].sem_op == 0 &&
+           operations[1].sem_num == guard_semaphore && operations[1].sem_op == 1;
+}
+
+// Deletes the set under the hands of who opens it, so often in a row. Then once under those of who
+// waits, if that is wanted, and so often in a row again.
+class LostOpenings
+{
+public:
+    explicit LostOpenings(int count, bool twice = false)
+        : left_(calls_per_opening * count), again_(twice ? std::optional<int>(left_) : std::nullopt)
+    {
+    }
+
+private:
+    // The library's own and ACE's.
+    static constexpr int calls_per_opening = 2;
+
+    int left_;
+    std::optional<int> again_;
+    decltype(interpose::on_semop)::Hook semop_ = interpose::on_semop(
+        [this](int, const sembuf* operations, size_t count) -> std::optional<int> {
+            const bool loses_opening = takes_guard(operations, count) && left_ > 0;
+            const bool loses_wait = changes_lock(operations, count, -1) && again_;
+            if (loses_opening)
+                --left_;
+            if (loses_wait)
+                left_ = std::exchange(again_, std::nullopt).value();
+            if (!loses_opening && !loses_wait)
+                return std::nullopt;
+            errno = EIDRM;
+            return -1;
+        });
+};
 
 // Lets the first `count` waits for the mutex fail.
 auto failing_waits(int error, int count = interpose::always)
@@ -175,6 +218,100 @@ TEST_F(MountMutex, ThatCannotBeOpenedFailsTheMount)
     EXPECT_EQ(ixfs_last_error(handle.get()), EC_SYSTEM_ERROR);
 }
 
+TEST_F(MountMutex, ThatCannotBeOpenedIsNotTriedAgain)
+{
+    const auto semget = interpose::on_semget.fails(ENOSPC);
+    EXPECT_EQ(mount(), nullptr);
+    EXPECT_LT(semget.calls(), 10);
+}
+
+TEST_F(MountMutex, LostAtAHundredOpeningsInARowIsHadAtTheNext)
+{
+    const LostOpenings lost(100);
+    helper.answers({mounts_image()});
+    EXPECT_NE(mount(), nullptr);
+}
+
+TEST_F(MountMutex, LostAtMoreOpeningsInARowFailsTheMount)
+{
+    const LostOpenings lost(101);
+    EXPECT_EQ(mount(), nullptr);
+    EXPECT_EQ(ixfs_last_error(handle.get()), EC_SYSTEM_ERROR);
+    EXPECT_TRUE(mutex_is_free());
+}
+
+TEST_F(MountMutex, LostOpeningsAreCountedAnewOnceItHasBeenOpened)
+{
+    const LostOpenings lost(60, true);
+    helper.answers({mounts_image()});
+    EXPECT_NE(mount(), nullptr);
+}
+
+TEST_F(MountMutex, StaysOpenWhenASignalInterruptsTheWait)
+{
+    auto semget = std::make_optional(interpose::on_semget.watch());
+    ASSERT_EQ(recreate_context(), 0);
+    const int calls = semget->calls();
+    EXPECT_EQ(ixfs_unmount(handle.get()), EC_INVALID_PARAMETER) << "it has no mount point";
+    semget.reset();
+
+    semget.emplace(interpose::on_semget.watch());
+    const auto waits = failing_waits(EINTR, 3);
+    ASSERT_EQ(recreate_context(), 0);
+    EXPECT_EQ(semget->calls(), calls);
+}
+
+// Between the look at a set that nobody has open and the taking of its guard.
+TEST_F(MountMutex, TakenByARivalWhileItIsMadeReadyIsLeftToTheRival)
+{
+    std::unique_ptr<ACE_Process_Mutex> rival;
+    std::vector<std::string> events;
+    const auto semop =
+        interpose::on_semop([&](int, const sembuf* operations, size_t count) -> std::optional<int> {
+            if (takes_guard(operations, count) && rival == nullptr) {
+                rival = std::make_unique<ACE_Process_Mutex>(mutex_name, nullptr, 0644);
+                EXPECT_EQ(rival->tryacquire(), 0);
+            }
+            if (changes_lock(operations, count, -1)) {
+                events.emplace_back(mutex_is_free() ? "free" : "held");
+                EXPECT_EQ(rival->release(), 0);
+            }
+            return std::nullopt;
+        });
+    helper.answers({mounts_image()});
+    EXPECT_NE(mount(), nullptr);
+    EXPECT_EQ(events, std::vector<std::string>{"held"});
+}
+
+TEST_F(MountMutex, ThatCanNeitherBeGuardedNorDeletedIsFreed)
+{
+    given_mount(mounts_image());
+    int guards_left = 0;
+    {
+        const auto semctl =
+            interpose::on_semctl([](int, int, int command, void*) -> std::optional<int> {
+                if (command != IPC_RMID)
+                    return std::nullopt;
+                errno = EPERM;
+                return -1;
+            });
+        const auto semop = interpose::on_semop(
+            [&](int, const sembuf* operations, size_t count) -> std::optional<int> {
+                const bool leaves = count == 1 && operations[0].sem_num == guard_semaphore &&
+                                    operations[0].sem_op == -1;
+                guards_left += leaves;
+                if (!leaves && !takes_guard(operations, count))
+                    return std::nullopt;
+                errno = EACCES;
+                return -1;
+            });
+        EXPECT_EQ(ixfs_unmount(handle.get()), EC_OK);
+    }
+    EXPECT_EQ(guards_left, 0);
+    EXPECT_TRUE(mutex_is_free());
+    EXPECT_EQ(semctl(semaphore_sets().at(0).id, 0, IPC_RMID), 0);
+}
+
 TEST_F(MountMutex, NotObtainedFailsTheMinimalContext)
 {
     const auto waits = failing_waits(EACCES);
@@ -235,8 +372,17 @@ TEST_F(MountMutex, DeletedManyTimesIsStillMadeAgain)
 
 TEST_F(MountMutex, DeletedEndlesslyFailsTheMountInTheEnd)
 {
-    const auto waits = failing_waits(EINVAL);
+    int waits = 0;
+    const auto deleted =
+        interpose::on_semop([&](int, const sembuf* operations, size_t size) -> std::optional<int> {
+            if (!changes_lock(operations, size, -1))
+                return std::nullopt;
+            ++waits;
+            errno = EINVAL;
+            return -1;
+        });
     EXPECT_EQ(mount(), nullptr);
+    EXPECT_EQ(waits, 100'001);
     EXPECT_EQ(log.take(), (Lines{mount_says.info("INF - waiting for mount mutex..."),
                                  mount_says.error("ERR - unable to obtain mount mutex")}));
     EXPECT_EQ(ixfs_last_error(handle.get()), EC_SYSTEM_ERROR);
@@ -261,6 +407,7 @@ TEST_F(MountMutex, DeletedAndNotMadeAgainForWantOfMemoryFailsTheUnmount)
     {
         const MemoryShortage no_object(sizeof(ACE_Process_Mutex));
         EXPECT_EQ(ixfs_unmount(handle.get()), EC_SYSTEM_ERROR);
+        EXPECT_EQ(no_object.hits(), 1) << "it is not tried again";
     }
     EXPECT_EQ(log.with_message("ERR - unable to obtain mount mutex\n").size(), 1U);
     EXPECT_FALSE(record_view::has_mount(handle.get()));

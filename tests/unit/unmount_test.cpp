@@ -178,6 +178,19 @@ TEST_F(Unmount, WithMountPathGoesOnWhenTheMountPointLiesBelowAFile)
     EXPECT_TRUE(image.exists("lost"));
 }
 
+TEST_F(Unmount, WithMountPathTriesToDeleteWhatTheMountPointsPathCannotReach)
+{
+    for (const int error : {EACCES, ELOOP}) {
+        given_mount(mounts_image_with_path());
+        const auto stat = interpose::on_stat.fails(error);
+        const auto open = interpose::on_opendir.fails(error);
+        EXPECT_EQ(ixfs_unmount(handle.get()), EC_OK);
+        EXPECT_EQ(log.with_tag("_ixfs_folder_delete()"),
+                  Lines{folder_delete_says.error("ERR - ACE_OS::opendir(" + image.path() +
+                                                 ") failed, error = " + std::to_string(error))});
+    }
+}
+
 TEST_F(Unmount, WithMountPathGoesOnWhenTheMountPointsPathIsTooLong)
 {
     const std::string mount_point = image / std::string(900, 'x');

@@ -151,6 +151,19 @@ TEST_F(ValidationThread, WhoseHandleIsTheNumberOfAnOpenDescriptorLeavesThatOpen)
     EXPECT_EQ(close(descriptor), 0);
 }
 
+TEST_F(ValidationThread, IsDetachedSoThatItsStackGoesWithIt)
+{
+    int state = PTHREAD_CREATE_JOINABLE;
+    const auto create = interpose::on_pthread_create(
+        [&](pthread_t*, const pthread_attr_t* attributes, auto...) -> std::optional<int> {
+            EXPECT_EQ(pthread_attr_getdetachstate(attributes, &state), 0);
+            return std::nullopt;
+        });
+    given_unvalidated_mount();
+    EXPECT_EQ(state, PTHREAD_CREATE_DETACHED);
+    EXPECT_EQ(ixfs_unmount(handle.get()), EC_OK);
+}
+
 TEST_F(ValidationThread, ThatStartsAfterTheUnmountEndsAtOnce)
 {
     HeldThreads threads;
