@@ -13,7 +13,6 @@
 #include <optional>
 #include <string>
 #include <thread>
-#include <utility>
 #include <vector>
 
 namespace
@@ -44,37 +43,6 @@ bool takes_guard(const sembuf* operations, size_t count)
     return count == 2 && operations[0].sem_num == guard_semaphore && operations[0].sem_op == 0 &&
            operations[1].sem_num == guard_semaphore && operations[1].sem_op == 1;
 }
-
-// Deletes the set under the hands of who opens it, so often in a row. Then once under those of who
-// waits, if that is wanted, and so often in a row again.
-class LostOpenings
-{
-public:
-    explicit LostOpenings(int count, bool twice = false)
-        : left_(calls_per_opening * count), again_(twice ? std::optional<int>(left_) : std::nullopt)
-    {
-    }
-
-private:
-    // The library's own and ACE's.
-    static constexpr int calls_per_opening = 2;
-
-    int left_;
-    std::optional<int> again_;
-    decltype(interpose::on_semop)::Hook semop_ = interpose::on_semop(
-        [this](int, const sembuf* operations, size_t count) -> std::optional<int> {
-            const bool loses_opening = takes_guard(operations, count) && left_ > 0;
-            const bool loses_wait = changes_lock(operations, count, -1) && again_;
-            if (loses_opening)
-                --left_;
-            if (loses_wait)
-                left_ = std::exchange(again_, std::nullopt).value();
-            if (!loses_opening && !loses_wait)
-                return std::nullopt;
-            errno = EIDRM;
-            return -1;
-        });
-};
 
 // Lets the first `count` waits for the mutex fail.
 auto failing_waits(int error, int count = interpose::always)
@@ -223,28 +191,6 @@ TEST_F(MountMutex, ThatCannotBeOpenedIsNotTriedAgain)
     const auto semget = interpose::on_semget.fails(ENOSPC);
     EXPECT_EQ(mount(), nullptr);
     EXPECT_LT(semget.calls(), 10);
-}
-
-TEST_F(MountMutex, LostAtAHundredOpeningsInARowIsHadAtTheNext)
-{
-    const LostOpenings lost(100);
-    helper.answers({mounts_image()});
-    EXPECT_NE(mount(), nullptr);
-}
-
-TEST_F(MountMutex, LostAtMoreOpeningsInARowFailsTheMount)
-{
-    const LostOpenings lost(101);
-    EXPECT_EQ(mount(), nullptr);
-    EXPECT_EQ(ixfs_last_error(handle.get()), EC_SYSTEM_ERROR);
-    EXPECT_TRUE(mutex_is_free());
-}
-
-TEST_F(MountMutex, LostOpeningsAreCountedAnewOnceItHasBeenOpened)
-{
-    const LostOpenings lost(60, true);
-    helper.answers({mounts_image()});
-    EXPECT_NE(mount(), nullptr);
 }
 
 TEST_F(MountMutex, StaysOpenWhenASignalInterruptsTheWait)
