@@ -62,6 +62,15 @@ TEST_F(Control, InitReturnsNullWhenMemoryIsShortAndLogsNothing)
     EXPECT_EQ(log.lines(), Lines{});
 }
 
+#ifndef IXFS_SANITIZER_DEFINES_NEW
+TEST_F(Control, InitReturnsNullWhenMemoryIsShortForTheSecondObject)
+{
+    const auto no_memory = interpose::on_allocation.fails(ENOMEM, 2);
+    EXPECT_EQ(ixfs_init(0, nullptr, LogRecorder::callback, nullptr, nullptr), nullptr);
+    EXPECT_EQ(no_memory.calls(), 2);
+}
+#endif
+
 TEST_F(Control, InitRunsTheLogInitialisation)
 {
     std::strcpy(g_lc_time, "stale");
