@@ -258,6 +258,25 @@ TEST_F(MountMutex, ThatCanNeitherBeGuardedNorDeletedIsFreed)
     EXPECT_EQ(semctl(semaphore_sets().at(0).id, 0, IPC_RMID), 0);
 }
 
+TEST_F(MountMutex, ThatCannotBeDeletedIsFreedAndItsGuardLeft)
+{
+    given_mount(mounts_image());
+    {
+        const auto semctl =
+            interpose::on_semctl([](int, int, int command, void*) -> std::optional<int> {
+                if (command != IPC_RMID)
+                    return std::nullopt;
+                errno = EPERM;
+                return -1;
+            });
+        EXPECT_EQ(ixfs_unmount(handle.get()), EC_OK);
+    }
+    EXPECT_TRUE(mutex_is_free());
+    const int set = semaphore_sets().at(0).id;
+    EXPECT_EQ(semctl(set, guard_semaphore, GETVAL), 0) << "else nobody could open it any more";
+    EXPECT_EQ(semctl(set, 0, IPC_RMID), 0);
+}
+
 TEST_F(MountMutex, NotObtainedFailsTheMinimalContext)
 {
     const auto waits = failing_waits(EACCES);

@@ -171,4 +171,23 @@ TEST_F(Order, LocalUnmountIsDoneUnderTheMountMutex)
               (Events{"held at the unmount", "held at the deletion", "0 locks at the end"}));
 }
 
+TEST_F(Order, HelperHasEndedBeforeTheMountPointIsDeleted)
+{
+    given_mount(mounts_image_with_path());
+    Events events;
+    {
+        const auto pclose = interpose::on_pclose([&](FILE*) {
+            events.push_back("the helper's end is waited for");
+            return std::optional<int>();
+        });
+        const auto rmdir = interpose::on_rmdir([&](const char* path) {
+            if (path == image.path())
+                events.push_back("the mount point is deleted");
+            return std::optional<int>();
+        });
+        EXPECT_EQ(ixfs_unmount(handle.get()), EC_OK);
+    }
+    EXPECT_EQ(events, (Events{"the helper's end is waited for", "the mount point is deleted"}));
+}
+
 } // namespace

@@ -2,10 +2,12 @@
 #include "fake_time.h"
 #include "held_threads.h"
 #include "line_watch.h"
+#include "memory_shortage.h"
 #include "mount_fixture.h"
 #include "record_view.h"
 
 #include <ace/Event.h>
+#include <ace/OS_Thread_Adapter.h>
 
 #include <atomic>
 #include <chrono>
@@ -119,6 +121,24 @@ TEST_F(ValidationThread, WaitsForThreeHundredSecondsEachTimeAlsoAfterAFailedPass
     Lines lines = log.lines_elsewhere();
     lines.pop_back();
     EXPECT_EQ(lines, Lines{starting} + failed_pass() + failed_pass() + failed_pass());
+}
+
+TEST_F(ValidationThread, WaitsForThreeHundredSecondsToTheNanosecond)
+{
+    given_mount(mounts_image());
+    constexpr time_t now = 1'000'000;
+    std::vector<std::pair<time_t, long>> ends;
+    {
+        const FakeClock clock(now);
+        const auto wait = interpose::on_pthread_cond_timedwait(
+            [&](pthread_cond_t*, pthread_mutex_t*, const timespec* until) {
+                ends.emplace_back(until->tv_sec, until->tv_nsec);
+                return std::optional<int>(EINVAL);
+            });
+        EXPECT_EQ(_ixfs_mount_validate_thread(record_view::mount_of(handle.get())), nullptr);
+    }
+    ASSERT_FALSE(ends.empty());
+    EXPECT_EQ(ends.back(), std::pair(now + 300, 0L));
 }
 
 TEST_F(ValidationThread, EndsWhenItsWaitFailsOtherwise)
@@ -330,6 +350,22 @@ TEST_F(ValidationThread, ThatCannotBeStartedLeavesTheMountUnwatched)
     EXPECT_EQ(ixfs_last_error(handle.get()), EC_OK);
     EXPECT_EQ(ixfs_unmount(handle.get()), EC_OK);
 }
+
+#ifndef IXFS_SANITIZER_DEFINES_NEW
+TEST_F(ValidationThread, ForWhichMemoryIsShortLeavesTheMountUnwatched)
+{
+    helper.answers({mounts_image(), {"EXIT_STATUS=0"}});
+    const auto threads = interpose::on_pthread_create.watch();
+    {
+        const MemoryShortage no_adapter(sizeof(ACE_OS_Thread_Adapter));
+        EXPECT_STREQ(mount(), image.path().c_str());
+        EXPECT_EQ(no_adapter.hits(), 1);
+    }
+    EXPECT_EQ(threads.calls(), 0);
+    EXPECT_EQ(log.lines().back(), mount_says.error("ERR - ACE_Thread::spawn() failed, error = -1"));
+    EXPECT_EQ(ixfs_unmount(handle.get()), EC_OK);
+}
+#endif
 
 #ifndef IXFS_SANITIZER_DEFINES_NEW
 TEST_F(ValidationThread, WithoutAnEventEndsWithoutAWord)
