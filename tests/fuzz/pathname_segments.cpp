@@ -51,6 +51,8 @@ bool is_root(const std::string& path)
 void check_folders(const std::string& base, const std::string& folder)
 {
     const std::string path = reference::join(base, folder);
+    if (path.rfind("/proc/self/fd/", 0) == 0)
+        return; // a hook is told what such a path means, not how it was given
     std::vector<std::string> expected = reference::prefixes(path);
     const bool all_are_missing = is_root(base) && !is_root(path);
     if (!expected.empty() && !all_are_missing)

@@ -35,9 +35,13 @@ FullPath::FullPath(int folder, const char* path) : path_(path)
     if (path == nullptr)
         return;
     const char* rest = path;
-    if (std::strncmp(path, descriptors, length) == 0)
-        folder = static_cast<int>(std::strtol(path + length, const_cast<char**>(&rest), 10));
-    else if (*path == '/' || folder == AT_FDCWD)
+    if (std::strncmp(path, descriptors, length) == 0) {
+        rest = path + length + std::strspn(path + length, "0123456789");
+        const bool is_number = rest != path + length && (*rest == '\0' || *rest == '/');
+        if (!is_number)
+            return;
+        folder = std::atoi(path + length);
+    } else if (*path == '/' || folder == AT_FDCWD)
         return;
     const int callers_errno = errno;
     char link[sizeof(descriptors) + sizeof("-2147483648")];

@@ -134,6 +134,7 @@ public:
             std::fprintf(stderr, "interpose: %s has a behaviour already\n", name_);
             std::abort();
         }
+        __atomic_store_n(&thread_, pthread_self(), __ATOMIC_RELAXED);
         installed_ = installed.get();
         return Hook(std::move(installed));
     }
@@ -186,7 +187,7 @@ public:
             return false;
         const std::lock_guard<std::mutex> lock(detail::mutex);
         const Installed* const installed = installed_;
-        return installed != nullptr && reaches_here(*installed);
+        return installed != nullptr && reaches_here();
     }
 
     // For the program's own definition of the call: asks the behaviour, if there is one.
@@ -208,30 +209,32 @@ public:
 private:
     struct Installed {
         Installed(Interposable& call_, Behaviour behaviour_)
-            : call(call_), behaviour(std::move(behaviour_)), thread(pthread_self())
+            : call(call_), behaviour(std::move(behaviour_))
         {
         }
 
         Interposable& call;
         Behaviour behaviour;
-        pthread_t thread;
         int calls = 0;
         int running = 0; // threads inside the behaviour
     };
 
-    bool reaches_here(const Installed& installed) const
+    bool reaches_here() const
     {
         return reach_ == Reach::every_thread ||
-               pthread_equal(installed.thread, pthread_self()) != 0;
+               __atomic_load_n(&thread_, __ATOMIC_RELAXED) == pthread_self();
     }
 
+    // A sanitizer allocates memory in a thread that is not ready for more. So what does not reach
+    // the thread takes no lock and makes no call.
     Installed* enter()
     {
-        if (installed_.load(std::memory_order_acquire) == nullptr || detail::inside_behaviour)
+        if (installed_.load(std::memory_order_acquire) == nullptr || detail::inside_behaviour ||
+            !reaches_here())
             return nullptr;
         const std::lock_guard<std::mutex> lock(detail::mutex);
         Installed* const installed = installed_;
-        if (installed == nullptr || !reaches_here(*installed))
+        if (installed == nullptr)
             return nullptr;
         ++installed->calls;
         ++installed->running;
@@ -255,6 +258,7 @@ private:
     const char* name_;
     Reach reach_;
     Failure failure_;
+    pthread_t thread_{}; // that installed the behaviour
     std::atomic<Installed*> installed_{nullptr};
 };
 

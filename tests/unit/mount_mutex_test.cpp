@@ -229,6 +229,24 @@ TEST_F(MountMutex, TakenByARivalWhileItIsMadeReadyIsLeftToTheRival)
     EXPECT_EQ(events, std::vector<std::string>{"held"});
 }
 
+TEST_F(MountMutex, OpeningGoesOnAfterEachInterruption)
+{
+    // The library waits for the guard first, and then ACE does.
+    for (const int interrupted : {1, 2}) {
+        int waits = 0;
+        const auto semop = interpose::on_semop(
+            [&](int, const sembuf* operations, size_t count) -> std::optional<int> {
+                if (!takes_guard(operations, count) || ++waits != interrupted)
+                    return std::nullopt;
+                errno = EINTR;
+                return -1;
+            });
+        given_mount(mounts_image());
+        EXPECT_GT(waits, interrupted);
+        EXPECT_EQ(ixfs_unmount(handle.get()), EC_OK);
+    }
+}
+
 TEST_F(MountMutex, ThatCanNeitherBeGuardedNorDeletedIsFreed)
 {
     given_mount(mounts_image());
