@@ -42,7 +42,7 @@ protected:
 private:
     static void ask(int, const char* tag, const char*)
     {
-        if (current->asking || current->thread != pthread_self())
+        if (current->thread != pthread_self() || current->asking)
             return;
         current->asking = true;
         current->found[tag].insert(current->draws_new_uuids());
