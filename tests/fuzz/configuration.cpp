@@ -38,7 +38,7 @@ void check(const Image& image, const std::string& bytes)
 {
     image.configuration.write(bytes);
     const CannedHelper helper("MOUNTPOINT=" + image.mount_point + "\nEXIT_STATUS=0\n");
-    const FakeClock clock;
+    const FakeClock clock(FakeClock::OtherThreads::may_sleep);
     const UnwatchedMounts unwatched;
     LogLines log;
 

@@ -114,7 +114,7 @@ void check(const Lines& outputs)
 {
     const GivenHelper helper(outputs);
     const HarmlessSystem system;
-    const FakeClock clock;
+    const FakeClock clock(FakeClock::OtherThreads::may_sleep);
     LogLines log;
     const Handle handle = make_handle(log, IXFS_FLAG_UNMOUNT_CRED);
     reference::HelperModel model(outputs, timeout);

@@ -13,7 +13,14 @@
 class FakeClock
 {
 public:
-    explicit FakeClock(time_t start = 1'000'000) : now_{start, 0} {}
+    // A program that has threads of its own, as a fuzzer has, lets them sleep.
+    enum class OtherThreads { must_not_sleep, may_sleep };
+
+    explicit FakeClock(time_t start = 1'000'000, OtherThreads others = OtherThreads::must_not_sleep)
+        : now_{start, 0}, others_(others)
+    {
+    }
+    explicit FakeClock(OtherThreads others) : FakeClock(1'000'000, others) {}
 
     // The sleeps asked for, in order, in seconds.
     const std::vector<double>& sleeps() const { return sleeps_; }
@@ -22,12 +29,20 @@ public:
     void advance(time_t seconds) { now_.tv_sec += seconds; }
 
 private:
+    std::optional<int> answer(const timespec& wanted)
+    {
+        if (pthread_equal(thread_, pthread_self()) != 0) {
+            sleep(wanted);
+            return 0;
+        }
+        if (others_ == OtherThreads::may_sleep)
+            return std::nullopt;
+        std::fputs("FakeClock: a sleep on another thread than the clock's\n", stderr);
+        std::abort();
+    }
+
     void sleep(const timespec& wanted)
     {
-        if (pthread_equal(thread_, pthread_self()) == 0) {
-            std::fputs("FakeClock: a sleep on another thread than the clock's\n", stderr);
-            std::abort();
-        }
         constexpr long second = 1'000'000'000; // nanoseconds
         sleeps_.push_back(static_cast<double>(wanted.tv_sec) +
                           static_cast<double>(wanted.tv_nsec) / second);
@@ -36,6 +51,7 @@ private:
     }
 
     timespec now_;
+    OtherThreads others_;
     std::vector<double> sleeps_;
     pthread_t thread_ = pthread_self();
     decltype(interpose::on_time)::Hook time_ =
@@ -44,10 +60,7 @@ private:
             return 0;
         });
     decltype(interpose::on_sleep)::Hook sleep_ =
-        interpose::on_sleep([this](const timespec* wanted, timespec*) -> std::optional<int> {
-            sleep(*wanted);
-            return 0;
-        });
+        interpose::on_sleep([this](const timespec* wanted, timespec*) { return answer(*wanted); });
 };
 
 // Lets the first `count` timed waits for an event, on whatever thread, end at once with their time
