@@ -70,14 +70,11 @@ int take_free_lock(const Log& log, _ixfs_view_t* view, long id, const char* base
 {
     for (int number = 0; number < most_attempts; ++number) {
         std::snprintf(name, sizeof(name), "Global\\EGR_%ld_%s_%d", id, base_name, number);
-        switch (try_lock(log, view, name)) {
-        case Attempt::won:
+        const Attempt attempt = try_lock(log, view, name);
+        if (attempt == Attempt::won)
             return number;
-        case Attempt::impossible:
+        if (attempt == Attempt::impossible)
             return -1;
-        case Attempt::lost:
-            break;
-        }
     }
     log.error("ERR - Exceeded retry limit, unable to get the mutex: %s\n", name);
     return -1;

@@ -393,6 +393,18 @@ private:
     char* mark_;
 };
 
+TEST_F(Files, FirstSegmentOfARelativePathIsNotMade)
+{
+    std::vector<std::string> made;
+    const auto mkdir = interpose::on_mkdir([&](const char* path, mode_t) {
+        made.emplace_back(path);
+        return std::optional<int>(0);
+    });
+    EXPECT_EQ(_ixfs_folder_create(handle.get(), "", "a/b/c", &segments, 0755), 0);
+    EXPECT_EQ(made, (std::vector<std::string>{"a/b", "a/b/c"}));
+    EXPECT_EQ(segments, 2U);
+}
+
 TEST_F(Files, HandlesMarkIsNotLookedAt)
 {
     const DamagedMark damaged(handle.get());

@@ -102,6 +102,18 @@ TEST_P(FoldersBelowRoot, FirstSegmentThatCannotBeMadeFails)
                   create_line("ERR - ACE_OS::mkdir(): Could not create Parent (/a), error: 30"));
 }
 
+TEST_P(FoldersBelowRoot, NothingIsMadeWhereNoFolderIsNamed)
+{
+    {
+        const auto mkdir = interpose::on_mkdir.returns(0);
+        EXPECT_EQ(create(""), 0);
+        EXPECT_EQ(create("/"), 0);
+        EXPECT_EQ(mkdir.calls(), 0);
+    }
+    EXPECT_EQ(segments, 5U);
+    EXPECT_EQ(lines().back(), create_line("INF - Successfully created directory: /"));
+}
+
 TEST_P(FoldersBelowRoot, AreThereAfterwards)
 {
     const TempDir root;
