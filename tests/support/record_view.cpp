@@ -20,6 +20,7 @@ std::string text_of(const char* text)
 } // namespace
 
 const std::size_t record_view::handle_size = sizeof(_ixfs_control_t);
+const std::size_t record_view::watch_size = sizeof(MountWatch);
 
 record_view::Addresses record_view::fields_of_handle(const _ixfs_control_t* handle)
 {

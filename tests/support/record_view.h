@@ -25,6 +25,7 @@ namespace record_view
 {
 
 extern const std::size_t handle_size; // bytes that a handle takes
+extern const std::size_t watch_size;  // bytes that the watch of a mount takes
 
 // Where the fields lie that every version has, in the order in which they must lie.
 using Addresses = std::vector<const void*>;

@@ -44,6 +44,17 @@ bool takes_guard(const sembuf* operations, size_t count)
            operations[1].sem_num == guard_semaphore && operations[1].sem_op == 1;
 }
 
+// Lets no set be deleted, as if another user had made it.
+auto refused_deletions()
+{
+    return interpose::on_semctl([](int, int, int command, void*) -> std::optional<int> {
+        if (command != IPC_RMID)
+            return std::nullopt;
+        errno = EPERM;
+        return -1;
+    });
+}
+
 // Lets the first `count` waits for the mutex fail.
 auto failing_waits(int error, int count = interpose::always)
 {
@@ -252,13 +263,7 @@ TEST_F(MountMutex, ThatCanNeitherBeGuardedNorDeletedIsFreed)
     given_mount(mounts_image());
     int guards_left = 0;
     {
-        const auto semctl =
-            interpose::on_semctl([](int, int, int command, void*) -> std::optional<int> {
-                if (command != IPC_RMID)
-                    return std::nullopt;
-                errno = EPERM;
-                return -1;
-            });
+        const auto semctl = refused_deletions();
         const auto semop = interpose::on_semop(
             [&](int, const sembuf* operations, size_t count) -> std::optional<int> {
                 const bool leaves = count == 1 && operations[0].sem_num == guard_semaphore &&
@@ -280,13 +285,7 @@ TEST_F(MountMutex, ThatCannotBeDeletedIsFreedAndItsGuardLeft)
 {
     given_mount(mounts_image());
     {
-        const auto semctl =
-            interpose::on_semctl([](int, int, int command, void*) -> std::optional<int> {
-                if (command != IPC_RMID)
-                    return std::nullopt;
-                errno = EPERM;
-                return -1;
-            });
+        const auto semctl = refused_deletions();
         EXPECT_EQ(ixfs_unmount(handle.get()), EC_OK);
     }
     EXPECT_TRUE(mutex_is_free());

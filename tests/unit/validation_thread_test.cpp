@@ -21,6 +21,11 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+// A sanitizer's operator delete does not come down to free.
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+#define IXFS_TESTS_FREE_IS_NOT_SEEN
+#endif
+
 namespace
 {
 
@@ -370,8 +375,9 @@ TEST_F(ValidationThread, ForWhichMemoryIsShortLeavesTheMountUnwatched)
 #ifndef IXFS_SANITIZER_DEFINES_NEW
 TEST_F(ValidationThread, WithoutAnEventEndsWithoutAWord)
 {
-    // the event, and its insides
-    for (const std::size_t object : {sizeof(ACE_Event), sizeof(ACE_eventdata_t)}) {
+    // the event, its insides, and the watch that holds it
+    for (const std::size_t object :
+         {sizeof(ACE_Event), sizeof(ACE_eventdata_t), record_view::watch_size}) {
         HeldThreads threads;
         helper.answers({mounts_image(), {"EXIT_STATUS=0"}});
         log.take();
@@ -403,6 +409,38 @@ TEST_F(ValidationThread, WithoutAnEventEndsWithoutAWord)
                       lines_of_run(unmount_says, unmount_command(), {"EXIT_STATUS=0"}));
     }
 }
+
+#ifndef IXFS_TESTS_FREE_IS_NOT_SEEN
+TEST_F(ValidationThread, WatchForWhichMemoryIsShortFreesTheEventThatWasMade)
+{
+    helper.answers({mounts_image(), {"EXIT_STATUS=0"}});
+    void* event = nullptr; // the last block of its size before the watch is wanted
+    bool watch_was_wanted = false;
+    bool is_freed = false;
+    {
+        const auto allocation =
+            interpose::on_allocation([&](std::size_t size) -> std::optional<void*> {
+                if (size == record_view::watch_size) {
+                    watch_was_wanted = true;
+                    errno = ENOMEM;
+                    return nullptr;
+                }
+                if (size != sizeof(ACE_Event) || watch_was_wanted)
+                    return std::nullopt;
+                event = ::operator new(size);
+                return event;
+            });
+        const auto free = interpose::on_free([&](void* block) -> std::optional<int> {
+            is_freed = is_freed || (watch_was_wanted && block == event);
+            errno = EINVAL; // which the line about the failure must not show
+            return 0;
+        });
+        EXPECT_STREQ(mount(), image.path().c_str());
+    }
+    EXPECT_EQ(log.lines_here().back(), mount_says.error("ERR - ACE_Event() failed, error = 12"));
+    EXPECT_TRUE(is_freed);
+}
+#endif
 #endif
 
 TEST_F(ValidationThread, ThatCannotBeSignalledIsReportedAndTheUnmountGoesOn)
