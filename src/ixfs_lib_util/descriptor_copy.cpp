@@ -1,25 +1,25 @@
+#include "descriptor_copy.h"
+
 #include "bounded_text.h"
 #include "control.h"
+#include "descriptor_file.h"
 #include "ixfs_uuid.h"
 #include "log.h"
 
 #include <cerrno>
 #include <cstdio>
-#include <memory>
+#include <fcntl.h>
+#include <string>
+#include <string_view>
 #include <sys/stat.h>
 #include <unistd.h>
 
 namespace
 {
 
-struct FileCloser {
-    void operator()(FILE* file) const { std::fclose(file); }
-};
-using File = std::unique_ptr<FILE, FileCloser>;
-
-bool begins_with(const char* line, const char* prefix)
+bool begins_with(std::string_view line, std::string_view prefix)
 {
-    return std::strncmp(line, prefix, std::strlen(prefix)) == 0;
+    return line.substr(0, prefix.size()) == prefix;
 }
 
 // Returns true also when lstat fails for another reason than that there is nothing.
@@ -39,20 +39,12 @@ bool break_hard_link(const char* path)
     return !may_be_one_of_several_hard_links(path) || unlink(path) == 0 || errno == ENOENT;
 }
 
-File open_old(const Log& log, const char* path)
+OpenFile open_new(const char* path)
 {
-    File file(std::fopen(path, "r"));
-    if (file == nullptr)
-        log.error("ERR - can't open old %s, err %d\n", path, errno);
-    return file;
-}
-
-File open_new(const Log& log, const char* path)
-{
-    File file(break_hard_link(path) ? std::fopen(path, "w") : nullptr);
-    if (file == nullptr)
-        log.error("ERR - can't open new %s, err %d\n", path, errno);
-    return file;
+    constexpr mode_t mode = 0666; // less the umask
+    if (!break_hard_link(path))
+        return {};
+    return OpenFile(open(path, O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, mode));
 }
 
 // Copies a descriptor line by line, a line longer than the buffer in pieces that each count as a
@@ -60,8 +52,8 @@ File open_new(const Log& log, const char* path)
 class DescriptorCopy
 {
 public:
-    DescriptorCopy(const Log& log, FILE* old_file, FILE* new_file, const char* extent_name,
-                   bool wants_new_uuid)
+    DescriptorCopy(const Log& log, LineReader& old_file, BlockWriter& new_file,
+                   const char* extent_name, bool wants_new_uuid)
         : log_(log), old_file_(old_file), new_file_(new_file), wants_new_uuid_(wants_new_uuid)
     {
         std::snprintf(extent_name_, sizeof(extent_name_), "%s", extent_name);
@@ -71,40 +63,42 @@ public:
     // it is flushed.
     bool run()
     {
-        char line[text_size];
+        std::string_view line;
         bool extent_is_usable = true;
-        while (extent_is_usable && std::fgets(line, sizeof(line), old_file_) != nullptr)
-            extent_is_usable = copy_line(line);
-        const bool all_read = std::ferror(old_file_) == 0;
+        while (extent_is_usable && old_file_.next(line))
+            extent_is_usable = copy_line(line.substr(0, line.find('\0')));
+        const bool all_read = old_file_.error() == 0;
         if (!extent_is_done_)
             log_.error("ERR - failed to find and alter RW tag?!?\n");
         else if (!all_read)
-            log_.error("ERR - error reading old file - %d\n", errno);
+            log_.error("ERR - error reading old file - %d\n", old_file_.error());
         return all_read && extent_is_done_;
     }
 
 private:
     // Returns false at an extent line that names no VMFS file; nothing behind it is of use.
-    bool copy_line(char* line)
+    bool copy_line(std::string_view line)
     {
         if (!extent_is_done_ && begins_with(line, "RW "))
             return rewrite_extent(line);
         if (wants_new_uuid_ && begins_with(line, "ddb.uuid "))
             write_new_uuid();
         else
-            std::fputs(line, new_file_);
+            new_file_.write(line);
         return true;
     }
 
-    bool rewrite_extent(char* line)
+    bool rewrite_extent(std::string_view line)
     {
-        char* const keyword = std::strstr(line, " VMFS ");
-        if (keyword == nullptr) {
+        const std::size_t keyword = line.find(" VMFS ");
+        if (keyword == std::string_view::npos) {
             log_.error("ERR - didn't find VMFS keyword\n");
             return false;
         }
-        *keyword = '\0';
-        std::fprintf(new_file_, "%s VMFS \"%s\"\r\n", line, extent_name_);
+        new_file_.write(line.substr(0, keyword));
+        new_file_.write(" VMFS \"");
+        new_file_.write(extent_name_);
+        new_file_.write("\"\r\n");
         log_.info("INF - New extent description: %s\n", extent_name_);
         extent_is_done_ = true;
         return true;
@@ -113,43 +107,59 @@ private:
     void write_new_uuid()
     {
         const std::string uuid = getVmdkUuid();
-        std::fprintf(new_file_, "ddb.uuid = \"%s\"\r\n", uuid.c_str());
+        new_file_.write("ddb.uuid = \"");
+        new_file_.write(uuid);
+        new_file_.write("\"\r\n");
         log_.info("INF - New uuid: %s\n", uuid.c_str());
     }
 
     const Log& log_;
-    FILE* old_file_;
-    FILE* new_file_;
+    LineReader& old_file_;
+    BlockWriter& new_file_;
     char extent_name_[text_size];
     bool wants_new_uuid_;
     bool extent_is_done_ = false;
 };
 
-bool flush(const Log& log, FILE* new_file)
+bool flush(const Log& log, BlockWriter& new_file)
 {
-    std::fflush(new_file);
-    if (std::ferror(new_file) == 0)
-        return true;
-    log.error("ERR - error writing new file - %d\n", errno);
-    return false;
+    const int error = new_file.flush();
+    if (error != 0)
+        log.error("ERR - error writing new file - %d\n", error);
+    return error == 0;
 }
 
 } // namespace
 
+int copy_descriptor(_ixfs_control_t* handle, const char* old_path, const char* new_path,
+                    const char* extent_name, const OpenDescriptor& open_old,
+                    const OpenDescriptor& open_new)
+{
+    const Log log(handle, "_ixfs_copy_desc()");
+    OpenFile old_opened = open_old();
+    if (!old_opened.is_open()) {
+        log.error("ERR - can't open old %s, err %d\n", old_path, errno);
+        return 0;
+    }
+    OpenFile new_opened = open_new();
+    if (!new_opened.is_open()) {
+        log.error("ERR - can't open new %s, err %d\n", new_path, errno);
+        return 0;
+    }
+    LineReader old_file(std::move(old_opened));
+    BlockWriter new_file(std::move(new_opened));
+    const bool wants_new_uuid = (handle->flags & IXFS_FLAG_NEW_DISK_UUID) != 0;
+    const bool copied = DescriptorCopy(log, old_file, new_file, extent_name, wants_new_uuid).run();
+    old_file.close();
+    const bool written = flush(log, new_file);
+    return copied && written;
+}
+
 int _ixfs_copy_desc(_ixfs_control_t* handle, const char* old_path, const char* new_path,
                     const char* extent_name)
 {
-    const Log log(handle, "_ixfs_copy_desc()");
-    File old_file = open_old(log, old_path);
-    if (old_file == nullptr)
-        return 0;
-    const File new_file = open_new(log, new_path);
-    if (new_file == nullptr)
-        return 0;
-    const bool wants_new_uuid = (handle->flags & IXFS_FLAG_NEW_DISK_UUID) != 0;
-    DescriptorCopy copy(log, old_file.get(), new_file.get(), extent_name, wants_new_uuid);
-    const bool copied = copy.run();
-    old_file.reset();
-    const bool written = flush(log, new_file.get());
-    return copied && written;
+    return copy_descriptor(
+        handle, old_path, new_path, extent_name,
+        [old_path] { return OpenFile(open(old_path, O_RDONLY | O_CLOEXEC)); },
+        [new_path] { return open_new(new_path); });
 }

@@ -1,3 +1,5 @@
+#include "files.h"
+
 #include "etime_retry.h"
 #include "lmf_pathname.h"
 #include "log.h"
@@ -12,9 +14,9 @@ namespace
 {
 
 // Makes one directory. Returns false when the directory certainly does not exist.
-bool create_segment(const Log& log, int number, const LmfPathname& path, mode_t mode)
+bool create_segment(const Log& log, int number, const LmfPathname& path, const MakeSegment& make)
 {
-    if (call_again_on_etime([&] { return ACE_OS::mkdir(path.text().c_str(), mode); }) == 0)
+    if (call_again_on_etime([&] { return make(number, path.text().c_str()); }) == 0)
         return true;
     switch (errno) {
     case EEXIST:
@@ -46,7 +48,7 @@ long first_to_create(const LmfPathname& base, const LmfPathname& path)
 
 // Makes the segments of `path` from number `first` on.
 bool create_segments(const Log& log, const LmfPathname& path, long first, uint32_t* created,
-                     mode_t mode)
+                     const MakeSegment& make)
 {
     path.makeSegments();
     const NameSegments& segments = *path.segments();
@@ -55,7 +57,7 @@ bool create_segments(const Log& log, const LmfPathname& path, long first, uint32
         prefix.makeFilename(name, true);
         if (i < first)
             continue;
-        if (!create_segment(log, static_cast<int>(i), prefix, mode))
+        if (!create_segment(log, static_cast<int>(i), prefix, make))
             return false;
         ++*created;
     }
@@ -65,33 +67,56 @@ bool create_segments(const Log& log, const LmfPathname& path, long first, uint32
 
 } // namespace
 
-int _ixfs_file_exists(_ixfs_control_t* handle, const char* path)
+bool report_access(_ixfs_control_t* handle, const char* path, int result)
 {
     const Log log(handle, "_ixfs_file_exists()");
-    if (call_again_on_etime([&] { return ACE_OS::access(path, R_OK); }) == 0) {
+    if (result == 0) {
         log.info("INF - SUCCESS ACE_OS::access(%s) indicates that the file exists\n", path);
-        return 1;
+        return true;
     }
     if (errno == ETIME)
         log.error("ERR - ACE_OS::access(%s) failed with semaphoere timeout\n", path);
     else if (errno != ENOENT)
         log.error("ERR - ACE_OS::access(%s) failed, error = %d\n", path, errno);
-    return 0;
+    return false;
+}
+
+bool create_folders(_ixfs_control_t* handle, const char* base_name, const char* folder_name,
+                    uint32_t* segments, const MakeSegment& make)
+{
+    const Log log(handle, "_ixfs_folder_create()");
+    log.info("INF - base_name: %s, folder_name: %s\n", base_name, folder_name);
+    LmfPathname base;
+    base.makeFilename(base_name, false);
+    LmfPathname path = base;
+    path.makeFilename(folder_name, true);
+    log.info("INF - path: %s\n", path.text().c_str());
+    return create_segments(log, path, first_to_create(base, path), segments, make);
+}
+
+int report_link(_ixfs_control_t* handle, const char* existing, const char* new_path, int error)
+{
+    if (error == 0)
+        return 1;
+    Log(handle, "_ixfs_create_hard_link()")
+        .error("ERR - Could not create link %s to %s - %d\n", existing, new_path, error);
+    return error;
+}
+
+int _ixfs_file_exists(_ixfs_control_t* handle, const char* path)
+{
+    const int result = call_again_on_etime([&] { return ACE_OS::access(path, R_OK); });
+    return report_access(handle, path, result) ? 1 : 0;
 }
 
 int _ixfs_folder_create(_ixfs_control_t* handle, const char* base_name, const char* folder_name,
                         uint32_t* segments, mode_t mode)
 {
-    const Log log(handle, "_ixfs_folder_create()");
-    log.info("INF - base_name: %s, folder_name: %s\n", base_name, folder_name);
+    const auto make = [mode](int /*number*/, const char* path) {
+        return ACE_OS::mkdir(path, mode);
+    };
     try {
-        LmfPathname base;
-        base.makeFilename(base_name, false);
-        LmfPathname path = base;
-        path.makeFilename(folder_name, true);
-        log.info("INF - path: %s\n", path.text().c_str());
-        const long first = first_to_create(base, path);
-        return create_segments(log, path, first, segments, mode) ? 0 : 1;
+        return create_folders(handle, base_name, folder_name, segments, make) ? 0 : 1;
     } catch (const std::bad_alloc&) { // no exception may reach a C caller
         errno = ENOMEM;
         return 1;
@@ -100,10 +125,5 @@ int _ixfs_folder_create(_ixfs_control_t* handle, const char* base_name, const ch
 
 int _ixfs_create_hard_link(_ixfs_control_t* handle, const char* existing, const char* new_path)
 {
-    if (link(existing, new_path) == 0)
-        return 1;
-    const int error = errno;
-    Log(handle, "_ixfs_create_hard_link()")
-        .error("ERR - Could not create link %s to %s - %d\n", existing, new_path, error);
-    return error;
+    return report_link(handle, existing, new_path, link(existing, new_path) == 0 ? 0 : errno);
 }

@@ -1,107 +1,147 @@
 #include "configuration.h"
 
+#include "etime_retry.h"
+#include "files.h"
+#include "interruption.h"
 #include "log.h"
 
-#include <ace/OS_NS_sys_stat.h>
-
 #include <algorithm>
+#include <cstring>
 #include <ctime>
-#include <fstream>
 
 namespace
 {
 
-bool wait_for_file(_ixfs_control_t* handle, const Log& log, const LmfPathname& path)
+constexpr long mebibyte = 1L << 20;
+
+// How much text a file may have beyond the size that it had when it was opened. One that others
+// write faster than it is read would never end.
+constexpr long most_growth = 64 * mebibyte;
+
+// How much padding is read to see that it can be. More is counted by the file's size alone: a
+// sparse file can have more than anybody can read.
+constexpr long most_padding_read = 64 * mebibyte;
+
+// How much room is made before the text's length is known.
+constexpr long first_room = mebibyte;
+
+bool wait_for_file(_ixfs_control_t* handle, const Log& log, Image& image, const ImageFile& file)
 {
     constexpr int most_checks = 3;
     constexpr timespec pause = {10, 0};
+    const char* const path = file.path.display_str();
     int failed_checks = 0;
-    while (_ixfs_file_exists(handle, path.text().c_str()) == 0) {
+    for (;;) {
+        const int result = call_again_on_etime([&] { return image.access(file); });
+        if (report_access(handle, path, result))
+            return true;
         if (++failed_checks == most_checks) {
-            log.error("ERR - VM Config file does not exist: %s\n", path.display_str());
+            log.error("ERR - VM Config file does not exist: %s\n", path);
             return false;
         }
         log.info("INF - waiting for VM Config file to be accessible\n");
+        image.close(); // what is mounted meanwhile must be seen
         nanosleep(&pause, nullptr);
     }
-    return true;
 }
 
 // A first short read makes the mounted file system fetch the file. Nothing of it is used.
-void prime(const LmfPathname& path)
+void prime(Image& image, const ImageFile& file)
 {
     char scratch[100];
-    std::ifstream file(path.text(), std::ios::in);
-    file.read(scratch, sizeof(scratch));
+    const RegularFile opened = image.open_for_reading(file);
+    [[maybe_unused]] const ssize_t unused =
+        read(opened.file.descriptor(), scratch, sizeof(scratch));
 }
 
-void log_reported_size(const Log& log, const LmfPathname& path)
+// Returns the file's size in bytes, -1 where that can't be told, and goes to the start.
+long size_of(const OpenFile& file)
 {
-    ACE_stat status{};
-    ACE_OS::stat(path.text().c_str(), &status);
-    log.info("INF - Size reported by stat: %ld bytes\n", static_cast<long>(status.st_size));
-}
-
-// Returns the file's size in bytes, -1 where the stream can't tell, and leaves the stream at the
-// start.
-long size_of(std::ifstream& file)
-{
-    file.seekg(0, std::ios::end);
-    const auto size = static_cast<long>(file.tellg());
-    file.seekg(0, std::ios::beg);
+    const long size = lseek(file.descriptor(), 0, SEEK_END);
+    lseek(file.descriptor(), 0, SEEK_SET);
     return size;
 }
 
-// Replaces `content` by all that the stream yields. A read error leaves what came before it and
-// puts the stream into its bad state.
-void read_all(std::ifstream& file, std::string& content)
+// A file's text and its size in bytes, read block by block.
+class ConfigurationReader
 {
-    using Traits = std::ifstream::traits_type;
-    std::filebuf& buffer = *file.rdbuf();
-    content.clear();
-    try {
-        for (auto c = buffer.sbumpc(); c != Traits::eof(); c = buffer.sbumpc())
-            content.push_back(Traits::to_char_type(c));
-    } catch (const std::ios_base::failure&) { // how a file buffer tells of a failed read
-        file.setstate(std::ios::badbit);
+public:
+    ConfigurationReader(const OpenFile& file, long expected_size, std::string& text)
+        : file_(file), expected_size_(expected_size), text_(text)
+    {
+        text_.clear();
     }
-}
 
-// The stored file can carry zero padding behind its text.
-void cut_padding(const Log& log, std::string& content)
-{
-    log.info("INF - Read file size: %ld\n", static_cast<long>(content.size()));
-    content.resize(std::min(content.find('\0'), content.size()));
-    log.info("INF - Size after striping padding: %ld\n", static_cast<long>(content.size()));
-}
+    // Returns whether the file could be read to its end.
+    bool run()
+    {
+        for (;;) {
+            const ssize_t length =
+                uninterrupted([this] { return read(file_.descriptor(), block_, sizeof(block_)); });
+            if (length <= 0)
+                return length == 0;
+            take(static_cast<std::size_t>(length));
+            if (in_text_ && size_ > expected_size_ + most_growth)
+                return false;
+            if (padding_ > most_padding_read) {
+                size_ = size_of(file_);
+                return true;
+            }
+        }
+    }
+
+    long size() const { return size_; }
+
+private:
+    void take(std::size_t length)
+    {
+        const std::size_t text_length = in_text_ ? strnlen(block_, length) : 0;
+        text_.append(block_, text_length);
+        in_text_ = in_text_ && text_length == length;
+        size_ += static_cast<long>(length);
+        padding_ += static_cast<long>(length - text_length);
+    }
+
+    const OpenFile& file_;
+    long expected_size_;
+    std::string& text_;
+    char block_[32768];
+    bool in_text_ = true;
+    long size_ = 0;
+    long padding_ = 0; // what was read from the first NUL on
+};
 
 } // namespace
 
-ec_status readXml(_ixfs_control_t* handle, const LmfPathname& path, std::string& content)
+ec_status readXml(_ixfs_control_t* handle, Image& image, const ImageFile& file,
+                  std::string& content)
 {
     const Log log(handle, "readXml");
-    if (!wait_for_file(handle, log, path))
+    const char* const path = file.path.display_str();
+    if (!wait_for_file(handle, log, image, file))
         return EC_FILE_NOT_FOUND;
-    prime(path);
-    std::ifstream file(path.text(), std::ios::in);
-    if (!file) {
-        log.error("ERR - Failed to open file for reading: %s\n", path.display_str());
+    prime(image, file);
+    const RegularFile opened = image.open_for_reading(file);
+    if (!opened.file.is_open()) {
+        log.error("ERR - Failed to open file for reading: %s\n", path);
         return EC_FILE_NOT_OPENED;
     }
-    log_reported_size(log, path);
-    const long size = size_of(file);
+    log.info("INF - Size reported by stat: %ld bytes\n", static_cast<long>(opened.status.st_size));
+    const long size = size_of(opened.file);
     if (size <= 0) {
-        log.error("ERR - Failed to stat file: %s and determine size\n", path.display_str());
+        log.error("ERR - Failed to stat file: %s and determine size\n", path);
         return EC_FILE_NOT_READ;
     }
-    content.reserve(static_cast<std::size_t>(size));
-    log.info("INF - Found xml file of size: %ld bytes, %s\n", size, path.display_str());
-    read_all(file, content);
-    if (!file) {
-        log.error("ERR - Failed to read contents of file: %s\n", path.display_str());
+    const auto room = static_cast<std::size_t>(size);
+    content.reserve(room > content.max_size() ? room : std::min<std::size_t>(room, first_room));
+    log.info("INF - Found xml file of size: %ld bytes, %s\n", size, path);
+    ConfigurationReader reader(opened.file, size, content);
+    if (!reader.run()) {
+        log.error("ERR - Failed to read contents of file: %s\n", path);
         return EC_FILE_NOT_READ;
     }
-    file.close();
-    cut_padding(log, content);
+    // The stored file can carry zero padding behind its text.
+    log.info("INF - Read file size: %ld\n", reader.size());
+    log.info("INF - Size after striping padding: %ld\n", static_cast<long>(content.size()));
     return EC_OK;
 }

@@ -1,82 +1,137 @@
 #include "copy_or_link.h"
 
-#include "control.h"
-#include "image_layout.h"
+#include "descriptor_copy.h"
+#include "etime_retry.h"
+#include "file_status.h"
+#include "files.h"
 #include "log.h"
-#include "mount_record.h"
 
-#include <cerrno>
-#include <filesystem>
-#include <system_error>
+#include <fcntl.h>
 
 namespace
 {
 
-ec_status reuse(const Log& log, const LmfPathname& destination)
+bool source_exists(OpenView& view, const ImageFile& source)
 {
-    log.info("INF - File already exists, reusing: %s\n", destination.display_str());
+    const int result = call_again_on_etime([&] { return view.image.access(source); });
+    return report_access(view.handle, source.path.display_str(), result);
+}
+
+bool destination_exists(const OpenView& view, const ImageFile& destination)
+{
+    const int result = call_again_on_etime([&] {
+        return faccessat(view.folder.descriptor(), destination.name.c_str(), R_OK,
+                         AT_SYMLINK_NOFOLLOW);
+    });
+    return report_access(view.handle, destination.path.display_str(), result);
+}
+
+ec_status reuse(const Log& log, const ImageFile& destination)
+{
+    log.info("INF - File already exists, reusing: %s\n", destination.path.display_str());
     return EC_OK;
 }
 
-// Returns false also when one of them cannot be looked at.
-bool is_same_file(const LmfPathname& one, const LmfPathname& other)
+// ---- Data files ---------------------------------------------------------------------------------
+
+// Returns 0 or an error number. Only a regular file gets into the view: the kernel links symbolic
+// links and devices, too, and refuses folders with EPERM, which counts as success here.
+int link_regular_file(int folder, const ImageFile& source, int view, const ImageFile& destination)
 {
-    std::error_code unknown;
-    return std::filesystem::equivalent(one.text(), other.text(), unknown);
+    const char* const from = source.name.c_str();
+    const char* const to = destination.name.c_str();
+    if (linkat(folder, from, view, to, 0) != 0) {
+        const int error = errno;
+        const FileStatus refused = error == EPERM ? status_of(folder, from) : std::nullopt;
+        return refused && !is_regular(*refused) ? error_of_type(*refused) : error;
+    }
+    const FileStatus linked = status_of(view, to);
+    if (!linked || is_regular(*linked))
+        return 0;
+    unlinkat(view, to, 0);
+    return error_of_type(*linked);
 }
 
 // A link that another process made since it was found missing is as good as one's own: both prepare
 // the same image. Failing would remove the view folder with the other's disks.
-ec_status link_file(_ixfs_control_t* handle, const Log& log, const LmfPathname& source,
-                    const LmfPathname& destination)
+ec_status link_file(OpenView& view, const Log& log, const ImageFile& source,
+                    const ImageFile& destination)
 {
     constexpr ec_status failed = EC_SYSTEM_ERROR;
+    const ImageFolder* const folder = view.image.folder(source.folder);
+    const int from = folder != nullptr ? folder->open.descriptor() : -1;
+    const int to = view.folder.descriptor();
+    const int error = folder != nullptr ? link_regular_file(from, source, to, destination) : errno;
     const int result =
-        _ixfs_create_hard_link(handle, source.text().c_str(), destination.text().c_str());
-    if (result == EEXIST && is_same_file(source, destination))
+        report_link(view.handle, source.path.display_str(), destination.path.display_str(), error);
+    if (result == EEXIST &&
+        is_same_file(status_of(from, source.name.c_str()), status_of(to, destination.name.c_str())))
         return reuse(log, destination);
     if (result != 1) { // 1 is success, and EPERM, too: see _ixfs_create_hard_link
-        log.error("ERR - Could not create link for %s, error %d\n", destination.display_str(),
+        log.error("ERR - Could not create link for %s, error %d\n", destination.path.display_str(),
                   failed);
         return failed;
     }
-    log.info("INF - Created link file: %s\n", destination.display_str());
+    log.info("INF - Created link file: %s\n", destination.path.display_str());
     return EC_OK;
 }
 
-ec_status copy_descriptor(_ixfs_control_t* handle, const Log& log, const LmfPathname& source,
-                          const LmfPathname& destination, const LmfString& extent_name)
+// ---- Descriptors --------------------------------------------------------------------------------
+
+// Makes a new file, and takes away what has its name: writing into what is there might change
+// another file of the backup, or one of the host. Somebody else may put a new one there again and
+// again, but not for ever.
+OpenFile make_new(int folder, const char* name, bool is_there)
+{
+    constexpr mode_t mode = 0666; // less the umask
+    constexpr int most_tries = 100;
+    for (int tries = 1;; ++tries) {
+        if (is_there && unlinkat(folder, name, 0) != 0 && errno != ENOENT)
+            return {};
+        OpenFile file(
+            openat(folder, name, O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, mode));
+        is_there = !file.is_open() && errno == EEXIST;
+        if (!is_there || tries == most_tries)
+            return file;
+    }
+}
+
+ec_status copy_file(OpenView& view, const Log& log, const ImageFile& source,
+                    const ImageFile& destination, bool is_there, const LmfString& extent_name)
 {
     constexpr ec_status failed = EC_FILE_NOT_COPIED;
-    if (_ixfs_copy_desc(handle, source.text().c_str(), destination.text().c_str(),
-                        extent_name.text().c_str()) != 1) {
-        log.error("ERR - Failed copying Disk Descriptor (%d): from %s to %s\n", failed,
-                  source.display_str(), destination.display_str());
+    const char* const from = source.path.display_str();
+    const char* const to = destination.path.display_str();
+    const int copied = copy_descriptor(
+        view.handle, from, to, extent_name.text().c_str(),
+        [&] { return view.image.open_for_reading(source).file; },
+        [&] { return make_new(view.folder.descriptor(), destination.name.c_str(), is_there); });
+    if (copied != 1) {
+        log.error("ERR - Failed copying Disk Descriptor (%d): from %s to %s\n", failed, from, to);
         return failed;
     }
-    log.info("INF - Created new .desc file: %s\n", destination.display_str());
+    log.info("INF - Created new .desc file: %s\n", to);
     log.info("      point to .vmdk link: %s\n", extent_name.utf8_str());
     return EC_OK;
 }
 
 } // namespace
 
-ec_status copyOrLinkPath(_ixfs_control_t* handle, const LmfString& source,
-                         const LmfString& destination, bool makeLink, bool replaceExisting,
-                         const LmfString& descExtentName)
+ec_status copyOrLinkPath(OpenView& view, const LmfString& source, const LmfString& destination,
+                         bool makeLink, bool replaceExisting, const LmfString& descExtentName)
 {
-    const Log log(handle, "copyOrLinkPath");
-    const LmfString mount_point = default_narrow(handle->mount->mount_point);
-    const LmfPathname from = convertUnixPathToPlatformPath(mount_point, source);
-    const LmfPathname to = convertUnixPathToPlatformPath(mount_point, destination);
-    if (_ixfs_file_exists(handle, from.text().c_str()) == 0) {
-        log.error("ERR - Failed to find source file for copy/link: %s\n", from.display_str());
+    const Log log(view.handle, "copyOrLinkPath");
+    const ImageFile from = view.image.file(source);
+    const ImageFile to = view.image.file(destination);
+    if (!source_exists(view, from)) {
+        log.error("ERR - Failed to find source file for copy/link: %s\n", from.path.display_str());
         return EC_FILE_NOT_FOUND;
     }
     // Looked at in both cases, so that the log shows whether a descriptor was written over.
-    if (_ixfs_file_exists(handle, to.text().c_str()) != 0 && !replaceExisting)
+    const bool is_there = destination_exists(view, to);
+    if (is_there && !replaceExisting)
         return reuse(log, to);
     log.info("INF - makeLink? %d\n", makeLink ? 1 : 0);
-    return makeLink ? link_file(handle, log, from, to)
-                    : copy_descriptor(handle, log, from, to, descExtentName);
+    return makeLink ? link_file(view, log, from, to)
+                    : copy_file(view, log, from, to, is_there, descExtentName);
 }

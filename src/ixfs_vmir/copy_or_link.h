@@ -2,19 +2,26 @@
 #ifndef IXFS_COPY_OR_LINK_H
 #define IXFS_COPY_OR_LINK_H
 
-#include "ixfs_vmir.h"
+#include "image.h"
+
+// A view that is being built.
+struct OpenView {
+    _ixfs_control_t* handle;
+    Image& image;
+    OpenFile folder;
+};
 
 // Copies a descriptor, or hard-links a data file, under a new name.
 //
-//   source, destination  paths relative to the mount point of the handle, which must be mounted
-//   makeLink             link; else copy
-//   replaceExisting      else an existing destination is kept and is a success
-//   descExtentName       for a copy: the data file that the new descriptor names
+//   source           path relative to the mount point
+//   destination      the same; lies in the view folder
+//   makeLink         link; else copy. The copy is a new file: what has its name is taken away
+//   replaceExisting  else an existing destination is kept and is a success
+//   descExtentName   for a copy: the data file that the new descriptor names
 //
 // Returns EC_OK, EC_FILE_NOT_FOUND (no source), EC_SYSTEM_ERROR (link) or EC_FILE_NOT_COPIED, each
 // failure after a line with severity IXFS_LOG_ERR. What a failure made stays.
-ec_status copyOrLinkPath(_ixfs_control_t* handle, const LmfString& source,
-                         const LmfString& destination, bool makeLink, bool replaceExisting,
-                         const LmfString& descExtentName);
+ec_status copyOrLinkPath(OpenView& view, const LmfString& source, const LmfString& destination,
+                         bool makeLink, bool replaceExisting, const LmfString& descExtentName);
 
 #endif

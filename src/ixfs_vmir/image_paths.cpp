@@ -81,7 +81,9 @@ ec_status locate_image(_ixfs_control_t* handle, const ImageIdentity& image, Imag
     location.configuration.makeFilename(folder.text().c_str(), true);
     if (status != EC_OK)
         return status;
-    location.configuration.makeFilename("^^.^VIRTUAL_FILE_FSMAP", true);
+    constexpr char configuration_name[] = "^^.^VIRTUAL_FILE_FSMAP";
+    location.configuration.makeFilename(configuration_name, true);
+    location.configuration_file = below(folder, configuration_name).text();
     location.folder = folder.text();
     location.view_folder = below(folder, VIEW_DIR_NAME.text()).text();
     log.info("INF - Reading VM Config file from: %s\n", location.configuration.display_str());

@@ -11,11 +11,12 @@ struct ImageIdentity {
     int schedule_type = 0; // 0 full; 1 or 4 incremental
 };
 
-// Where the image's parts lie.
+// Where the image's parts lie, relative to the mount point but for the last.
 struct ImageLocation {
-    LmfString folder;          // the image directory, relative to the mount point
-    LmfString view_folder;     // the same, "_vmir" below it
-    LmfPathname configuration; // the VM configuration file, under the mount point
+    LmfString folder;             // the image directory
+    LmfString view_folder;        // "_vmir" below it
+    LmfString configuration_file; // the VM configuration below it
+    LmfPathname configuration;    // the same in full
 };
 
 // Finds out where an image of the handle's mount lies. Does the work of buildPathToXml, and logs in

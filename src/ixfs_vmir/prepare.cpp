@@ -1,6 +1,7 @@
 #include "configuration.h"
 #include "control.h"
 #include "image_paths.h"
+#include "mount_record.h"
 #include "view.h"
 
 namespace
@@ -44,16 +45,16 @@ private:
 };
 
 // Finds the image in the handle's mount and reads its VM configuration.
-ec_status read_image(_ixfs_control_t* handle, const MountCreds& creds, ImageIdentity& image,
-                     ImageLocation& location, std::string& vmConfig)
+ec_status read_image(_ixfs_control_t* handle, const MountCreds& creds, Image& image,
+                     ImageIdentity& identity, ImageLocation& location, std::string& vmConfig)
 {
-    image.schedule_type = creds.schedule_type;
+    identity.schedule_type = creds.schedule_type;
     ec_status status =
-        makeClientAndBackupTime(handle, creds.backup_id, image.client, image.backup_time);
+        makeClientAndBackupTime(handle, creds.backup_id, identity.client, identity.backup_time);
     if (status == EC_OK)
-        status = locate_image(handle, image, location);
+        status = locate_image(handle, identity, location);
     if (status == EC_OK)
-        status = readXml(handle, location.configuration, vmConfig);
+        status = readXml(handle, image, image.file(location.configuration_file), vmConfig);
     return status;
 }
 
@@ -71,13 +72,14 @@ ec_status ixfs_prepare_vmir(const MountCreds& creds, std::vector<std::string>& e
     if (status != EC_OK)
         return status;
 
-    ImageIdentity image;
+    Image image(handle->mount != nullptr ? handle->mount->mount_point : "");
+    ImageIdentity identity;
     ImageLocation location;
-    status = read_image(handle, creds, image, location, vmConfig);
+    status = read_image(handle, creds, image, identity, location, vmConfig);
     // At this step whatever the status is; only the building of the view looks at it.
     if (newDiskUuids)
         handle->flags |= IXFS_FLAG_NEW_DISK_UUID;
     if (status != EC_OK)
         return status;
-    return create_view_vmir(handle, entries, image, location, out);
+    return create_view_vmir(handle, image, entries, identity, location, out);
 }

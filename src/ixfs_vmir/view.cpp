@@ -3,52 +3,16 @@
 #include "bounded_text.h"
 #include "control.h"
 #include "copy_or_link.h"
+#include "disk_checks.h"
+#include "etime_retry.h"
+#include "files.h"
 #include "image_layout.h"
 #include "log.h"
-#include "mount_record.h"
 
-#include <filesystem>
+#include <sys/stat.h>
 
 namespace
 {
-
-LmfPathname under_mount_point(const _ixfs_control_t* handle, const LmfString& path)
-{
-    return convertUnixPathToPlatformPath(default_narrow(handle->mount->mount_point), path);
-}
-
-std::string normal_form(const LmfString& path)
-{
-    return std::filesystem::path(path.utf8_str()).lexically_normal().native();
-}
-
-bool lies_below(const LmfString& path, const LmfString& folder)
-{
-    const std::string prefix = normal_form(folder) + '/';
-    return normal_form(path).compare(0, prefix.size(), prefix) == 0;
-}
-
-// Refuses what would write over one of the VM's own files: a disk that lies in the view folder, and
-// a disk whose descriptor would get the name of another's data link ("a-flat" beside "a").
-void checkDisks(const Log& log, const LmfString& view_folder, const std::vector<VmirPath>& records)
-{
-    constexpr char step[] = "checkDisks";
-    std::set<LmfString> descriptors;
-    for (const VmirPath& disk : records)
-        descriptors.insert(disk.viewDescPath);
-    for (const VmirPath& disk : records) {
-        const char* const path = disk.datastoreDescPath.utf8_str();
-        if (lies_below(disk.originalDescPath, view_folder)) {
-            log.error("ERR - Disk lies in the view folder: %s\n", path);
-            throw EcStatusException(EC_INVALID_PARAMETER, step);
-        }
-        if (descriptors.count(disk.viewVmdkPath) != 0) {
-            log.error("ERR - Another disk's descriptor has the name of the data file of: %s\n",
-                      path);
-            throw EcStatusException(EC_INVALID_PARAMETER, step);
-        }
-    }
-}
 
 // Two processes that prepare the same image at once get different locks, by their numbers. The lock
 // tells others that the image is in use; it does not keep them out of the folder.
@@ -68,24 +32,73 @@ void createGlobalLockForView(_ixfs_control_t* handle, long backup_time)
     }
 }
 
+long segment_count(const std::string& path)
+{
+    return NameSegments(path).count();
+}
+
+// Returns the first `count` segments of a path that has as many.
+std::string first_segments(const std::string& path, long count)
+{
+    const NameSegments segments(path);
+    LmfPathname front;
+    for (long i = 1; i <= count; ++i)
+        front.makeFilename(segments.getSegment(i, nullptr, nullptr), true);
+    return front.text();
+}
+
+// Makes each missing folder on the way to the view folder, that one included. Above the mount point
+// all folders exist; below it they are made from the open mount point on.
+bool create_view_folder(_ixfs_control_t* handle, Image& image, const ImageLocation& location)
+{
+    const LmfPathname image_folder =
+        convertUnixPathToPlatformPath(image.mount_point(), location.folder);
+    const long outside = segment_count(image.mount_point().text());
+    const auto make = [&](int number, const char* path) {
+        constexpr mode_t mode = 0755;
+        if (number <= outside)
+            return mkdir(path, mode);
+        return image.make_folder(first_segments(location.view_folder.text(), number - outside),
+                                 mode);
+    };
+    uint32_t created = 0;
+    return create_folders(handle, image_folder.text().c_str(), VIEW_DIR_NAME.text().c_str(),
+                          &created, make);
+}
+
+OpenFile open_view_folder(Image& image, const ImageLocation& location)
+{
+    const ImageFolder* const folder = image.folder(location.folder.text());
+    return folder != nullptr ? Image::entry(*folder, VIEW_DIR_NAME.text().c_str()) : OpenFile();
+}
+
 // Makes the folder, or uses the one that an earlier preparation has left, with all that is in it.
-void makeViewFolder(_ixfs_control_t* handle, const ImageLocation& location)
+// Only a real folder will do: a link could lead anywhere.
+OpenFile makeViewFolder(_ixfs_control_t* handle, Image& image, const ImageLocation& location)
 {
     constexpr char step[] = "makeViewFolder";
+    constexpr int failed = 1; // as of _ixfs_folder_create
     const Log log(handle, step);
-    const LmfPathname view_folder = under_mount_point(handle, location.view_folder);
-    if (_ixfs_file_exists(handle, view_folder.text().c_str()) != 0) {
-        log.info("INF - Using existing folder for view: %s\n", view_folder.display_str());
-        return;
+    const ImageFile place = image.file(location.view_folder);
+    const char* const path = place.path.display_str();
+    const int result = call_again_on_etime([&] { return image.access(place); });
+    const bool exists = report_access(handle, path, result);
+    OpenFile folder;
+    if (exists || create_view_folder(handle, image, location))
+        folder = open_view_folder(image, location);
+    if (!folder.is_open()) {
+        log.error("ERR - Could not create folder for view: %s\n", path);
+        throw EcStatusException(static_cast<ec_status>(failed), step);
     }
-    const LmfPathname image_folder = under_mount_point(handle, location.folder);
-    uint32_t created = 0;
-    const int result = _ixfs_folder_create(handle, image_folder.text().c_str(),
-                                           VIEW_DIR_NAME.text().c_str(), &created, 0755);
-    if (result != 0) {
-        log.error("ERR - Could not create folder for view: %s\n", view_folder.display_str());
-        throw EcStatusException(static_cast<ec_status>(result), step);
-    }
+    if (exists)
+        log.info("INF - Using existing folder for view: %s\n", path);
+    return folder;
+}
+
+// TODO
+void delete_view_folder(_ixfs_control_t* handle, Image& image, const ImageLocation& location)
+{
+    _ixfs_folder_delete(handle, image.file(location.view_folder).path.text().c_str());
 }
 
 // What stands behind the last "/": descriptors name their data file without a folder.
@@ -97,13 +110,13 @@ LmfString file_name_of(const LmfString& path)
 }
 
 // The descriptor comes first: it is written anew each time, while a data link, once made, stays.
-void copyAndLinkOneVmirPath(_ixfs_control_t* handle, const VmirPath& disk)
+void copyAndLinkOneVmirPath(OpenView& view, const VmirPath& disk)
 {
     constexpr char step[] = "copyAndLinkOneVmirPath";
-    const Log log(handle, step);
+    const Log log(view.handle, step);
     const LmfString data_name = file_name_of(disk.viewVmdkPath);
     ec_status status =
-        copyOrLinkPath(handle, disk.originalDescPath, disk.viewDescPath, false, true, data_name);
+        copyOrLinkPath(view, disk.originalDescPath, disk.viewDescPath, false, true, data_name);
     if (status != EC_OK) {
         log.error("ERR - Failed to copy src .desc: %s to %s\n", disk.originalDescPath.utf8_str(),
                   disk.viewDescPath.utf8_str());
@@ -111,7 +124,7 @@ void copyAndLinkOneVmirPath(_ixfs_control_t* handle, const VmirPath& disk)
         throw EcStatusException(status, step);
     }
     status =
-        copyOrLinkPath(handle, disk.originalVmdkPath, disk.viewVmdkPath, true, false, LmfString());
+        copyOrLinkPath(view, disk.originalVmdkPath, disk.viewVmdkPath, true, false, LmfString());
     if (status != EC_OK) {
         log.error("ERR - Failed to link src .vmdk: %s to %s\n", disk.originalVmdkPath.utf8_str(),
                   disk.viewVmdkPath.utf8_str());
@@ -121,19 +134,20 @@ void copyAndLinkOneVmirPath(_ixfs_control_t* handle, const VmirPath& disk)
 
 } // namespace
 
-ec_status create_view_vmir(_ixfs_control_t* handle, std::vector<std::string>& entries,
-                           const ImageIdentity& image, const ImageLocation& location,
+ec_status create_view_vmir(_ixfs_control_t* handle, Image& image, std::vector<std::string>& entries,
+                           const ImageIdentity& identity, const ImageLocation& location,
                            std::vector<std::string>& out)
 {
     const Log log(handle, "create_view_vmir");
     std::vector<VmirPath> records;
+    OpenView view{handle, image, OpenFile()};
     try {
         LmfString view_folder =
             location.view_folder; // a copy, for an interface that takes no const
         populateVmirPathVector(handle, entries, view_folder, records);
-        checkDisks(log, location.view_folder, records);
-        createGlobalLockForView(handle, image.backup_time);
-        makeViewFolder(handle, location);
+        checkDisks(log, image, location, records);
+        createGlobalLockForView(handle, identity.backup_time);
+        view.folder = makeViewFolder(handle, image, location);
     } catch (const EcStatusException& failure) {
         log.error("ERR - Create view for VM Instant Recovery has failed: %d.\n", failure.status);
         return failure.status;
@@ -142,10 +156,10 @@ ec_status create_view_vmir(_ixfs_control_t* handle, std::vector<std::string>& en
     // From here on a failure takes the folder away: half a view must not look like a whole one.
     try {
         for (const VmirPath& disk : records)
-            copyAndLinkOneVmirPath(handle, disk);
+            copyAndLinkOneVmirPath(view, disk);
     } catch (const EcStatusException& failure) {
         log.error("ERR - An internal error has occurred: %s\n", failure.what());
-        _ixfs_folder_delete(handle, under_mount_point(handle, location.view_folder).text().c_str());
+        delete_view_folder(handle, image, location);
         return failure.status;
     }
     convertVmdkPathsListToCharArrays(records, out);

@@ -2,13 +2,15 @@
 #ifndef IXFS_VIEW_H
 #define IXFS_VIEW_H
 
+#include "image.h"
 #include "image_paths.h"
 
 // Builds the view folder with a descriptor copy and a data link per disk.
 //
+//   image        the handle's mount
 //   entries      the disks' descriptors in datastore form; not changed
-//   image        which image it is
-//   location     where the image lies in the handle's mount
+//   identity     which image it is
+//   location     where the image lies in the mount
 //   out          receives, after what it holds, the new descriptors in datastore form; untouched on
 //                failure
 //
@@ -16,8 +18,8 @@
 // first disk leaves all there is in place; what fails at a disk removes the view folder. The view
 // record and its lock stay in the handle until that ends, also after a failure. Throws
 // std::bad_alloc and what drawing a UUID may throw.
-ec_status create_view_vmir(_ixfs_control_t* handle, std::vector<std::string>& entries,
-                           const ImageIdentity& image, const ImageLocation& location,
+ec_status create_view_vmir(_ixfs_control_t* handle, Image& image, std::vector<std::string>& entries,
+                           const ImageIdentity& identity, const ImageLocation& location,
                            std::vector<std::string>& out);
 
 #endif

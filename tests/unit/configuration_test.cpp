@@ -3,6 +3,7 @@
 
 #include <cerrno>
 #include <filesystem>
+#include <fstream>
 #include <functional>
 #include <limits>
 #include <stdexcept>
@@ -79,6 +80,16 @@ protected:
         EXPECT_EQ(helper_commands(), mounted_and_unmounted);
     }
 
+    void expect_not_opened()
+    {
+        config = "untouched";
+        EXPECT_EQ(prepare(), 12);
+        EXPECT_EQ(config, "untouched");
+        EXPECT_EQ(reading_lines(),
+                  (Lines{exists_line(config_path()), error("Failed to open file for reading: ")}));
+        expect_no_view();
+    }
+
     // Asks `error_of` for the error of each read of the configuration, 0 being none. Reads count
     // from 1 once the size is known; the priming ones before that are all 0.
     auto on_config_read(std::function<int(int number)> error_of)
@@ -124,6 +135,36 @@ TEST_F(Configuration, PaddingIsCut)
     EXPECT_EQ(image_lines(), config_lines(512, 6) + lock_lines() + new_folder_lines());
 }
 
+// As much padding as nobody would read, in a sparse file.
+TEST_F(Configuration, HugePaddingIsCountedAndNotRead)
+{
+    constexpr long size = 1L << 40;
+    write_config("<vm/>");
+    fs::resize_file(config_path(), size);
+    std::size_t bytes_read = 0;
+    auto read = interpose::on_read([&](int, void*, std::size_t room) {
+        bytes_read += room;
+        return std::optional<ssize_t>();
+    });
+    EXPECT_EQ(prepare(), EC_OK);
+    EXPECT_EQ(config, "<vm/>");
+    EXPECT_LT(config.capacity(), 2U << 20);
+    EXPECT_LT(bytes_read, 100U << 20);
+    EXPECT_EQ(image_lines(), config_lines(size, 5) + lock_lines() + new_folder_lines());
+}
+
+TEST_F(Configuration, FileThatGrowsForEverIs13)
+{
+    auto read = on_config_read([this](int number) {
+        if (number != 0)
+            std::ofstream(config_path(), std::ios::app) << std::string(1 << 16, 'x');
+        return 0;
+    });
+    EXPECT_EQ(prepare(), 13);
+    EXPECT_EQ(reading_lines().back(), error("Failed to read contents of file: "));
+    EXPECT_LT(config.size(), 66U << 20);
+}
+
 TEST_F(Configuration, FileWhoseFirstByteIsNulIsAnEmptyText)
 {
     write_config("\0text"s);
@@ -164,11 +205,12 @@ TEST_F(Configuration, FileThatGrowsBehindItsSizeIsReadToItsEnd)
     EXPECT_EQ(image_lines(), expected + lock_lines() + new_folder_lines());
 }
 
-TEST_F(Configuration, StatIsOnlyLogged)
+TEST_F(Configuration, SizeThatStatReportsIsOnlyLogged)
 {
     auto stat = interpose::on_stat([&](const char* path, struct stat* status) {
         if (path != config_path())
             return std::optional<int>();
+        status->st_mode = S_IFREG;
         status->st_size = 4711;
         return std::optional<int>(0);
     });
@@ -177,18 +219,6 @@ TEST_F(Configuration, StatIsOnlyLogged)
     Lines expected = config_lines();
     expected[3] = reported_size_line(4711);
     EXPECT_EQ(image_lines(), expected + lock_lines() + new_folder_lines());
-}
-
-TEST_F(Configuration, FailingStatIsNotNoticed)
-{
-    auto stat = interpose::on_stat([&](const char* path, struct stat*) {
-        if (path != config_path())
-            return std::optional<int>();
-        errno = EIO;
-        return std::optional<int>(-1);
-    });
-    EXPECT_EQ(prepare(), EC_OK);
-    EXPECT_EQ(config, "<vm/>");
 }
 
 // ---- Waiting ------------------------------------------------------------------------------------
@@ -277,18 +307,86 @@ TEST_F(Configuration, EmptyFileIs13)
     expect_no_view();
 }
 
-TEST_F(Configuration, FileWithoutASizeIs13)
+TEST_F(Configuration, FileWhoseSizeCannotBeToldIs13)
+{
+    auto seek = interpose::on_seek.fails(EIO);
+    config = "untouched";
+    EXPECT_EQ(prepare(), 13);
+    EXPECT_EQ(config, "untouched");
+    EXPECT_EQ(reading_lines(), (Lines{exists_line(config_path()), reported_size_line(5),
+                                      error("Failed to stat file: ", " and determine size")}));
+}
+
+TEST_F(Configuration, FileOfWhichNothingIsToldIs12)
+{
+    auto stat = interpose::on_stat([&](const char* path, struct stat*) {
+        if (path != config_path())
+            return std::optional<int>();
+        errno = EIO;
+        return std::optional<int>(-1);
+    });
+    expect_not_opened();
+}
+
+TEST_F(Configuration, FifoIs12AtOnce)
 {
     fs::remove(config_path());
     ASSERT_EQ(mkfifo(config_path().c_str(), 0600), 0);
-    const int writer = open(config_path().c_str(), O_RDWR); // so that opening does not wait
-    ASSERT_EQ(write(writer, std::string(100, 'x').data(), 100), 100);
-    config = "untouched";
-    EXPECT_EQ(prepare(), 13);
-    close(writer);
-    EXPECT_EQ(config, "untouched");
-    EXPECT_EQ(reading_lines(), (Lines{exists_line(config_path()), reported_size_line(0),
-                                      error("Failed to stat file: ", " and determine size")}));
+    expect_not_opened();
+}
+
+TEST_F(Configuration, FolderIs12)
+{
+    fs::remove(config_path());
+    fs::create_directory(config_path());
+    expect_not_opened();
+}
+
+TEST_F(Configuration, LinkOutOfTheImageIs12)
+{
+    const TempDir elsewhere;
+    elsewhere.write("secret", "secret");
+    fs::remove(config_path());
+    fs::create_symlink(elsewhere / "secret", config_path());
+    expect_not_opened();
+}
+
+TEST_F(Configuration, LinkThatLeadsNowhereIs12AtOnce)
+{
+    fs::remove(config_path());
+    fs::create_symlink("nowhere", config_path());
+    expect_not_opened();
+}
+
+TEST_F(Configuration, LinkToAFifoIs12AtOnce)
+{
+    fs::remove(config_path());
+    ASSERT_EQ(mkfifo(in_image("fifo").c_str(), 0600), 0);
+    fs::create_symlink("fifo", config_path());
+    expect_not_opened();
+}
+
+// What the file becomes between the look at it and its opening counts, too.
+TEST_F(Configuration, FileThatTurnsIntoAFifoIs12AtOnce)
+{
+    auto open = interpose::on_open([this](const char* path, int) {
+        if (path == config_path()) {
+            fs::remove(config_path());
+            EXPECT_EQ(mkfifo(config_path().c_str(), 0600), 0);
+        }
+        return std::optional<int>();
+    });
+    expect_not_opened();
+}
+
+TEST_F(Configuration, LinksWithinTheImageAreFollowed)
+{
+    fs::rename(config_path(), mount_point / "backups/real");
+    fs::create_symlink("../../../real", in_image("../hop"));
+    fs::create_symlink("../hop", config_path());
+    EXPECT_EQ(prepare(), EC_OK);
+    EXPECT_EQ(config, "<vm/>");
+    EXPECT_EQ(image_lines(), config_lines() + lock_lines() + new_folder_lines());
 }
 
 TEST_F(Configuration, FileThatCannotBeOpenedIs12)
@@ -297,12 +395,7 @@ TEST_F(Configuration, FileThatCannotBeOpenedIs12)
     auto access = interpose::on_access([&](const char* path, int) {
         return path == config_path() ? std::optional<int>(0) : std::nullopt;
     });
-    config = "untouched";
-    EXPECT_EQ(prepare(), 12);
-    EXPECT_EQ(config, "untouched");
-    EXPECT_EQ(reading_lines(),
-              (Lines{exists_line(config_path()), error("Failed to open file for reading: ")}));
-    expect_no_view();
+    expect_not_opened();
 }
 
 TEST_F(Configuration, FileThatCannotBeReadIs13)

@@ -95,20 +95,4 @@ TEST_F(ViewCreationFailures, StatusOfTheDiskIsReturnedAlsoWhenTheFolderCannotBeR
               "ERR - Unable to remove directory: " + view_folder + ", error = 16\n");
 }
 
-TEST_F(ViewCreationFailures, FileInThePlaceOfTheFolderIsTakenForItAndStays)
-{
-    add_disk("a");
-    mount_point.write(image_path + "/_vmir", "a file");
-    EXPECT_EQ(prepare(), 14);
-    const Lines lines = image_lines();
-    const Lines begin = config_lines() + lock_lines() + existing_folder_lines();
-    ASSERT_GT(lines.size(), begin.size());
-    EXPECT_EQ(Lines(lines.begin(), lines.begin() + static_cast<std::ptrdiff_t>(begin.size())),
-              begin);
-    EXPECT_EQ(lines.back(),
-              (Line{IXFS_LOG_ERR, "_ixfs_folder_delete()",
-                    "ERR - ACE_OS::opendir(" + view_folder + ") failed, error = 20\n"}));
-    EXPECT_EQ(mount_point.read(image_path + "/_vmir"), "a file");
-}
-
 } // namespace

@@ -1,0 +1,57 @@
+// A disk descriptor's bytes, in and out.
+#ifndef IXFS_DESCRIPTOR_FILE_H
+#define IXFS_DESCRIPTOR_FILE_H
+
+#include "bounded_text.h"
+#include "open_file.h"
+
+#include <string_view>
+
+// Reads a file line by line, a line that is longer than 1,023 bytes in pieces of that size.
+class LineReader
+{
+public:
+    explicit LineReader(OpenFile file) : file_(std::move(file)) {}
+
+    // Sets `line` to the next line or piece, its newline included, and returns true; false at the
+    // end and after an error. The line is valid until the next call.
+    bool next(std::string_view& line);
+
+    // 0, or what ended the reading too early.
+    int error() const { return error_; }
+
+    void close() { file_.close(); }
+
+private:
+    static constexpr std::size_t longest = text_size - 1;
+
+    void fill();
+
+    OpenFile file_;
+    char buffer_[16 * text_size];
+    std::size_t begin_ = 0;
+    std::size_t end_ = 0;
+    bool at_end_ = false;
+    int error_ = 0;
+};
+
+// Writes a file. What cannot be written is told at the end, and nothing behind it is written.
+class BlockWriter
+{
+public:
+    explicit BlockWriter(OpenFile file) : file_(std::move(file)) {}
+
+    void write(std::string_view text);
+
+    // Writes what is not written yet. Returns 0 if the file took all there was, else the first
+    // error.
+    int flush();
+
+private:
+    OpenFile file_;
+    char buffer_[16 * text_size];
+    std::size_t size_ = 0;
+    int error_ = 0;
+};
+
+#endif

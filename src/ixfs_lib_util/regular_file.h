@@ -1,0 +1,24 @@
+// Opening regular files for reading, and nothing else.
+#ifndef IXFS_REGULAR_FILE_H
+#define IXFS_REGULAR_FILE_H
+
+#include "file_status.h"
+#include "open_file.h"
+
+// A file that is open for reading, and what the kernel said of it. Nothing is open after a failure.
+struct RegularFile {
+    OpenFile file;
+    struct stat status {
+    };
+};
+
+// Opens the regular file `name` in an open directory. Anything else is not opened, since the opening
+// alone may wait or do something: a FIFO waits for its writer, a device may start to work. Sets
+// errno: ELOOP for a symbolic link, EISDIR for a folder, EINVAL for what else is no regular file.
+RegularFile open_regular_file(int folder, const char* name);
+
+// The same for the file that `path` leads to below an open directory; see open_beneath. Follows the
+// links that stay below. Needs /proc.
+RegularFile open_regular_file_beneath(int folder, const char* path);
+
+#endif

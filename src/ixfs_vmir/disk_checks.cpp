@@ -1,0 +1,170 @@
+#include "disk_checks.h"
+
+#include "file_status.h"
+#include "image_layout.h"
+
+#include <filesystem>
+#include <set>
+#include <utility>
+#include <vector>
+
+namespace
+{
+
+[[noreturn]] void refuse()
+{
+    throw EcStatusException(EC_INVALID_PARAMETER, "checkDisks");
+}
+
+// ---- By their paths -----------------------------------------------------------------------------
+
+std::string normal_form(const LmfString& path)
+{
+    return std::filesystem::path(path.utf8_str()).lexically_normal().native();
+}
+
+bool lies_below(const LmfString& path, const LmfString& folder)
+{
+    const std::string prefix = normal_form(folder) + '/';
+    return normal_form(path).compare(0, prefix.size(), prefix) == 0;
+}
+
+void check_paths(const Log& log, const LmfString& view_folder, const std::vector<VmirPath>& records)
+{
+    std::set<LmfString> descriptors;
+    for (const VmirPath& disk : records)
+        descriptors.insert(disk.viewDescPath);
+    for (const VmirPath& disk : records) {
+        const char* const path = disk.datastoreDescPath.utf8_str();
+        if (lies_below(disk.originalDescPath, view_folder)) {
+            log.error("ERR - Disk lies in the view folder: %s\n", path);
+            refuse();
+        }
+        if (descriptors.count(disk.viewVmdkPath) != 0) {
+            log.error("ERR - Another disk's descriptor has the name of the data file of: %s\n",
+                      path);
+            refuse();
+        }
+    }
+}
+
+// ---- By what an earlier preparation has left ----------------------------------------------------
+
+bool ends_with(const std::string& text, const std::string& ending)
+{
+    return text.size() >= ending.size() &&
+           text.compare(text.size() - ending.size(), ending.size(), ending) == 0;
+}
+
+// Checks disks against the view folder that is there.
+class EarlierView
+{
+public:
+    EarlierView(const Log& log, Image& image, OpenFile folder)
+        : log_(log), image_(image), folder_(std::move(folder))
+    {
+    }
+
+    void check(const std::vector<VmirPath>& records)
+    {
+        std::vector<FileStatus> data;
+        data.reserve(records.size());
+        for (const VmirPath& disk : records) {
+            data.push_back(status_of_data(disk));
+            if (data.back())
+                all_data_.insert({data.back()->st_dev, data.back()->st_ino});
+        }
+        for (std::size_t i = 0; i < records.size(); ++i)
+            check(records[i], data[i]);
+    }
+
+private:
+    // A file's device and number.
+    using Identity = std::pair<dev_t, ino_t>;
+
+    FileStatus entry(const std::string& name) const
+    {
+        return status_of(folder_.descriptor(), name.c_str());
+    }
+
+    FileStatus status_of_data(const VmirPath& disk)
+    {
+        const ImageFile data = image_.file(disk.originalVmdkPath);
+        const ImageFolder* const folder = image_.folder(data.folder);
+        return folder != nullptr ? status_of(folder->open.descriptor(), data.name.c_str())
+                                 : std::nullopt;
+    }
+
+    void check(const VmirPath& disk, const FileStatus& data)
+    {
+        const char* const path = disk.datastoreDescPath.utf8_str();
+        if (lies_in_view(disk)) {
+            log_.error("ERR - Disk lies in the view folder: %s\n", path);
+            refuse();
+        }
+        if (is_data_link(image_.file(disk.viewDescPath).name)) {
+            log_.error("ERR - Descriptor has the name of another disk's data link in the view: "
+                       "%s\n",
+                       path);
+            refuse();
+        }
+        if (is_certainly_other(entry(image_.file(disk.viewVmdkPath).name), data)) {
+            log_.error("ERR - Data link in the view is another file than the data of: %s\n", path);
+            refuse();
+        }
+    }
+
+    // The paths have been compared; but a symbolic link may lead into the view.
+    bool lies_in_view(const VmirPath& disk)
+    {
+        const ImageFolder* const folder = image_.folder(image_.file(disk.originalDescPath).folder);
+        return folder != nullptr && folder->through_link && image_.lies_in(*folder, folder_);
+    }
+
+    // Whether the view's entry of this name links some disk's data. A disk "x-flat" has a descriptor
+    // of that name, too, but then no disk "x" has one, and the file has no other name.
+    bool is_data_link(const std::string& name) const
+    {
+        constexpr char ending[] = "-flat.vmdk";
+        if (!ends_with(name, ending))
+            return false;
+        const FileStatus status = entry(name);
+        if (!status || !is_regular(*status))
+            return false;
+        const std::string disk = name.substr(0, name.size() - (sizeof(ending) - 1));
+        return status->st_nlink > 1 || entry(disk + ".vmdk");
+    }
+
+    // A file system may number the names of one file apart. Then only size and time tell.
+    bool is_certainly_other(const FileStatus& link, const FileStatus& data) const
+    {
+        if (!link || is_same_file(link, data))
+            return false;
+        if (!is_regular(*link))
+            return true;
+        if (!data)
+            return false; // the missing file is told when it is its turn
+        return !is_regular(*data) || all_data_.count({link->st_dev, link->st_ino}) != 0 ||
+               link->st_size != data->st_size || link->st_mtim.tv_sec != data->st_mtim.tv_sec ||
+               link->st_mtim.tv_nsec != data->st_mtim.tv_nsec;
+    }
+
+    const Log& log_;
+    Image& image_;
+    OpenFile folder_;
+    std::set<Identity> all_data_; // of all disks of the list
+};
+
+} // namespace
+
+void checkDisks(const Log& log, Image& image, const ImageLocation& location,
+                const std::vector<VmirPath>& records)
+{
+    check_paths(log, location.view_folder, records);
+    const ImageFolder* const folder = image.folder(location.folder.text());
+    if (folder == nullptr)
+        return;
+    OpenFile view = Image::entry(*folder, VIEW_DIR_NAME.text().c_str());
+    if (view.is_open())
+        EarlierView(log, image, std::move(view)).check(records);
+}

@@ -1,0 +1,126 @@
+#include "image.h"
+
+#include "beneath.h"
+#include "image_layout.h"
+
+#include <fcntl.h>
+#include <optional>
+#include <tuple>
+#include <utility>
+
+namespace
+{
+
+constexpr int as_folder = O_PATH | O_DIRECTORY | O_CLOEXEC;
+
+// Disks mostly share a folder, or lie in a few. More than these are opened again when needed.
+constexpr std::size_t most_open_folders = 16;
+
+// Nobody has this many folders one below the other.
+constexpr int most_levels = 10000;
+
+// Returns what stands before the last "/" of a path, and what stands behind it.
+std::pair<std::string, std::string> split(const std::string& path)
+{
+    const std::size_t slash = path.rfind('/');
+    if (slash == std::string::npos)
+        return {"", path};
+    return {path.substr(0, slash), path.substr(slash + 1)};
+}
+
+OpenFile open_below(const OpenFile& root, const std::string& path, Links links)
+{
+    return open_beneath(root.descriptor(), path.empty() ? "." : path.c_str(), as_folder, links);
+}
+
+} // namespace
+
+ImageFile::ImageFile(const LmfString& mount_point, const LmfString& relative_path)
+    : path(convertUnixPathToPlatformPath(mount_point, relative_path))
+{
+    std::tie(folder, name) = split(relative_path.text());
+}
+
+Image::Image(const char* mount_point) : mount_point_(default_narrow(mount_point)) {}
+
+// The mount point's own path is the helper's word, not the image's: links on it are followed.
+bool Image::open_root()
+{
+    if (!root_.is_open())
+        root_ = OpenFile(open(mount_point_.text().c_str(), as_folder));
+    return root_.is_open();
+}
+
+const ImageFolder* Image::folder(const std::string& path)
+{
+    for (const ImageFolder& folder : folders_) {
+        if (folder.path == path)
+            return &folder;
+    }
+    if (!open_root())
+        return nullptr;
+    OpenFile open = open_below(root_, path, Links::none);
+    const bool through_link = !open.is_open() && errno == ELOOP;
+    if (through_link)
+        open = open_below(root_, path, Links::that_stay_below);
+    if (!open.is_open())
+        return nullptr;
+    folders_.push_front({path, std::move(open), through_link});
+    if (folders_.size() > most_open_folders)
+        folders_.pop_back();
+    return &folders_.front();
+}
+
+OpenFile Image::entry(const ImageFolder& folder, const char* name)
+{
+    return OpenFile(openat(folder.open.descriptor(), name, as_folder | O_NOFOLLOW));
+}
+
+int Image::access(const ImageFile& file)
+{
+    const ImageFolder* const in = folder(file.folder);
+    if (in == nullptr)
+        return -1;
+    return faccessat(in->open.descriptor(), file.name.c_str(), R_OK, AT_SYMLINK_NOFOLLOW);
+}
+
+RegularFile Image::open_for_reading(const ImageFile& file)
+{
+    const ImageFolder* const in = folder(file.folder);
+    if (in == nullptr)
+        return {};
+    RegularFile opened = open_regular_file(in->open.descriptor(), file.name.c_str());
+    if (opened.file.is_open() || errno != ELOOP)
+        return opened;
+    const std::string path = in->path.empty() ? file.name : in->path + '/' + file.name;
+    return open_regular_file_beneath(root_.descriptor(), path.c_str());
+}
+
+int Image::make_folder(const std::string& path, mode_t mode)
+{
+    const auto [parent, name] = split(path);
+    const ImageFolder* const in = folder(parent);
+    return in != nullptr ? mkdirat(in->open.descriptor(), name.c_str(), mode) : -1;
+}
+
+void Image::close()
+{
+    folders_.clear();
+    root_.close();
+}
+
+bool Image::lies_in(const ImageFolder& folder, const OpenFile& other)
+{
+    const FileStatus wanted = status_of(other.descriptor());
+    const FileStatus end = status_of(root_.descriptor());
+    OpenFile above(openat(folder.open.descriptor(), ".", as_folder));
+    for (int level = 0; above.is_open() && level < most_levels; ++level) {
+        const FileStatus here = status_of(above.descriptor());
+        if (is_same_file(here, wanted))
+            return true;
+        if (!here || is_same_file(here, end))
+            return false;
+        above = OpenFile(openat(above.descriptor(), "..", as_folder));
+    }
+    return false;
+}

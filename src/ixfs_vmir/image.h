@@ -1,0 +1,74 @@
+// The one door to a mounted image.
+#ifndef IXFS_IMAGE_H
+#define IXFS_IMAGE_H
+
+#include "ixfs_vmir.h"
+#include "regular_file.h"
+
+#include <list>
+#include <string>
+
+// An open folder of the image.
+struct ImageFolder {
+    std::string path; // relative to the mount point
+    OpenFile open;
+    bool through_link; // whether a symbolic link led here
+};
+
+// One file of the image: a name in a folder.
+struct ImageFile {
+    ImageFile(const LmfString& mount_point, const LmfString& relative_path);
+
+    std::string folder; // relative to the mount point
+    std::string name;
+    LmfPathname path; // in full, as the log shows it
+};
+
+// A mounted image, of which others write every part. So each file is reached from an open folder,
+// and each folder from the open mount point: symbolic links are followed as long as they stay below
+// it, and no further.
+//
+// Folders are opened when they are first needed, and stay open. So does the mount point: nobody can
+// unmount it before this object ends or is closed. One thread at a time. Failures are told by errno; nothing is logged.
+class Image
+{
+public:
+    explicit Image(const char* mount_point);
+
+    ImageFile file(const LmfString& relative_path) const { return {mount_point_, relative_path}; }
+
+    // Returns a folder by its path relative to the mount point, or null. It stays open until
+    // several others have been asked for.
+    const ImageFolder* folder(const std::string& path);
+
+    // Opens the folder `name` in another one. Anything but a real folder is not opened.
+    static OpenFile entry(const ImageFolder& folder, const char* name);
+
+    // Returns 0 if this process may read the file, else -1. A symbolic link is there, wherever it
+    // leads: only the opening tells whether it is of use.
+    int access(const ImageFile& file);
+
+    // Opens a regular file, also through links that stay below the mount point.
+    RegularFile open_for_reading(const ImageFile& file);
+
+    // Makes a folder, as mkdir does.
+    int make_folder(const std::string& path, mode_t mode);
+
+    // Closes all that is open. What is asked for next is looked for anew.
+    void close();
+
+    // Whether `folder` is `other` or lies below it, whatever the paths say. No if that cannot be
+    // found out.
+    bool lies_in(const ImageFolder& folder, const OpenFile& other);
+
+    const LmfString& mount_point() const { return mount_point_; }
+
+private:
+    bool open_root();
+
+    LmfString mount_point_;
+    OpenFile root_;
+    std::list<ImageFolder> folders_; // the latest first
+};
+
+#endif
