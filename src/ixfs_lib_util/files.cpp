@@ -86,12 +86,17 @@ bool create_folders(_ixfs_control_t* handle, const char* base_name, const char* 
 {
     const Log log(handle, "_ixfs_folder_create()");
     log.info("INF - base_name: %s, folder_name: %s\n", base_name, folder_name);
-    LmfPathname base;
-    base.makeFilename(base_name, false);
-    LmfPathname path = base;
-    path.makeFilename(folder_name, true);
-    log.info("INF - path: %s\n", path.text().c_str());
-    return create_segments(log, path, first_to_create(base, path), segments, make);
+    try {
+        LmfPathname base;
+        base.makeFilename(base_name, false);
+        LmfPathname path = base;
+        path.makeFilename(folder_name, true);
+        log.info("INF - path: %s\n", path.text().c_str());
+        return create_segments(log, path, first_to_create(base, path), segments, make);
+    } catch (const std::bad_alloc&) { // no exception may reach a C caller
+        errno = ENOMEM;
+        return false;
+    }
 }
 
 int report_link(_ixfs_control_t* handle, const char* existing, const char* new_path, int error)
@@ -115,12 +120,7 @@ int _ixfs_folder_create(_ixfs_control_t* handle, const char* base_name, const ch
     const auto make = [mode](int /*number*/, const char* path) {
         return ACE_OS::mkdir(path, mode);
     };
-    try {
-        return create_folders(handle, base_name, folder_name, segments, make) ? 0 : 1;
-    } catch (const std::bad_alloc&) { // no exception may reach a C caller
-        errno = ENOMEM;
-        return 1;
-    }
+    return create_folders(handle, base_name, folder_name, segments, make) ? 0 : 1;
 }
 
 int _ixfs_create_hard_link(_ixfs_control_t* handle, const char* existing, const char* new_path)

@@ -58,8 +58,7 @@ void prime(Image& image, const ImageFile& file)
 long size_of(const OpenFile& file)
 {
     const long size = lseek(file.descriptor(), 0, SEEK_END);
-    lseek(file.descriptor(), 0, SEEK_SET);
-    return size;
+    return lseek(file.descriptor(), 0, SEEK_SET) == 0 ? size : -1;
 }
 
 // A file's text and its size in bytes, read block by block.

@@ -13,17 +13,18 @@ namespace
 
 bool source_exists(OpenView& view, const ImageFile& source)
 {
-    const int result = call_again_on_etime([&] { return view.image.access(source); });
-    return report_access(view.handle, source.path.display_str(), result);
+    const int result = call_again_on_etime([&] { return view.image().access(source); });
+    return report_access(view.handle(), source.path.display_str(), result);
 }
 
-bool destination_exists(const OpenView& view, const ImageFile& destination)
+bool destination_exists(OpenView& view, const ImageFile& destination)
 {
     const int result = call_again_on_etime([&] {
-        return faccessat(view.folder.descriptor(), destination.name.c_str(), R_OK,
-                         AT_SYMLINK_NOFOLLOW);
+        if (!view.open())
+            return -1;
+        return faccessat(view.folder(), destination.name.c_str(), R_OK, AT_SYMLINK_NOFOLLOW);
     });
-    return report_access(view.handle, destination.path.display_str(), result);
+    return report_access(view.handle(), destination.path.display_str(), result);
 }
 
 ec_status reuse(const Log& log, const ImageFile& destination)
@@ -58,14 +59,14 @@ ec_status link_file(OpenView& view, const Log& log, const ImageFile& source,
                     const ImageFile& destination)
 {
     constexpr ec_status failed = EC_SYSTEM_ERROR;
-    const ImageFolder* const folder = view.image.folder(source.folder);
+    const ImageFolder* const folder = view.open() ? view.image().folder(source.folder) : nullptr;
     const int from = folder != nullptr ? folder->open.descriptor() : -1;
-    const int to = view.folder.descriptor();
-    const int error = folder != nullptr ? link_regular_file(from, source, to, destination) : errno;
-    const int result =
-        report_link(view.handle, source.path.display_str(), destination.path.display_str(), error);
-    if (result == EEXIST &&
-        is_same_file(status_of(from, source.name.c_str()), status_of(to, destination.name.c_str())))
+    const int error =
+        folder != nullptr ? link_regular_file(from, source, view.folder(), destination) : errno;
+    const int result = report_link(view.handle(), source.path.display_str(),
+                                   destination.path.display_str(), error);
+    if (result == EEXIST && is_same_file(status_of(from, source.name.c_str()),
+                                         status_of(view.folder(), destination.name.c_str())))
         return reuse(log, destination);
     if (result != 1) { // 1 is success, and EPERM, too: see _ixfs_create_hard_link
         log.error("ERR - Could not create link for %s, error %d\n", destination.path.display_str(),
@@ -81,15 +82,17 @@ ec_status link_file(OpenView& view, const Log& log, const ImageFile& source,
 // Makes a new file, and takes away what has its name: writing into what is there might change
 // another file of the backup, or one of the host. Somebody else may put a new one there again and
 // again, but not for ever.
-OpenFile make_new(int folder, const char* name, bool is_there)
+OpenFile make_new(OpenView& view, const char* name, bool is_there)
 {
+    if (!view.open())
+        return {};
     constexpr mode_t mode = 0666; // less the umask
     constexpr int most_tries = 100;
     for (int tries = 1;; ++tries) {
-        if (is_there && unlinkat(folder, name, 0) != 0 && errno != ENOENT)
+        if (is_there && unlinkat(view.folder(), name, 0) != 0 && errno != ENOENT)
             return {};
-        OpenFile file(
-            openat(folder, name, O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, mode));
+        OpenFile file(openat(view.folder(), name,
+                             O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, mode));
         is_there = !file.is_open() && errno == EEXIST;
         if (!is_there || tries == most_tries)
             return file;
@@ -103,9 +106,9 @@ ec_status copy_file(OpenView& view, const Log& log, const ImageFile& source,
     const char* const from = source.path.display_str();
     const char* const to = destination.path.display_str();
     const int copied = copy_descriptor(
-        view.handle, from, to, extent_name.text().c_str(),
-        [&] { return view.image.open_for_reading(source).file; },
-        [&] { return make_new(view.folder.descriptor(), destination.name.c_str(), is_there); });
+        view.handle(), from, to, extent_name.text().c_str(),
+        [&] { return view.image().open_for_reading(source).file; },
+        [&] { return make_new(view, destination.name.c_str(), is_there); });
     if (copied != 1) {
         log.error("ERR - Failed copying Disk Descriptor (%d): from %s to %s\n", failed, from, to);
         return failed;
@@ -117,12 +120,19 @@ ec_status copy_file(OpenView& view, const Log& log, const ImageFile& source,
 
 } // namespace
 
+bool OpenView::open()
+{
+    if (!folder_.is_open())
+        folder_ = image_.open_folder(place_);
+    return folder_.is_open();
+}
+
 ec_status copyOrLinkPath(OpenView& view, const LmfString& source, const LmfString& destination,
                          bool makeLink, bool replaceExisting, const LmfString& descExtentName)
 {
-    const Log log(view.handle, "copyOrLinkPath");
-    const ImageFile from = view.image.file(source);
-    const ImageFile to = view.image.file(destination);
+    const Log log(view.handle(), "copyOrLinkPath");
+    const ImageFile from = view.image().file(source);
+    const ImageFile to = view.image().file(destination);
     if (!source_exists(view, from)) {
         log.error("ERR - Failed to find source file for copy/link: %s\n", from.path.display_str());
         return EC_FILE_NOT_FOUND;

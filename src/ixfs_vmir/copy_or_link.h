@@ -5,10 +5,30 @@
 #include "image.h"
 
 // A view that is being built.
-struct OpenView {
-    _ixfs_control_t* handle;
-    Image& image;
-    OpenFile folder;
+class OpenView
+{
+public:
+    OpenView(_ixfs_control_t* handle, Image& image, const LmfString& view_folder)
+        : handle_(handle), image_(image), place_(image.file(view_folder))
+    {
+    }
+
+    // Opens the view folder, which must be a real one, unless it is open. A slow server may have
+    // made it though it did not say so in time; so this is tried again wherever the folder is
+    // needed. Sets errno.
+    bool open();
+
+    int folder() const { return folder_.descriptor(); }
+
+    _ixfs_control_t* handle() const { return handle_; }
+    Image& image() const { return image_; }
+    const ImageFile& place() const { return place_; }
+
+private:
+    _ixfs_control_t* handle_;
+    Image& image_;
+    ImageFile place_;
+    OpenFile folder_;
 };
 
 // Copies a descriptor, or hard-links a data file, under a new name.

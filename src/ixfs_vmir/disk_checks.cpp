@@ -1,7 +1,6 @@
 #include "disk_checks.h"
 
 #include "file_status.h"
-#include "image_layout.h"
 
 #include <filesystem>
 #include <set>
@@ -161,10 +160,7 @@ void checkDisks(const Log& log, Image& image, const ImageLocation& location,
                 const std::vector<VmirPath>& records)
 {
     check_paths(log, location.view_folder, records);
-    const ImageFolder* const folder = image.folder(location.folder.text());
-    if (folder == nullptr)
-        return;
-    OpenFile view = Image::entry(*folder, VIEW_DIR_NAME.text().c_str());
+    OpenFile view = image.open_folder(image.file(location.view_folder));
     if (view.is_open())
         EarlierView(log, image, std::move(view)).check(records);
 }

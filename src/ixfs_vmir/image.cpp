@@ -71,9 +71,12 @@ const ImageFolder* Image::folder(const std::string& path)
     return &folders_.front();
 }
 
-OpenFile Image::entry(const ImageFolder& folder, const char* name)
+OpenFile Image::open_folder(const ImageFile& place)
 {
-    return OpenFile(openat(folder.open.descriptor(), name, as_folder | O_NOFOLLOW));
+    const ImageFolder* const in = folder(place.folder);
+    if (in == nullptr)
+        return {};
+    return OpenFile(openat(in->open.descriptor(), place.name.c_str(), as_folder | O_NOFOLLOW));
 }
 
 int Image::access(const ImageFile& file)
@@ -96,11 +99,10 @@ RegularFile Image::open_for_reading(const ImageFile& file)
     return open_regular_file_beneath(root_.descriptor(), path.c_str());
 }
 
-int Image::make_folder(const std::string& path, mode_t mode)
+int Image::make_folder(const ImageFile& place, mode_t mode)
 {
-    const auto [parent, name] = split(path);
-    const ImageFolder* const in = folder(parent);
-    return in != nullptr ? mkdirat(in->open.descriptor(), name.c_str(), mode) : -1;
+    const ImageFolder* const in = folder(place.folder);
+    return in != nullptr ? mkdirat(in->open.descriptor(), place.name.c_str(), mode) : -1;
 }
 
 void Image::close()

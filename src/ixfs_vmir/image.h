@@ -41,8 +41,8 @@ public:
     // several others have been asked for.
     const ImageFolder* folder(const std::string& path);
 
-    // Opens the folder `name` in another one. Anything but a real folder is not opened.
-    static OpenFile entry(const ImageFolder& folder, const char* name);
+    // Opens a folder that is one itself. A symbolic link is not opened, wherever it leads (ENOTDIR).
+    OpenFile open_folder(const ImageFile& place);
 
     // Returns 0 if this process may read the file, else -1. A symbolic link is there, wherever it
     // leads: only the opening tells whether it is of use.
@@ -52,7 +52,7 @@ public:
     RegularFile open_for_reading(const ImageFile& file);
 
     // Makes a folder, as mkdir does.
-    int make_folder(const std::string& path, mode_t mode);
+    int make_folder(const ImageFile& place, mode_t mode);
 
     // Closes all that is open. What is asked for next is looked for anew.
     void close();

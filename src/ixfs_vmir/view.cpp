@@ -49,56 +49,51 @@ std::string first_segments(const std::string& path, long count)
 
 // Makes each missing folder on the way to the view folder, that one included. Above the mount point
 // all folders exist; below it they are made from the open mount point on.
-bool create_view_folder(_ixfs_control_t* handle, Image& image, const ImageLocation& location)
+bool create_view_folder(const OpenView& view, const ImageLocation& location)
 {
     const LmfPathname image_folder =
-        convertUnixPathToPlatformPath(image.mount_point(), location.folder);
-    const long outside = segment_count(image.mount_point().text());
+        convertUnixPathToPlatformPath(view.image().mount_point(), location.folder);
+    const long outside = segment_count(view.image().mount_point().text());
     const auto make = [&](int number, const char* path) {
         constexpr mode_t mode = 0755;
         if (number <= outside)
             return mkdir(path, mode);
-        return image.make_folder(first_segments(location.view_folder.text(), number - outside),
-                                 mode);
+        LmfString inside;
+        inside = first_segments(location.view_folder.text(), number - outside);
+        return view.image().make_folder(view.image().file(inside), mode);
     };
     uint32_t created = 0;
-    return create_folders(handle, image_folder.text().c_str(), VIEW_DIR_NAME.text().c_str(),
+    return create_folders(view.handle(), image_folder.text().c_str(), VIEW_DIR_NAME.text().c_str(),
                           &created, make);
 }
 
-OpenFile open_view_folder(Image& image, const ImageLocation& location)
+// Whether something has the view folder's name that is no real folder. A link could lead anywhere.
+bool is_no_folder(OpenView& view)
 {
-    const ImageFolder* const folder = image.folder(location.folder.text());
-    return folder != nullptr ? Image::entry(*folder, VIEW_DIR_NAME.text().c_str()) : OpenFile();
+    return call_again_on_etime([&] { return view.open() ? 0 : -1; }) != 0 && errno == ENOTDIR;
 }
 
 // Makes the folder, or uses the one that an earlier preparation has left, with all that is in it.
-// Only a real folder will do: a link could lead anywhere.
-OpenFile makeViewFolder(_ixfs_control_t* handle, Image& image, const ImageLocation& location)
+void makeViewFolder(OpenView& view, const ImageLocation& location)
 {
     constexpr char step[] = "makeViewFolder";
     constexpr int failed = 1; // as of _ixfs_folder_create
-    const Log log(handle, step);
-    const ImageFile place = image.file(location.view_folder);
-    const char* const path = place.path.display_str();
-    const int result = call_again_on_etime([&] { return image.access(place); });
-    const bool exists = report_access(handle, path, result);
-    OpenFile folder;
-    if (exists || create_view_folder(handle, image, location))
-        folder = open_view_folder(image, location);
-    if (!folder.is_open()) {
+    const Log log(view.handle(), step);
+    const char* const path = view.place().path.display_str();
+    const int result = call_again_on_etime([&] { return view.image().access(view.place()); });
+    const bool exists = report_access(view.handle(), path, result);
+    if ((!exists && !create_view_folder(view, location)) || is_no_folder(view)) {
         log.error("ERR - Could not create folder for view: %s\n", path);
         throw EcStatusException(static_cast<ec_status>(failed), step);
     }
     if (exists)
         log.info("INF - Using existing folder for view: %s\n", path);
-    return folder;
 }
 
 // TODO
-void delete_view_folder(_ixfs_control_t* handle, Image& image, const ImageLocation& location)
+void delete_view_folder(const OpenView& view)
 {
-    _ixfs_folder_delete(handle, image.file(location.view_folder).path.text().c_str());
+    _ixfs_folder_delete(view.handle(), view.place().path.text().c_str());
 }
 
 // What stands behind the last "/": descriptors name their data file without a folder.
@@ -113,7 +108,7 @@ LmfString file_name_of(const LmfString& path)
 void copyAndLinkOneVmirPath(OpenView& view, const VmirPath& disk)
 {
     constexpr char step[] = "copyAndLinkOneVmirPath";
-    const Log log(view.handle, step);
+    const Log log(view.handle(), step);
     const LmfString data_name = file_name_of(disk.viewVmdkPath);
     ec_status status =
         copyOrLinkPath(view, disk.originalDescPath, disk.viewDescPath, false, true, data_name);
@@ -140,14 +135,14 @@ ec_status create_view_vmir(_ixfs_control_t* handle, Image& image, std::vector<st
 {
     const Log log(handle, "create_view_vmir");
     std::vector<VmirPath> records;
-    OpenView view{handle, image, OpenFile()};
+    OpenView view(handle, image, location.view_folder);
     try {
         LmfString view_folder =
             location.view_folder; // a copy, for an interface that takes no const
         populateVmirPathVector(handle, entries, view_folder, records);
         checkDisks(log, image, location, records);
         createGlobalLockForView(handle, identity.backup_time);
-        view.folder = makeViewFolder(handle, image, location);
+        makeViewFolder(view, location);
     } catch (const EcStatusException& failure) {
         log.error("ERR - Create view for VM Instant Recovery has failed: %d.\n", failure.status);
         return failure.status;
@@ -159,7 +154,7 @@ ec_status create_view_vmir(_ixfs_control_t* handle, Image& image, std::vector<st
             copyAndLinkOneVmirPath(view, disk);
     } catch (const EcStatusException& failure) {
         log.error("ERR - An internal error has occurred: %s\n", failure.what());
-        delete_view_folder(handle, image, location);
+        delete_view_folder(view);
         return failure.status;
     }
     convertVmdkPathsListToCharArrays(records, out);

@@ -6,7 +6,6 @@
 #include "fake_time.h"
 #include "fuzz_target.h"
 #include "log_lines.h"
-#include "memory_file.h"
 #include "unwatched_mounts.h"
 
 #include "reference/text.h"
@@ -14,29 +13,42 @@
 #include "ixfs_vmir.h"
 
 #include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <string>
 
 namespace
 {
 
-// An image whose configuration file leads to a file in memory. Gone with the namespace.
+// An image that has a configuration file alone. Gone with the namespace.
 class Image
 {
 public:
     Image()
     {
-        const std::string folder = mount_point + "/backups/host/allusers/full/1700000000";
         std::filesystem::create_directory(mount_point); // its parent is in_namespace's
-        std::filesystem::create_directories(folder);
-        std::filesystem::create_symlink(configuration.path(), folder + "/^^.^VIRTUAL_FILE_FSMAP");
+        std::filesystem::create_directories(folder_);
+    }
+
+    void write(const std::string& bytes) const { std::ofstream(configuration()) << bytes; }
+
+    std::string read() const
+    {
+        std::ifstream file(configuration());
+        return {std::istreambuf_iterator<char>(file), {}};
     }
 
     const std::string mount_point = "/usr/varnis/var/image";
-    const MemoryFile configuration;
+
+private:
+    std::string configuration() const { return folder_ + "/^^.^VIRTUAL_FILE_FSMAP"; }
+
+    const std::string folder_ = mount_point + "/backups/host/allusers/full/1700000000";
 };
 
 void check(const Image& image, const std::string& bytes)
 {
-    image.configuration.write(bytes);
+    image.write(bytes);
     const CannedHelper helper("MOUNTPOINT=" + image.mount_point + "\nEXIT_STATUS=0\n");
     const FakeClock clock(FakeClock::OtherThreads::may_sleep);
     const UnwatchedMounts unwatched;
@@ -50,7 +62,7 @@ void check(const Image& image, const std::string& bytes)
     std::string text = "as before";
     const ec_status status = ixfs_prepare_vmir(creds, no_disks, &log_info, text, out, false);
 
-    require_equal(image.configuration.read(), bytes, "configuration file");
+    require_equal(image.read(), bytes, "configuration file");
     require_equal(clock.sleeps().size(), 0U, "number of waits");
     if (bytes.empty()) {
         require_equal(status, EC_FILE_NOT_READ, "status");

@@ -73,7 +73,6 @@ const FaultCases copy_faults{
     // of either file
     {fails(on_open, EMFILE), 0},
     {fails(on_close, EIO), makes_no_difference}, // all was flushed before
-    {memory_is_null(), makes_no_difference},     // a stream does without a buffer
     // of the old one
     {fails(on_read, EIO), 0},
     // of the new one

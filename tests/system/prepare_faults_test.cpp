@@ -70,6 +70,8 @@ constexpr char makes_view_folder[] = "INF - base_name: /usr/varnis/var/ixfs/plai
 constexpr char has_folder[] = "INF - Successfully created directory: ";
 constexpr char finds_file[] = "INF - SUCCESS ACE_OS::access(";
 constexpr char has_made_file[] = "INF - Created ";
+constexpr char has_copied_descriptor[] = "INF - Created new .desc file: ";
+constexpr char has_linked_data[] = "INF - Created link file: ";
 using stage::begins_unmount, stage::has_mount_point, stage::has_mutex_to_mount, stage::runs_mount;
 
 // Only a configuration is waited for, and what is to be made need not be there.
@@ -180,10 +182,7 @@ const FaultCases reading_faults{
       {has_opened_config, EC_FILE_NOT_READ},
       {has_read_config, EC_FILE_NOT_COPIED},
       {begins_unmount, makes_no_difference}}},
-    {only_once(fails(on_read, EINTR)),
-     {{at_start, makes_no_difference},
-      {has_read_config, EC_FILE_NOT_COPIED},
-      {begins_unmount, makes_no_difference}}},
+    {only_once(fails(on_read, EINTR)), makes_no_difference},
     {at_first(only_once(fails(on_open, EMFILE))), makes_no_difference},
     {at_first(for_good(fails(on_open, EMFILE))), EC_FILE_NOT_OPENED},
     {later(fails(on_open, EMFILE)),
@@ -191,9 +190,31 @@ const FaultCases reading_faults{
     {fails(on_close, EIO), makes_no_difference},
 };
 
+// The first two looks are for the read that nobody depends on. What is not known for a plain file is
+// not read. A data link is looked at when it is made.
+const FaultCases look_faults{
+    {at_first(only_once(fails(on_stat, EIO)), 2), makes_no_difference},
+    {at_first(for_good(fails(on_stat, EIO)), 2), EC_FILE_NOT_OPENED},
+    {later(fails(on_stat, EIO), 2),
+     {{finds_config, EC_FILE_NOT_OPENED},
+      {has_read_config, EC_FILE_NOT_COPIED},
+      {has_copied_descriptor, makes_no_difference},
+      {has_linked_data, EC_FILE_NOT_COPIED}}},
+};
+
+// The mount point and the image folder are opened for the configuration, which is waited for; the
+// view folder is opened again where it is needed.
+const FaultCases folder_faults{
+    {only_once(fails_where(on_opendir, EMFILE, is_about("plain"))), makes_no_difference},
+    {for_good(fails_where(on_opendir, EMFILE, is_about("plain"))), EC_FILE_NOT_FOUND},
+    {only_once(fails_where(on_opendir, EMFILE, is_about("1700000000"))), makes_no_difference},
+    {for_good(fails_where(on_opendir, EMFILE, is_about("1700000000"))), EC_FILE_NOT_FOUND},
+    {only_once(fails_where(on_opendir, EMFILE, is_about("_vmir"))), makes_no_difference},
+    {fails_where(on_opendir, EMFILE, is_about("vm")), EC_FILE_NOT_FOUND},
+};
+
 const FaultCases config_faults{
     {fails(on_seek, EIO), EC_FILE_NOT_READ},
-    {fails(on_stat, EIO), makes_no_difference},
     {only_once(fails(on_access, ETIME)), makes_no_difference},
     {for_good(fails(on_access, ETIME)), not_found(EC_FILE_NOT_FOUND)},
     {only_once(fails(on_access, ENOENT)), not_found(makes_no_difference)},
@@ -218,8 +239,8 @@ const FaultCases view_faults{
 
 TEST_F(PrepareFaults, LeaveNothingBehind)
 {
-    sweep(memory_faults() + lock_faults + mount_faults + reading_faults + config_faults +
-          view_faults);
+    sweep(memory_faults() + lock_faults + mount_faults + reading_faults + look_faults +
+          folder_faults + config_faults + view_faults);
 }
 
 } // namespace
