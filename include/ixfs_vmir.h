@@ -54,23 +54,30 @@ struct LogInfo {
 // Returns EC_OK, or the status of the first step that failed:
 //   EC_NO_HANDLE           no memory; nothing was done or logged
 //   a status of ixfs_mount
-//   EC_INVALID_PARAMETER   a malformed backup id or disk path; two disks that would share a file
-//                          name in the view; a disk that lies in the view folder
+//   EC_INVALID_PARAMETER   a malformed backup id or disk path; or a list that would mix up disks:
+//                          a disk in the view folder, two disks that would share a file name in
+//                          the view, a data link in an existing view that is another file than the
+//                          disk's data, a descriptor with the name of such a link. Nothing was
+//                          changed
 //   EC_INVALID_SCHEDULE
 //   EC_FILE_NOT_FOUND      no configuration file after three looks, 10 seconds apart; or a disk's
 //                          file is missing
-//   EC_FILE_NOT_OPENED     the configuration file
-//   EC_FILE_NOT_READ       the configuration file; also when it is empty
+//   EC_FILE_NOT_OPENED     the configuration file; also when it is no regular file of the image
+//   EC_FILE_NOT_READ       the configuration file; also when it is empty, or grows without end
 //   EC_VIEW_NOT_CREATED    no memory for the view
 //   EC_VIEW_NOT_LOCKED
-//   EC_FOLDER_NOT_CREATED  the view folder
-//   EC_FILE_NOT_COPIED     a disk's descriptor
-//   EC_SYSTEM_ERROR        a disk's link
+//   EC_FOLDER_NOT_CREATED  the view folder; also when something else has its name
+//   EC_FILE_NOT_COPIED     a disk's descriptor; also when it is no regular file of the image
+//   EC_SYSTEM_ERROR        a disk's link; also when its data is no regular file
 // Throws std::bad_alloc, std::length_error for an absurd size of the configuration file, and what
 // drawing a UUID may throw.
 //
-// The view's files stay in the image. An existing view is used again: descriptors are written
-// again, links stay. When a disk fails with a status, the whole view folder is removed, also one
+// Stays in the image, whatever others put there meanwhile: symbolic links are followed as long as
+// they stay below the mount point, and only regular files are read or linked. Of the image only the
+// view folder is changed.
+//
+// The view's files stay in the image. An existing view is used again: each descriptor is replaced by
+// a new file, links stay. When a disk fails with a status, the whole view folder is removed, also one
 // that an earlier call had made; after an exception a half-built one stays. The unmount is always
 // tried and the handle always ends, also after an exception. Only the log shows a failed unmount.
 //
