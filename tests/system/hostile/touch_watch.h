@@ -1,0 +1,28 @@
+// Whether anybody opens what lies below a folder, however shortly and whatever comes of it.
+#ifndef IXFS_TESTS_TOUCH_WATCH_H
+#define IXFS_TESTS_TOUCH_WATCH_H
+
+#include <map>
+#include <string>
+#include <vector>
+
+class TouchWatch
+{
+public:
+    // Watches the folder, or the file, and all that lies below it now.
+    explicit TouchWatch(const std::string& root);
+    ~TouchWatch();
+    TouchWatch(const TouchWatch&) = delete;
+    TouchWatch& operator=(const TouchWatch&) = delete;
+
+    // The paths, sorted, of what was opened, made, changed or taken away since.
+    std::vector<std::string> touched() const;
+
+private:
+    void watch(const std::string& path);
+
+    int descriptor_;
+    std::map<int, std::string> paths_;
+};
+
+#endif
