@@ -51,6 +51,9 @@ protected:
     // away; that the backup's own files are what they were.
     Attempt prepare(std::chrono::seconds limit = std::chrono::seconds(20));
 
+    // Takes away what a preparation that hung has left mounted and locked.
+    void clear_away() const;
+
     // Prepares once as an ordinary image, for what is laid into its view afterwards.
     void given_view();
 

@@ -44,13 +44,23 @@ void TouchWatch::watch(const std::string& path)
 
 std::vector<std::string> TouchWatch::touched() const
 {
+    return paths_with(IN_ALL_EVENTS);
+}
+
+std::vector<std::string> TouchWatch::opened() const
+{
+    return paths_with(IN_OPEN);
+}
+
+std::vector<std::string> TouchWatch::paths_with(std::uint32_t wanted) const
+{
     std::set<std::string> touched;
     alignas(inotify_event) std::array<char, 64 << 10> events{};
     for (ssize_t size = 0; (size = read(descriptor_, events.data(), events.size())) > 0;) {
         for (ssize_t at = 0; at < size;) {
             const auto* const event = reinterpret_cast<const inotify_event*>(events.data() + at);
             const auto path = paths_.find(event->wd);
-            if (path != paths_.end())
+            if (path != paths_.end() && (event->mask & wanted) != 0)
                 touched.insert(event->len == 0 ? path->second : path->second + "/" + event->name);
             at += static_cast<ssize_t>(sizeof(inotify_event) + event->len);
         }

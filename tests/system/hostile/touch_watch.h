@@ -2,6 +2,7 @@
 #ifndef IXFS_TESTS_TOUCH_WATCH_H
 #define IXFS_TESTS_TOUCH_WATCH_H
 
+#include <cstdint>
 #include <map>
 #include <string>
 #include <vector>
@@ -18,8 +19,12 @@ public:
     // The paths, sorted, of what was opened, made, changed or taken away since.
     std::vector<std::string> touched() const;
 
+    // Of these, those that were opened. To be asked instead of the other, not after it.
+    std::vector<std::string> opened() const;
+
 private:
     void watch(const std::string& path);
+    std::vector<std::string> paths_with(std::uint32_t wanted) const;
 
     int descriptor_;
     std::map<int, std::string> paths_;

@@ -1,0 +1,75 @@
+#include "attacker.h"
+
+#include <cerrno>
+#include <cstdio>
+#include <new>
+#include <string>
+#include <system_error>
+#include <vector>
+
+#include <fcntl.h>
+#include <sys/mman.h>
+#include <unistd.h>
+
+namespace
+{
+
+std::atomic<bool>* make_flag()
+{
+    void* const memory = mmap(nullptr, sizeof(std::atomic<bool>), PROT_READ | PROT_WRITE,
+                              MAP_SHARED | MAP_ANONYMOUS, -1, 0);
+    if (memory == MAP_FAILED)
+        throw std::system_error(errno, std::generic_category(), "mmap");
+    return new (memory) std::atomic<bool>(false);
+}
+
+void exchange(const std::string& one, const std::string& other)
+{
+    renameat2(AT_FDCWD, one.c_str(), AT_FDCWD, other.c_str(), RENAME_EXCHANGE);
+}
+
+} // namespace
+
+void Attacker::Unmapper::operator()(std::atomic<bool>* flag) const
+{
+    munmap(flag, sizeof(*flag));
+}
+
+Attacker::Attacker(const Step& step)
+    : stopped_(make_flag()), process_(STDERR_FILENO, [this, &step](ChildProcess::Parent& parent) {
+          parent.pause();
+          for (unsigned int round = 0; !*stopped_; ++round)
+              step(round);
+          return 0;
+      })
+{
+    process_.wait_for_pause();
+    process_.go_on();
+}
+
+int Attacker::stop()
+{
+    *stopped_ = true;
+    return process_.wait();
+}
+
+Attacker::Step exchanging(const std::string& place, const std::string& spare,
+                          const std::vector<std::function<void(const std::string&)>>& decoys)
+{
+    constexpr unsigned int rounds_with_one = 64;
+    return [=](unsigned int round) {
+        if (round % rounds_with_one == 0)
+            decoys[round / rounds_with_one % decoys.size()](spare);
+        exchange(place, spare);
+        exchange(place, spare);
+    };
+}
+
+Attacker::Step replacing(const std::string& place, const std::string& spare,
+                         const std::vector<std::function<void(const std::string&)>>& decoys)
+{
+    return [=](unsigned int round) {
+        decoys[round % decoys.size()](spare);
+        std::rename(spare.c_str(), place.c_str());
+    };
+}
