@@ -83,7 +83,7 @@ int Image::access(const ImageFile& file)
 {
     const ImageFolder* const in = folder(file.folder);
     if (in == nullptr)
-        return -1;
+        return errno == EXDEV ? 0 : -1;
     return faccessat(in->open.descriptor(), file.name.c_str(), R_OK, AT_SYMLINK_NOFOLLOW);
 }
 

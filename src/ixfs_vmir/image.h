@@ -44,8 +44,9 @@ public:
     // Opens a folder that is one itself. A symbolic link is not opened, wherever it leads (ENOTDIR).
     OpenFile open_folder(const ImageFile& place);
 
-    // Returns 0 if this process may read the file, else -1. A symbolic link is there, wherever it
-    // leads: only the opening tells whether it is of use.
+    // Returns 0 if this process may read the file, else -1. What is behind a symbolic link that
+    // leads out is not looked at, and neither is a file that is one: it is there, and only the
+    // opening tells whether it is of use.
     int access(const ImageFile& file);
 
     // Opens a regular file, also through links that stay below the mount point.
