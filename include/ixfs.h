@@ -267,9 +267,13 @@ IXFS_API char* ixfs_mount(_ixfs_control_t* handle, const char* mount_cred, const
  * Tells the validation thread to stop, without waiting for it; waits without a time limit for the
  * mount mutex; runs the helper's forced unmount. If the helper cannot run or reports a failure, the
  * library unmounts by force itself. Then it removes the mount point directory with its content. If
- * a file system is still mounted there, the directory stays and a line with severity IXFS_LOG_ERR
- * says so. If the helper had reported a mount path at the mount, the directory is removed in the
- * same way after its run.
+ * the helper had reported a mount path at the mount, the directory is removed in the same way after
+ * its run.
+ *
+ * The directory stays if a file system is still mounted there, if it lies in a file system that the
+ * helper mounted and that is still there, or if this cannot be found out. A mount point that is no
+ * absolute path is neither unmounted nor removed by the library. A line with severity IXFS_LOG_ERR
+ * says so.
  *
  * Returns
  *   EC_OK                 the helper reported success; or no exit status at all, as when it is
@@ -346,15 +350,16 @@ IXFS_API int _ixfs_folder_create(_ixfs_control_t* handle, const char* base_name,
 IXFS_API int _ixfs_create_hard_link(_ixfs_control_t* handle, const char* existing,
                                     const char* new_path);
 
-/* Removes a directory and all below it. Symbolic links below `path` are removed, never followed. A
- * folder below it that is the root of a mounted file system is left alone (Linux 5.8 or later).
+/* Removes a directory and all below it, however deep. Symbolic links below `path` are removed, never
+ * followed, also if somebody exchanges folders for links meanwhile. A folder below it that is the
+ * root of a mounted file system is left alone, and one of which that cannot be found out.
  *
  * Returns 0, or 1 when something could not be removed; what was removed before stays removed. In
  * each folder the work stops at the first file that cannot be removed. Logs each removal with
  * IXFS_LOG_INF; failures, and each folder found, with IXFS_LOG_ERR. If memory is short, the call
  * fails without a line. If a folder cannot be read to its end, nothing says so; if something is
- * left in it, its removal fails, and that is logged. `path` itself is not checked: it may be a
- * mount or a symbolic link.
+ * left in it, its removal fails, and that is logged. If somebody moves a folder meanwhile, the work
+ * may end there. `path` itself may be a mount; if it is a symbolic link, the call fails.
  */
 IXFS_API int _ixfs_folder_delete(_ixfs_control_t* handle, const char* path);
 

@@ -1,6 +1,7 @@
 #include "control.h"
 #include "helper_command.h"
 #include "mount_record.h"
+#include "mount_table.h"
 
 #include <cerrno>
 #include <cstdio>
@@ -149,6 +150,7 @@ char* ixfs_mount(_ixfs_control_t* handle, const char* mount_cred, const char* un
 
     // A helper that never reports an exit status is judged by the directory's creation.
     MountReport report{directory->creation_result, false};
+    const MountTable before;
     const ec_status status = run_mount_command(record, log, directory->path, report);
     if (status != EC_OK)
         return fail(handle, status);
@@ -156,6 +158,7 @@ char* ixfs_mount(_ixfs_control_t* handle, const char* mount_cred, const char* un
         log.error("ERR - nothing is mounted\n");
         return fail(handle, EC_SYSTEM_ERROR);
     }
+    record->appeared = MountTable().since(before, mount_base);
     const ec_status flaw = find_flaw(record, report);
     record->mutex.release();
     if (flaw != EC_OK) {

@@ -7,6 +7,7 @@
 #include "ixfs.h"
 #include "log.h"
 #include "mount_mutex.h"
+#include "mount_table.h"
 #include "mount_watch.h"
 #include "owned_text.h"
 #include "zero_filled.h"
@@ -25,7 +26,8 @@ struct _ixfs_mount_t : ZeroFilled {
     ACE_Event* event;   // the watch's stop event; null without a watch
     int thread_result;  // 0 once the validation thread was started, else -1
 
-    MountWatchPtr watch; // null, or shared with the validation thread, which may end later
+    MountWatchPtr watch;       // null, or shared with the validation thread, which may end later
+    AppearedMounts appeared{}; // while the helper ran; known once it has mounted
 };
 
 // The caller's arguments that a mount and a minimal context have in common.

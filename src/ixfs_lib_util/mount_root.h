@@ -5,8 +5,18 @@
 
 enum class MountRoot { no, yes, unknown };
 
-// `no` also when the path names nothing. `unknown` when the kernel cannot tell, as before Linux
-// 5.8, or the look fails. Logs nothing.
-MountRoot mount_root(const char* path);
+// Looks at what a name stands for, and opens nothing: a server that hangs is not asked. `no` also
+// when the name stands for nothing. `unknown` when the kernel cannot tell, as before Linux 5.8, or
+// the look fails. By the time of a later call the name may stand for something else.
+//
+// folder  an open directory, or AT_FDCWD
+// flags   0, or AT_SYMLINK_NOFOLLOW
+//
+// Logs nothing.
+MountRoot mount_root(int folder, const char* name, int flags);
+
+// Looks at an open directory. Where the kernel does not tell, the mount table decides; `unknown`
+// when that fails, too. Logs nothing.
+MountRoot mount_root(int directory);
 
 #endif

@@ -1,11 +1,14 @@
 #include "unmount.h"
 
 #include "control.h"
+#include "folder_delete.h"
 #include "helper_command.h"
 #include "mount_record.h"
 #include "mount_root.h"
 
 #include <cerrno>
+#include <fcntl.h>
+#include <new>
 #include <optional>
 #include <sys/mount.h>
 #include <utility>
@@ -13,24 +16,58 @@
 namespace
 {
 
-// Removes the mount point directory, unless that would delete the backup through its mount.
-void delete_mount_point(_ixfs_control_t* handle, const Log& log, const char* mount_point)
+// What is no absolute path names nothing that the helper has mounted. It would be looked for in the
+// caller's working directory.
+bool is_absolute(const Log& log, const char* mount_point)
 {
-    if (mount_root(mount_point) != MountRoot::no)
-        log.error("ERR - still mounted, not deleted: %s\n", mount_point);
-    else
-        _ixfs_folder_delete(handle, mount_point);
+    if (mount_point[0] == '/')
+        return true;
+    log.error("ERR - not an absolute path, not deleted: %s\n", mount_point);
+    return false;
 }
 
-void unmount_locally(_ixfs_control_t* handle, const char* mount_point)
+// Removes the mount point directory, unless that would delete the backup through its mount. The
+// look and the deletion are at the same open directory: somebody may mount on it in between.
+void delete_mount_point(_ixfs_control_t* handle, const Log& log, const _ixfs_mount_t& record)
 {
+    const char* const path = record.mount_point;
+    const Log deletion(handle, folder_delete_tag);
+    // First without opening anything, for the sake of a server that hangs.
+    const MountRoot at_first = mount_root(AT_FDCWD, path, 0);
+    bool stays = at_first == MountRoot::yes;
+    try {
+        if (!stays) {
+            const PathEnd end(path);
+            OpenFile folder = end.is_reached() ? open_folder(end.parent(), end.name()) : OpenFile();
+            const int error = errno;
+            if (folder.is_open())
+                stays = mount_root(folder.descriptor()) != MountRoot::no ||
+                        record.appeared.may_hold(folder.descriptor());
+            else
+                stays = at_first == MountRoot::unknown; // as on a dead server
+            if (!stays && folder.is_open())
+                delete_folder(deletion, end.parent(), end.name(), std::move(folder), path);
+            else if (!stays)
+                log_not_opened(deletion, path, error);
+        }
+    } catch (const std::bad_alloc&) { // no exception may reach a C caller
+    }
+    if (stays)
+        log.error("ERR - still mounted, not deleted: %s\n", path);
+}
+
+void unmount_locally(_ixfs_control_t* handle, const _ixfs_mount_t& record)
+{
+    const char* const mount_point = record.mount_point;
     const Log log(handle, "_ixfs_umount()");
+    if (!is_absolute(log, mount_point))
+        return;
     log.info("INF - attempting to umount -f (%s)\n", mount_point);
     if (umount2(mount_point, MNT_FORCE) == -1)
         log.error("ERR - umount failed for %s, errno = %d\n", mount_point, errno);
     else
         log.info("INF - umount successful: %s\n", mount_point);
-    delete_mount_point(handle, log, mount_point);
+    delete_mount_point(handle, log, record);
 }
 
 ec_status fail(_ixfs_control_t* handle, _ixfs_mount_t* record, ec_status status)
@@ -73,7 +110,8 @@ ec_status run_unmount_command(_ixfs_control_t* handle, _ixfs_mount_t* record, co
     while (std::optional<HelperOutput> output = run.start()) {
         const int exit_status = read_answers(std::move(*output), log);
         if (record->mnt_path != nullptr) {
-            delete_mount_point(handle, log, record->mount_point);
+            if (is_absolute(log, record->mount_point))
+                delete_mount_point(handle, log, *record);
             record->mount_point[0] = '\0';
             log.info("INF - looking for mount path: %s\n", record->mnt_path.get());
             log.info("INF - unmounted mount path: %s\n", record->mnt_path.get());
@@ -90,7 +128,7 @@ ec_status run_unmount_command(_ixfs_control_t* handle, _ixfs_mount_t* record, co
 void _ixfs_no_unmount(_ixfs_control_t* handle, _ixfs_mount_t* record, ec_status status)
 {
     if (record != nullptr && record->mount_point[0] != '\0')
-        unmount_locally(handle, record->mount_point);
+        unmount_locally(handle, *record);
     _ixfs_mount_delete(record);
     handle->mount = nullptr;
     handle->last_status = status;

@@ -6,6 +6,7 @@
 #include "disk_checks.h"
 #include "etime_retry.h"
 #include "files.h"
+#include "folder_delete.h"
 #include "image_layout.h"
 #include "log.h"
 
@@ -90,10 +91,16 @@ void makeViewFolder(OpenView& view, const ImageLocation& location)
         log.info("INF - Using existing folder for view: %s\n", path);
 }
 
-// TODO
+// Removes the view folder with all that is in it, also what was there before.
 void delete_view_folder(const OpenView& view)
 {
-    _ixfs_folder_delete(view.handle(), view.place().path.text().c_str());
+    const Log log(view.handle(), folder_delete_tag);
+    const ImageFile& place = view.place();
+    const ImageFolder* const folder = view.image().folder(place.folder);
+    if (folder != nullptr)
+        delete_folder(log, folder->open.descriptor(), place.name.c_str(), place.path.display_str());
+    else
+        log_not_opened(log, place.path.display_str(), errno);
 }
 
 // What stands behind the last "/": descriptors name their data file without a folder.

@@ -22,6 +22,7 @@ public:
     }
 
     ~RealMount() { ::umount2(on_.c_str(), MNT_DETACH); } // where it still is
+    RealMount(RealMount&& other) noexcept : on_(std::exchange(other.on_, std::string())) {}
     RealMount(const RealMount&) = delete;
     RealMount& operator=(const RealMount&) = delete;
 

@@ -160,6 +160,8 @@ TEST_F(FolderDeletionFaults, LeaveNothingBehind)
         {fails(on_rmdir, EBUSY), 1},
         {fails(on_rmdir, ENOTEMPTY), 1},
         {fails_when_done(on_closedir, closedir, EINTR), makes_no_difference},
+        {fails(on_close, EIO), makes_no_difference},
+        {memory_is_null(), 1},
         {memory_throws(), 1},
     });
 }

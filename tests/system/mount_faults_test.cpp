@@ -45,7 +45,7 @@ const FaultCases mount_faults =
     record_faults + FaultCases{
                         {memory_throws(),
                          {{stage::has_mutex_to_mount, EC_MOUNT_DIRECTORY},
-                          {stage::runs_mount, makes_no_difference}}},
+                          {stage::has_mount_directory, makes_no_difference}}},
                         {mutex_has_no_memory(), EC_SYSTEM_ERROR},
                         {fails(on_mkdir, EACCES), EC_MOUNT_DIRECTORY},
                         {fails(on_mkdir, ENOSPC), EC_MOUNT_DIRECTORY},
@@ -82,7 +82,8 @@ FaultCases success_faults(const std::string& server)
                {only_once(fails(on_mkdir, ETIME)), makes_no_difference}, // there are 100 calls
                {for_good(fails(on_mkdir, ETIME)), EC_HELPER_FAILED},
                {fails(on_read, EIO),
-                {{stage::runs_mount, EC_SYSTEM_ERROR, MountedImage::is_left},
+                {{stage::has_mount_directory, makes_no_difference}, // the mount table's
+                 {stage::runs_mount, EC_SYSTEM_ERROR, MountedImage::is_left},
                  {stage::has_mount_point, makes_no_difference}}},
                {only_once(fails(on_read, EINTR)), makes_no_difference}, // it is read again
            };
@@ -110,8 +111,8 @@ protected:
 
 TEST_F(MountFaults, LeaveNothingBehind)
 {
-    sweep(mount_faults + mutex_faults + record_memory_faults + helper_start_faults +
-          success_faults(image.server) + watching_faults);
+    sweep(mount_faults + mount_table_faults + mutex_faults + record_memory_faults +
+          helper_start_faults + success_faults(image.server) + watching_faults);
 }
 
 class ValidatedMountFaults : public MountFaults
@@ -122,8 +123,8 @@ protected:
 
 TEST_F(ValidatedMountFaults, LeaveNothingBehind)
 {
-    sweep(mount_faults + mutex_faults + path_record_memory_faults + helper_start_faults +
-          success_faults(image.server) + watching_faults +
+    sweep(mount_faults + mount_table_faults + mutex_faults + path_record_memory_faults +
+          helper_start_faults + success_faults(image.server) + watching_faults +
           FaultCases{
               {fails(on_stat, EIO), EC_HELPER_FAILED},
               {fails(on_stat, ETIME), EC_HELPER_FAILED},
@@ -138,7 +139,8 @@ protected:
 
 TEST_F(BusyMountFaults, LeaveNothingBehind)
 {
-    sweep(mount_faults + mutex_faults + record_memory_faults + helper_start_faults +
+    sweep(mount_faults + mount_table_faults + mutex_faults + record_memory_faults +
+          helper_start_faults +
           FaultCases{
               {fails(on_read, EIO), makes_no_difference}, // nothing is mounted either way
               {only_once(sleep_is_interrupted()), makes_no_difference},
@@ -154,8 +156,8 @@ protected:
 
 TEST_F(DeadMountFaults, LeaveNothingBehind)
 {
-    sweep(mount_faults + and_nothing_behind(stage::has_mutex_to_mount, mutex_faults) +
-          path_record_memory_faults +
+    sweep(mount_faults + mount_table_faults +
+          and_nothing_behind(stage::has_mutex_to_mount, mutex_faults) + path_record_memory_faults +
           and_nothing_behind(stage::finds_mount_dead, helper_start_faults) +
           success_faults(image.server) + mount_point_removal_faults +
           FaultCases{

@@ -59,10 +59,18 @@ inline const FaultCases mount_point_removal_faults{
     {fails(interpose::on_rmdir, EBUSY), makes_no_difference},
 };
 
+// The look for what is mounted. Where it fails, the mount point stays, and nothing else is different.
+inline const FaultCases mount_table_faults{
+    {fails(interpose::on_open, EMFILE), makes_no_difference},
+    {fails(interpose::on_open, ENOENT), makes_no_difference}, // nothing is mounted on /proc
+    {fails(interpose::on_close, EIO), makes_no_difference},
+};
+
 // Lines that tell how far a mount or an unmount has come.
 namespace stage
 {
 inline constexpr char has_mutex_to_mount[] = "INF - base_name: /usr/varnis/var/ixfs, ";
+inline constexpr char has_mount_directory[] = "INF - Successfully setup mount directory: ";
 inline constexpr char runs_mount[] =
     "INF - running command - \"/usr/varnis/stowline/bin/ixfs\" mount ";
 inline constexpr char has_mount_path[] = "INF - response - MNTPATH=";

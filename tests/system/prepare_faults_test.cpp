@@ -72,7 +72,10 @@ constexpr char finds_file[] = "INF - SUCCESS ACE_OS::access(";
 constexpr char has_made_file[] = "INF - Created ";
 constexpr char has_copied_descriptor[] = "INF - Created new .desc file: ";
 constexpr char has_linked_data[] = "INF - Created link file: ";
-using stage::begins_unmount, stage::has_mount_point, stage::has_mutex_to_mount, stage::runs_mount;
+using stage::begins_unmount, stage::has_mount_directory, stage::has_mount_point,
+    stage::has_mutex_to_mount, stage::runs_mount;
+
+const auto is_mount_table = is_about("mountinfo");
 
 // Only a configuration is waited for, and what is to be made need not be there.
 Outcomes not_found(int config_result)
@@ -105,6 +108,7 @@ Outcomes short_of_memory(int folder_result)
 {
     return {
         {has_mutex_to_mount, EC_MOUNT_DIRECTORY},
+        {has_mount_directory, makes_no_difference},
         {has_mounted, threw_bad_alloc},
         {makes_view_folder, folder_result},
         {has_folder, threw_bad_alloc},
@@ -177,15 +181,18 @@ const FaultCases mount_faults{
 // descriptors.
 const FaultCases reading_faults{
     {fails(on_read, EIO),
-     {{at_start, EC_SYSTEM_ERROR, MountedImage::is_left},
+     {{has_mount_directory, makes_no_difference}, // the mount table's
+      {runs_mount, EC_SYSTEM_ERROR, MountedImage::is_left},
       {has_mount_point, makes_no_difference},
       {has_opened_config, EC_FILE_NOT_READ},
       {has_read_config, EC_FILE_NOT_COPIED},
       {begins_unmount, makes_no_difference}}},
     {only_once(fails(on_read, EINTR)), makes_no_difference},
-    {at_first(only_once(fails(on_open, EMFILE))), makes_no_difference},
-    {at_first(for_good(fails(on_open, EMFILE))), EC_FILE_NOT_OPENED},
-    {later(fails(on_open, EMFILE)),
+    {fails_where(on_open, EMFILE, is_mount_table), makes_no_difference},
+    {at_first(only_once(fails_where(on_open, EMFILE, unless(is_mount_table)))),
+     makes_no_difference},
+    {at_first(for_good(fails_where(on_open, EMFILE, unless(is_mount_table)))), EC_FILE_NOT_OPENED},
+    {later(fails_where(on_open, EMFILE, unless(is_mount_table))),
      {{finds_config, EC_FILE_NOT_OPENED}, {has_read_config, EC_FILE_NOT_COPIED}}},
     {fails(on_close, EIO), makes_no_difference},
 };

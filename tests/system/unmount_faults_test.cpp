@@ -43,6 +43,10 @@ const FaultCases unmount_faults{
     {time_fails(), makes_no_difference},
 };
 
+// Where memory is short, the mount point stays.
+const FaultCases removal_faults = mount_point_removal_faults + mount_table_faults +
+                                  FaultCases{{memory_throws(), makes_no_difference}};
+
 // No answer counts as success.
 const FaultCases lost_answer{
     {fails(on_read, EIO), makes_no_difference},
@@ -61,7 +65,7 @@ protected:
 
 TEST_F(UnmountOfAPathFaults, LeaveNothingBehind)
 {
-    sweep(unmount_faults + lost_answer + mount_point_removal_faults);
+    sweep(unmount_faults + lost_answer + removal_faults);
 }
 
 class FailingUnmountFaults : public UnmountFaults
@@ -72,7 +76,7 @@ protected:
 
 TEST_F(FailingUnmountFaults, LeaveNothingBehind)
 {
-    sweep(unmount_faults + mount_point_removal_faults +
+    sweep(unmount_faults + removal_faults +
           FaultCases{
               {fails(on_read, EIO),
                {{stage::runs_unmount, EC_OK, MountedImage::is_left},

@@ -1,5 +1,7 @@
+#include "child_process.h"
 #include "file_lines.h"
 #include "handle_test.h"
+#include "hidden_mounts.h"
 #include "interpose.h"
 #include "process_state.h"
 #include "real_mount.h"
@@ -11,8 +13,11 @@
 #include <algorithm>
 #include <cerrno>
 #include <filesystem>
+#include <optional>
 #include <string>
 #include <vector>
+
+#include <unistd.h>
 
 namespace
 {
@@ -38,6 +43,12 @@ Line not_removed_line(const std::string& path, int error)
                 "\n"};
 }
 
+Line not_opened_line(const std::string& path, int error)
+{
+    return {IXFS_LOG_ERR, tag,
+            "ERR - ACE_OS::opendir(" + path + ") failed, error = " + std::to_string(error) + "\n"};
+}
+
 // The lines of a whole tree's removal, in the order in which its folders list their entries.
 Lines removal_lines(const std::filesystem::path& folder)
 {
@@ -61,6 +72,11 @@ protected:
         return _ixfs_folder_delete(handle.get(), (dir / name).c_str());
     }
 
+    Line still_mounted_line(const std::string& name) const
+    {
+        return {IXFS_LOG_ERR, tag, "ERR - still mounted, not deleted: " + dir / name + "\n"};
+    }
+
     // Lets unlinking one file fail.
     auto refuse_unlink(const std::string& name, int error)
     {
@@ -72,6 +88,9 @@ protected:
                 return -1;
             });
     }
+
+    // Folders in folders, more than are open at once.
+    const std::string deep = "/s/s/s/s/s/s/s/s/s/s/s/s/s/s/s/s/s/s/s/s";
 
     TempDir dir;
     NoDescriptorsLeft no_descriptors_left;
@@ -199,13 +218,258 @@ TEST_F(FolderDelete, FolderOnWhichAFileSystemIsMountedStays)
     EXPECT_EQ(dir.read("stored/disk"), "data");
 }
 
-TEST_F(FolderDelete, FolderOfWhichTheKernelDoesNotTellIsRemoved)
+TEST_F(FolderDelete, FolderOfWhichTheKernelDoesNotTellIsRemovedWhenTheMountTableDoes)
 {
     dir.make_folder("d/s");
     const Lines expected = removal_lines(dir / "d");
     const auto stat = interpose::on_stat.fails(EIO);
     EXPECT_EQ(remove("d"), 0);
     EXPECT_EQ(log.take(), expected);
+}
+
+TEST_F(FolderDelete, MountIsFoundInTheMountTableOfAnOldKernel)
+{
+    dir.make_folder("d/mount");
+    dir.make_folder("d/s");
+    dir.make_folder("stored");
+    dir.write("stored/disk", "data");
+    const auto mounted = RealMount::bind(dir / "stored", dir / "d/mount");
+    const NoMountRoots old_kernel;
+    EXPECT_EQ(remove("d"), 1);
+    EXPECT_EQ(log.with_message(still_mounted_line("d/mount").message).size(), 1U);
+    EXPECT_EQ(log.lines().back(), not_removed_line(dir / "d", 39));
+    EXPECT_EQ(dir.read("stored/disk"), "data");
+    EXPECT_FALSE(dir.exists("d/s"));
+}
+
+TEST_F(FolderDelete, FolderOfWhichNothingTellsStays)
+{
+    dir.make_folder("d/s");
+    const NoMountRoots old_kernel;
+    const NoProcFile no_table("fdinfo/");
+    EXPECT_EQ(remove("d"), 1);
+    EXPECT_EQ(log.take(), (Lines{still_mounted_line("d/s"), not_removed_line(dir / "d", 39)}));
+}
+
+TEST_F(FolderDelete, MountThatComesBetweenLookAndOpeningStays)
+{
+    dir.make_folder("d/s");
+    dir.make_folder("stored");
+    dir.write("stored/disk", "data");
+    std::optional<RealMount> mounted;
+    const auto open = interpose::on_opendir([&](const char* path) -> std::optional<int> {
+        if (path == dir / "d/s" && !mounted)
+            mounted.emplace(RealMount::bind(dir / "stored", dir / "d/s"));
+        return std::nullopt;
+    });
+    EXPECT_EQ(remove("d"), 1);
+    EXPECT_EQ(log.take(), (Lines{still_mounted_line("d/s"), not_removed_line(dir / "d", 39)}));
+    EXPECT_EQ(dir.read("stored/disk"), "data");
+}
+
+TEST_F(FolderDelete, MountThatComesWhileTheFolderIsReadIsNotEntered)
+{
+    dir.make_folder("d/s");
+    dir.make_folder("stored");
+    dir.write("stored/disk", "data");
+    std::optional<RealMount> mounted;
+    const auto read = interpose::on_readdir([&](DIR*) -> std::optional<dirent*> {
+        if (!mounted)
+            mounted.emplace(RealMount::bind(dir / "stored", dir / "d"));
+        return std::nullopt;
+    });
+    EXPECT_EQ(remove("d"), 1);
+    EXPECT_EQ(log.take(), (Lines{found_folder_line(dir / "d/s"), removed_folder_line(dir / "d/s"),
+                                 not_removed_line(dir / "d", 16)}));
+    EXPECT_EQ(dir.read("stored/disk"), "data");
+}
+
+// What another process puts in a folder's place
+
+TEST_F(FolderDelete, LinkPutInAFoldersPlaceIsNotFollowed)
+{
+    dir.make_folder("d/s");
+    dir.make_folder("outside");
+    dir.write("outside/file", "bytes");
+    const auto unlink = interpose::on_unlink([&](const char* path) -> std::optional<int> {
+        if (path != dir / "d/s")
+            return std::nullopt;
+        std::filesystem::remove(path);
+        std::filesystem::create_directory_symlink(dir / "outside", path);
+        errno = EISDIR; // as of the folder that was there
+        return -1;
+    });
+    EXPECT_EQ(remove("d"), 1);
+    EXPECT_EQ(log.take(), (Lines{found_folder_line(dir / "d/s"), not_opened_line(dir / "d/s", 20),
+                                 not_removed_line(dir / "d", 39)}));
+    EXPECT_EQ(dir.read("outside/file"), "bytes");
+}
+
+TEST_F(FolderDelete, LinkInThePlaceOfAFolderThatIsBeingReadIsNotFollowed)
+{
+    dir.make_folder("d/s");
+    dir.write("d/s/file", "");
+    dir.make_folder("outside");
+    dir.write("outside/file", "bytes");
+    const auto unlink = interpose::on_unlink([&](const char* path) -> std::optional<int> {
+        if (path == dir / "d/s/file") {
+            std::filesystem::rename(dir / "d/s", dir / "moved");
+            std::filesystem::create_directory_symlink(dir / "outside", dir / "d/s");
+        }
+        return std::nullopt;
+    });
+    EXPECT_EQ(remove("d"), 1);
+    EXPECT_EQ(log.take(),
+              (Lines{found_folder_line(dir / "d/s"), removed_file_line(dir / "d/s/file"),
+                     not_removed_line(dir / "d/s", 20), not_removed_line(dir / "d", 39)}));
+    EXPECT_EQ(dir.read("outside/file"), "bytes");
+}
+
+TEST_F(FolderDelete, LinkThatIsGivenIsNotFollowed)
+{
+    dir.make_folder("outside");
+    dir.write("outside/file", "bytes");
+    std::filesystem::create_directory_symlink(dir / "outside", dir / "link");
+    for (const char* const name : {"link", "link/", "link//"}) {
+        EXPECT_EQ(remove(name), 1);
+        EXPECT_EQ(log.take(), Lines{not_opened_line(dir / name, 20)});
+    }
+    EXPECT_EQ(dir.read("outside/file"), "bytes");
+}
+
+TEST_F(FolderDelete, LinkAboveTheFolderIsFollowed)
+{
+    dir.make_folder("real/d");
+    std::filesystem::create_directory_symlink(dir / "real", dir / "link");
+    EXPECT_EQ(remove("link/d"), 0);
+    EXPECT_EQ(log.take(), Lines{removed_folder_line(dir / "link/d")});
+    EXPECT_FALSE(dir.exists("real/d"));
+}
+
+// Paths
+
+TEST_F(FolderDelete, SlashesBehindTheNameStayInTheMessages)
+{
+    dir.make_folder("d");
+    dir.write("d/f", "");
+    EXPECT_EQ(remove("d//"), 0);
+    EXPECT_EQ(log.take(),
+              (Lines{removed_file_line(dir / "d///f"), removed_folder_line(dir / "d//")}));
+}
+
+TEST_F(FolderDelete, PathWithoutANameIsEmptiedAndStays)
+{
+    dir.make_folder("d/s");
+    EXPECT_EQ(remove("d/."), 1);
+    EXPECT_EQ(log.take(),
+              (Lines{found_folder_line(dir / "d/./s"), removed_folder_line(dir / "d/./s"),
+                     not_removed_line(dir / "d/.", 22)}));
+    dir.make_folder("d/s");
+    dir.make_folder("d/t");
+    EXPECT_EQ(remove("d/s/.."), 1);
+    EXPECT_EQ(log.take().back(), not_removed_line(dir / "d/s/..", 2));
+    EXPECT_TRUE(std::filesystem::is_empty(dir / "d"));
+}
+
+TEST_F(FolderDelete, EmptyPathFailsToOpen)
+{
+    EXPECT_EQ(_ixfs_folder_delete(handle.get(), ""), 1);
+    EXPECT_EQ(log.take(), Lines{not_opened_line("", 2)});
+}
+
+TEST_F(FolderDelete, PathsAreRelativeToTheWorkingDirectoryAndTheRoot)
+{
+    for (const std::string path : {"d", "./d", "/d", "..", "/"}) {
+        dir.make_folder("d/s");
+        dir.make_folder("work");
+        ChildProcess child(STDERR_FILENO, [&](ChildProcess::Parent&) {
+            if (chroot(dir.path().c_str()) != 0 || chdir(path == ".." ? "/work" : "/") != 0)
+                return -1;
+            const Handle silent(ixfs_init(0, nullptr, nullptr, nullptr, nullptr));
+            return _ixfs_folder_delete(silent.get(), path.c_str());
+        });
+        const bool is_root = path == ".." || path == "/";
+        EXPECT_EQ(child.wait(), is_root ? 1 : 0) << path;
+        EXPECT_FALSE(dir.exists("d")) << path;
+        EXPECT_EQ(dir.exists("work"), !is_root) << path;
+    }
+}
+
+// Depth
+
+TEST_F(FolderDelete, WhatStaysInADeepTreeIsTriedOnce)
+{
+    dir.make_folder("d/stays/s");
+    dir.write("d/stays/f", "");
+    for (const std::string name : {"d/1", "d/2", "d/3"})
+        dir.make_folder(name + deep);
+    const auto unlink = refuse_unlink("d/stays/f", EACCES);
+    EXPECT_EQ(remove("d"), 1);
+    EXPECT_EQ(log.with_message(not_unlinked_line(dir / "d/stays/f", 13).message).size(), 1U);
+    EXPECT_EQ(log.with_message(found_folder_line(dir / "d/stays").message).size(), 1U);
+    EXPECT_EQ(log.lines().back(), not_removed_line(dir / "d", 39));
+    for (const char* const name : {"d/1", "d/2", "d/3"})
+        EXPECT_FALSE(dir.exists(name));
+}
+
+TEST_F(FolderDelete, MountInADeepTreeIsFoundOnce)
+{
+    dir.make_folder("d/mount");
+    for (const std::string name : {"d/1", "d/2"})
+        dir.make_folder(name + deep);
+    const auto mounted = RealMount::tmpfs(dir / "d/mount");
+    dir.write("d/mount/disk", "data");
+    EXPECT_EQ(remove("d"), 1);
+    EXPECT_EQ(log.with_message(still_mounted_line("d/mount").message).size(), 1U);
+    EXPECT_EQ(dir.read("d/mount/disk"), "data");
+}
+
+TEST_F(FolderDelete, DeepFolderThatIsMovedAwayEndsTheDeletion)
+{
+    dir.make_folder("d/1/2" + deep);
+    dir.write("d/1/2" + deep + "/file", "");
+    dir.make_folder("outside");
+    dir.write("outside/file", "bytes");
+    const auto unlink = interpose::on_unlink([&](const char* path) -> std::optional<int> {
+        if (std::filesystem::path(path).filename() == "file")
+            std::filesystem::rename(dir / "d/1/2", dir / "outside/2");
+        return std::nullopt;
+    });
+    EXPECT_EQ(remove("d"), 1);
+    EXPECT_EQ(log.lines().back(), not_opened_line(dir / "d/1", 116));
+    EXPECT_EQ(dir.read("outside/file"), "bytes");
+    EXPECT_TRUE(dir.exists("d/1"));
+}
+
+TEST_F(FolderDelete, DeepFolderThatCannotBeOpenedAgainEndsTheDeletion)
+{
+    dir.make_folder("d" + deep);
+    const auto open = interpose::on_opendir([](const char* path) -> std::optional<int> {
+        if (std::filesystem::path(path).filename() != "..")
+            return std::nullopt;
+        errno = EMFILE;
+        return -1;
+    });
+    EXPECT_EQ(remove("d"), 1);
+    EXPECT_EQ(open.calls(), 23) << "the folder that holds d, 21 folders, and a way up";
+    const Lines lines = log.lines();
+    const auto& last = lines.back().message;
+    EXPECT_EQ(last.find("ERR - ACE_OS::opendir(" + dir / "d" + "/s/s"), 0U);
+    EXPECT_NE(last.find(") failed, error = 24\n"), std::string::npos);
+}
+
+TEST_F(FolderDelete, LongPathIsCutInEveryMessage)
+{
+    std::string path = "d";
+    for (int depth = 0; depth < 15; ++depth)
+        path += "/" + std::string(200, 'x');
+    dir.make_folder(path);
+    const Lines expected = removal_lines(dir / "d");
+    EXPECT_EQ(remove("d"), 0);
+    const Lines lines = log.take();
+    ASSERT_EQ(lines.size(), expected.size());
+    for (std::size_t i = 0; i < lines.size(); ++i)
+        EXPECT_EQ(lines[i].message, expected[i].message.substr(0, 2047));
 }
 
 TEST_F(FolderDelete, SymbolicLinksAreRemovedAndNotFollowed)

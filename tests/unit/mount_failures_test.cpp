@@ -182,7 +182,7 @@ TEST_F(MountFailures, MountThatCannotBeLookedInto)
     int looks = 0;
     {
         auto stat = interpose::on_stat([&](const char* path, struct stat*) {
-            looks += path == image / "backups";
+            looks += path == image / "backups" && helper.runs().size() == 1;
             errno = ETIME;
             return std::optional<int>(-1);
         });

@@ -1,6 +1,7 @@
 #include "image_test.h"
 #include "interpose.h"
 #include "memory_shortage.h"
+#include "real_mount.h"
 #include "record_view.h"
 
 #include <gmock/gmock.h>
@@ -210,13 +211,8 @@ TEST_F(Prepare, ResultOfTheUnmountIsIgnored)
 {
     add_disk("a");
     helper.answers({{"MOUNTPOINT=" + mount_point.path(), "EXIT_STATUS=0"}, {"EXIT_STATUS=5"}});
+    const auto mounted = RealMount::bind(mount_point.path(), mount_point.path());
     auto umount2 = interpose::on_umount2.fails(EBUSY);
-    auto unknown = interpose::on_stat([this](const char* path, struct stat*) {
-        if (path != mount_point.path())
-            return std::optional<int>();
-        errno = EIO; // it may be mounted still, so nothing is deleted
-        return std::optional<int>(-1);
-    });
     EXPECT_EQ(prepare(), EC_OK);
     EXPECT_EQ(umount2.calls(), 1);
     EXPECT_TRUE(mount_point.exists("."));

@@ -3,6 +3,7 @@
 #include "process_state.h"
 #include "real_mount.h"
 #include "record_view.h"
+#include "working_directory.h"
 
 #include <string>
 #include <utility>
@@ -118,6 +119,40 @@ TEST_F(UnmountFallback, OneOfTwoMountsOnTheSameFolderKeepsItsFiles)
     EXPECT_EQ(ixfs_unmount(handle.get()), EC_HELPER_FAILED);
     EXPECT_EQ(log.with_tag("_ixfs_umount()"), (Lines{attempt(), unmounted(), still_mounted()}));
     EXPECT_EQ(image.read("kept"), "text");
+}
+
+TEST_F(UnmountFallback, MountPointThatIsNoAbsolutePathIsLeftAlone)
+{
+    const WorkingDirectory working_directory(image.path());
+    image.make_folder("data");
+    helper.answers({{"MOUNTPOINT=data", "EXIT_STATUS=0"}});
+    ASSERT_NE(mount(), nullptr);
+    helper.answers({{"EXIT_STATUS=3"}});
+    const auto umount2 = interpose::on_umount2.watch();
+    EXPECT_EQ(ixfs_unmount(handle.get()), EC_HELPER_FAILED);
+    EXPECT_EQ(umount2.calls(), 0);
+    EXPECT_EQ(log.with_tag("_ixfs_umount()"),
+              Lines{local_unmount_says.error("ERR - not an absolute path, not deleted: data")});
+    EXPECT_EQ(log.with_tag("_ixfs_folder_delete()"), Lines{});
+    EXPECT_TRUE(image.exists("data"));
+    expect_no_mount(EC_HELPER_FAILED);
+}
+
+TEST_F(UnmountFallback, FolderOfTheImageThatStaysMountedIsKept)
+{
+    helper.does("[ $1 = umount ] || { mount -t tmpfs ixfs-test '" + image.path() + "'; mkdir -p '" +
+                image / "inner/backups" + "'; }");
+    helper.answers({{"MOUNTPOINT=" + image / "inner", "EXIT_STATUS=0"}});
+    ASSERT_NE(mount(), nullptr);
+    helper.answers({{"EXIT_STATUS=3"}});
+    EXPECT_EQ(ixfs_unmount(handle.get()), EC_HELPER_FAILED);
+    const std::string folder = image / "inner";
+    EXPECT_EQ(log.with_tag("_ixfs_umount()"),
+              (Lines{local_unmount_says.info("INF - attempting to umount -f (" + folder + ")"),
+                     local_unmount_says.error("ERR - umount failed for " + folder + ", errno = 22"),
+                     local_unmount_says.error("ERR - still mounted, not deleted: " + folder)}));
+    EXPECT_TRUE(image.exists("inner/backups"));
+    ::umount2(image.path().c_str(), MNT_DETACH);
 }
 
 TEST_F(UnmountFallback, HelperThatCannotBeStarted)

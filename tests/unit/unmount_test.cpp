@@ -1,12 +1,18 @@
 // Unmounting through the helper.
 #include "fake_time.h"
+#include "hidden_mounts.h"
 #include "mount_fixture.h"
 #include "process_state.h"
 #include "real_mount.h"
 #include "record_view.h"
+#include "working_directory.h"
 
+#include <filesystem>
+#include <optional>
 #include <string>
 #include <vector>
+
+#include <sys/mount.h>
 
 namespace
 {
@@ -26,6 +32,21 @@ protected:
     {
         return {found_folder_line(image / "backups"), removed_folder_line(image / "backups"),
                 removed_folder_line(image.path())};
+    }
+
+    Line still_mounted(const std::string& folder = "") const
+    {
+        return unmount_says.error("ERR - still mounted, not deleted: " + image.path() + folder);
+    }
+
+    // Mounts by a helper that mounts a file system on the image, and tells of a folder in it.
+    void given_folder_of_image()
+    {
+        helper.does("[ $1 = umount ] || { mount -t tmpfs ixfs-test '" + image.path() +
+                    "'; mkdir -p '" + image / "inner/backups" + "'; }");
+        helper.answers({{"MNTPATH=/m/x", "MOUNTPOINT=" + image / "inner", "EXIT_STATUS=0"}});
+        ASSERT_NE(mount(), nullptr);
+        ASSERT_TRUE(image.exists("inner/backups"));
     }
 
     const Lines mount_path_lines{unmount_says.info("INF - looking for mount path: m/x"),
@@ -243,26 +264,181 @@ TEST_F(Unmount, WithMountPathDeletesNothingThatIsBoundThere)
     EXPECT_EQ(stored.read("backups/disk"), "data");
 }
 
-TEST_F(Unmount, WithMountPathDeletesNothingWhenTheMountPointCannotBeLookedAt)
+TEST_F(Unmount, WithMountPathTheMountTableDecidesWhereTheKernelDoesNotTell)
+{
+    for (const bool is_mounted : {true, false}) {
+        image.make_folder("backups");
+        std::optional<RealMount> mounted;
+        if (is_mounted)
+            mounted.emplace(RealMount::bind(image.path(), image.path()));
+        given_mount(mounts_image_with_path());
+        const NoMountRoots old_kernel;
+        EXPECT_EQ(ixfs_unmount(handle.get()), EC_OK);
+        EXPECT_EQ(image.exists("backups"), is_mounted);
+        EXPECT_EQ(log.with_message(still_mounted().message).size(), is_mounted ? 1U : 0U);
+    }
+}
+
+TEST_F(Unmount, WithMountPathTheMountTableDecidesWhereTheLookFails)
 {
     given_mount(mounts_image_with_path());
     {
         const auto stat = interpose::on_stat.fails(EIO);
         EXPECT_EQ(ixfs_unmount(handle.get()), EC_OK);
     }
-    EXPECT_EQ(log.with_message("ERR - still mounted, not deleted: " + image.path() + "\n").size(),
-              1U);
-    EXPECT_TRUE(image.exists("backups"));
+    EXPECT_EQ(log.lines_here(),
+              lines_of_first_run({"EXIT_STATUS=0"}) + lines_of_deletion() + mount_path_lines);
 }
 
-TEST_F(Unmount, WithMountPathDeletesNothingWhenTheKernelCannotTellMountsApart)
+TEST_F(Unmount, WithMountPathDeletesNothingWhenTheMountPointCannotBeLookedAt)
 {
     given_mount(mounts_image_with_path());
     {
-        const auto stat = interpose::on_stat.returns(0); // which tells of no mounts
+        const auto stat = interpose::on_stat.fails(EIO);
+        const NoProcFile no_table("fdinfo/");
         EXPECT_EQ(ixfs_unmount(handle.get()), EC_OK);
     }
+    EXPECT_EQ(log.lines_here(),
+              lines_of_first_run({"EXIT_STATUS=0"}) + still_mounted() + mount_path_lines);
     EXPECT_TRUE(image.exists("backups"));
+}
+
+TEST_F(Unmount, WithMountPathDeletesNothingWhenTheMountPointCannotBeOpenedEither)
+{
+    given_mount(mounts_image_with_path());
+    {
+        const auto stat = interpose::on_stat.fails(ENOTCONN);
+        const auto open = interpose::on_opendir.fails(ENOTCONN);
+        EXPECT_EQ(ixfs_unmount(handle.get()), EC_OK);
+    }
+    EXPECT_EQ(log.lines_here(),
+              lines_of_first_run({"EXIT_STATUS=0"}) + still_mounted() + mount_path_lines);
+}
+
+TEST_F(Unmount, WithMountPathDoesNotOpenWhatIsStillMounted)
+{
+    const auto mounted = RealMount::tmpfs(image.path());
+    image.make_folder("backups");
+    given_mount(mounts_image_with_path());
+    const auto open = interpose::on_opendir.watch();
+    EXPECT_EQ(ixfs_unmount(handle.get()), EC_OK);
+    EXPECT_EQ(open.calls(), 0) << "its server may hang";
+}
+
+TEST_F(Unmount, WithMountPathDeletesNothingThroughAMountThatComesBehindTheLook)
+{
+    given_mount(mounts_image_with_path());
+    const TempDir stored;
+    stored.write("disk", "data");
+    std::optional<RealMount> mounted;
+    {
+        const auto open = interpose::on_opendir([&](const char* path) -> std::optional<int> {
+            if (path == image.path() && !mounted)
+                mounted.emplace(RealMount::bind(stored.path(), image.path()));
+            return std::nullopt;
+        });
+        EXPECT_EQ(ixfs_unmount(handle.get()), EC_OK);
+    }
+    EXPECT_EQ(log.lines_here(),
+              lines_of_first_run({"EXIT_STATUS=0"}) + still_mounted() + mount_path_lines);
+    EXPECT_EQ(stored.read("disk"), "data");
+}
+
+TEST_F(Unmount, WithMountPathDoesNotFollowALinkThatIsTheMountPoint)
+{
+    const std::string link = image / "link";
+    const TempDir outside;
+    outside.make_folder("backups");
+    std::filesystem::create_directory_symlink(outside.path(), link);
+    helper.answers({{"MNTPATH=/m/x", "MOUNTPOINT=" + link, "EXIT_STATUS=0"}});
+    ASSERT_NE(mount(), nullptr);
+    EXPECT_EQ(ixfs_unmount(handle.get()), EC_OK);
+    EXPECT_EQ(
+        log.with_tag("_ixfs_folder_delete()"),
+        Lines{folder_delete_says.error("ERR - ACE_OS::opendir(" + link + ") failed, error = 20")});
+    EXPECT_TRUE(outside.exists("backups"));
+}
+
+// A mount point inside of what the helper mounted
+
+TEST_F(Unmount, WithMountPathKeepsAFolderOfTheFileSystemThatTheHelperMounted)
+{
+    given_folder_of_image();
+    EXPECT_EQ(ixfs_unmount(handle.get()), EC_OK);
+    EXPECT_EQ(log.with_message(still_mounted("/inner").message), Lines{still_mounted("/inner")});
+    EXPECT_TRUE(image.exists("inner/backups"));
+    umount2(image.path().c_str(), MNT_DETACH);
+}
+
+TEST_F(Unmount, WithMountPathKeepsItWhenTheHelperMountedInAnOlderMountsPlace)
+{
+    std::filesystem::create_directory(mount_directory);
+    const auto stale = RealMount::tmpfs(mount_directory);
+    const std::string folder = std::string(mount_directory) + "/inner";
+    helper.does("[ $1 = umount ] || { umount " + std::string(mount_directory) +
+                "; mount -t tmpfs ixfs-test " + mount_directory + "; mkdir -p " + folder +
+                "/backups; }");
+    helper.answers({{"MNTPATH=/m/x", "MOUNTPOINT=" + folder, "EXIT_STATUS=0"}});
+    ASSERT_NE(mount(), nullptr);
+    EXPECT_EQ(ixfs_unmount(handle.get()), EC_OK);
+    EXPECT_TRUE(std::filesystem::exists(folder + "/backups"));
+}
+
+TEST_F(Unmount, WithMountPathDeletesTheFolderBelowWhenTheImageIsGone)
+{
+    image.make_folder("inner/below");
+    given_folder_of_image();
+    helper.does("umount '" + image.path() + "'");
+    EXPECT_EQ(ixfs_unmount(handle.get()), EC_OK);
+    EXPECT_TRUE(image.exists("backups"));
+    EXPECT_FALSE(image.exists("inner"));
+}
+
+TEST_F(Unmount, WithMountPathDeletesAFolderOfAnOlderMount)
+{
+    const auto mounted = RealMount::tmpfs(image.path());
+    image.make_folder("inner/backups");
+    helper.does("mount -o remount,noatime '" + image.path() + "'");
+    helper.answers({{"MNTPATH=/m/x", "MOUNTPOINT=" + image / "inner", "EXIT_STATUS=0"}});
+    ASSERT_NE(mount(), nullptr);
+    EXPECT_EQ(ixfs_unmount(handle.get()), EC_OK);
+    EXPECT_FALSE(image.exists("inner"));
+    EXPECT_TRUE(image.exists("."));
+}
+
+TEST_F(Unmount, WithMountPathDeletesNothingWhenTheMountTableCannotBeRead)
+{
+    for (const bool at_mount : {true, false}) {
+        image.make_folder("backups");
+        std::optional<NoProcFile> no_table;
+        if (at_mount)
+            no_table.emplace("mountinfo");
+        given_mount(mounts_image_with_path());
+        if (!at_mount)
+            no_table.emplace("fdinfo/");
+        EXPECT_EQ(ixfs_unmount(handle.get()), EC_OK);
+        EXPECT_EQ(log.lines_here(),
+                  lines_of_first_run({"EXIT_STATUS=0"}) + still_mounted() + mount_path_lines);
+        EXPECT_TRUE(image.exists("backups"));
+    }
+}
+
+// A mount point that is no absolute path
+
+TEST_F(Unmount, WithMountPathDeletesNothingInTheWorkingDirectory)
+{
+    const WorkingDirectory working_directory(image.path());
+    image.make_folder("data/backups");
+    helper.answers({{"MNTPATH=/m/x", "MOUNTPOINT=data", "EXIT_STATUS=0"}});
+    ASSERT_NE(mount(), nullptr);
+    log.take();
+    EXPECT_EQ(ixfs_unmount(handle.get()), EC_OK);
+    EXPECT_EQ(log.with_tag("_ixfs_folder_delete()"), Lines{});
+    EXPECT_EQ(log.with_message("ERR - not an absolute path, not deleted: data\n"),
+              Lines{unmount_says.error("ERR - not an absolute path, not deleted: data")});
+    const Lines lines = log.with_tag("ixfs_unmount()");
+    EXPECT_EQ(Lines(lines.end() - 2, lines.end()), mount_path_lines);
+    EXPECT_TRUE(image.exists("data/backups"));
 }
 
 TEST_F(Unmount, WithMountPathDeletesAMountPointThatTheHelperUnmounted)
