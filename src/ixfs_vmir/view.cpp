@@ -11,6 +11,7 @@
 #include "log.h"
 
 #include <sys/stat.h>
+#include <utility>
 
 namespace
 {
@@ -91,16 +92,20 @@ void makeViewFolder(OpenView& view, const ImageLocation& location)
         log.info("INF - Using existing folder for view: %s\n", path);
 }
 
-// Removes the view folder with all that is in it, also what was there before.
-void delete_view_folder(const OpenView& view)
+// Removes the view folder with all that is in it, also what was there before. It is the folder that
+// the disks were put into, whatever has its name by now.
+void delete_view_folder(OpenView& view)
 {
     const Log log(view.handle(), folder_delete_tag);
     const ImageFile& place = view.place();
-    const ImageFolder* const folder = view.image().folder(place.folder);
-    if (folder != nullptr)
-        delete_folder(log, folder->open.descriptor(), place.name.c_str(), place.path.display_str());
+    const char* const path = place.path.display_str();
+    OpenFile folder = view.open() ? open_folder(view.folder(), ".") : OpenFile();
+    const ImageFolder* const around =
+        folder.is_open() ? view.image().folder(place.folder) : nullptr;
+    if (around == nullptr)
+        log_not_opened(log, path, errno);
     else
-        log_not_opened(log, place.path.display_str(), errno);
+        delete_folder(log, around->open.descriptor(), place.name.c_str(), std::move(folder), path);
 }
 
 // What stands behind the last "/": descriptors name their data file without a folder.
