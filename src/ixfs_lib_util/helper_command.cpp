@@ -11,11 +11,26 @@ namespace
 // Quoted for the shell.
 #define IXFS_HELPER R"("/usr/varnis/stowline/bin/ixfs")"
 
-// A clock that can't be read ends a wait, too.
+constexpr std::time_t no_time = -1;
+
+// Whole seconds of the clock that nobody can set; no_time if it can't be read.
+std::time_t seconds_now()
+{
+    timespec now{};
+    return clock_gettime(CLOCK_MONOTONIC, &now) == 0 ? now.tv_sec : no_time;
+}
+
+// A clock that can't be read ends a wait at once.
+std::time_t end_of_wait(int seconds)
+{
+    const std::time_t now = seconds_now();
+    return now != no_time ? now + seconds : no_time;
+}
+
 bool is_before(std::time_t end)
 {
-    const std::time_t now = std::time(nullptr);
-    return now != -1 && now < end;
+    const std::time_t now = seconds_now();
+    return now != no_time && now < end;
 }
 
 // Returns the next character, or EOF. A signal that interrupts the reading ends nothing.
@@ -111,7 +126,7 @@ bool HelperOutput::read_line()
 }
 
 HelperRun::HelperRun(const Log& log, const HelperCommand& command, int timeout)
-    : log_(log), command_(command), end_(std::time(nullptr) + timeout)
+    : log_(log), command_(command), end_(end_of_wait(timeout))
 {
 }
 

@@ -75,7 +75,8 @@ private:
 class HelperRun
 {
 public:
-    // `timeout` says for how many seconds from now a busy server is tried again.
+    // `timeout` says for how many seconds from now a busy server is tried again. Setting the
+    // system's clock does not change that.
     HelperRun(const Log& log, const HelperCommand& command, int timeout);
 
     // Starts the helper. Returns nothing if it cannot be started; the reason was logged, and
@@ -93,7 +94,7 @@ public:
 private:
     const Log& log_;
     const HelperCommand& command_;
-    std::time_t end_; // of trying again
+    std::time_t end_; // of trying again, by the monotonic clock
     ec_status status_ = EC_OK;
 };
 

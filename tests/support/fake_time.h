@@ -7,8 +7,9 @@
 #include <vector>
 
 // Stands in for all clocks and sleeps of the thread that makes it: the time, which the clocks agree
-// on, stands still but for sleeps, which end at once and let it go on by what was asked for. The
-// program ends at once where that thread would really wait until some time, or another one sleeps.
+// on unless somebody sets the wall clock, stands still but for sleeps, which end at once and let it
+// go on by what was asked for. The program ends at once where that thread would really wait until
+// some time, or another one sleeps.
 // Holds on_time and on_sleep.
 class FakeClock
 {
@@ -28,7 +29,15 @@ public:
     // Lets time pass otherwise than by a sleep.
     void advance(time_t seconds) { now_.tv_sec += seconds; }
 
+    // Sets the clock that people read forward, or back where the number is negative.
+    void set_wall_clock_by(time_t seconds) { wall_clock_is_ahead_ += seconds; }
+
 private:
+    static bool is_wall_clock(clockid_t clock)
+    {
+        return clock == CLOCK_REALTIME || clock == CLOCK_REALTIME_COARSE || clock == CLOCK_TAI;
+    }
+
     std::optional<int> answer(const timespec& wanted)
     {
         if (pthread_equal(thread_, pthread_self()) != 0) {
@@ -51,12 +60,15 @@ private:
     }
 
     timespec now_;
+    time_t wall_clock_is_ahead_ = 0; // seconds
     OtherThreads others_;
     std::vector<double> sleeps_;
     pthread_t thread_ = pthread_self();
     decltype(interpose::on_time)::Hook time_ =
-        interpose::on_time([this](clockid_t, timespec* now) -> std::optional<int> {
+        interpose::on_time([this](clockid_t clock, timespec* now) -> std::optional<int> {
             *now = now_;
+            if (is_wall_clock(clock))
+                now->tv_sec += wall_clock_is_ahead_;
             return 0;
         });
     decltype(interpose::on_sleep)::Hook sleep_ =

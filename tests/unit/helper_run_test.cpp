@@ -5,6 +5,7 @@
 
 #include <set>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include <fcntl.h>
@@ -107,6 +108,39 @@ TEST_F(HelperRun, LastSecondOfTheTimeoutIsOver)
     EXPECT_EQ(helper.runs().size(), 1U);
     mount(6);
     EXPECT_EQ(helper.runs().size(), 3U);
+}
+
+// By an hour, at each run of the helper.
+TEST_F(HelperRun, WallClockThatIsSetChangesNothing)
+{
+    for (const time_t by : {-3600, 3600}) {
+        FakeClock clock;
+        auto runs = interpose::on_popen([&](const char*, const char*) -> std::optional<FILE*> {
+            clock.set_wall_clock_by(by);
+            return std::nullopt;
+        });
+        helper.answers({busy, busy, busy, busy, busy, {"EXIT_STATUS=3"}});
+        EXPECT_EQ(mount(3), nullptr);
+        EXPECT_EQ(runs.calls(), 4);
+        EXPECT_EQ(clock.sleeps(), (std::vector<double>{1, 1, 1}));
+        EXPECT_EQ(log.with_message("ERR - timeout period exceeded\n").size(), 1U);
+        log.take();
+    }
+}
+
+TEST_F(HelperRun, ClockThatCannotBeReadAtTheStartEndsTheTrying)
+{
+    helper.answers({busy, {"EXIT_STATUS=0"}});
+    bool first = true;
+    const auto just_booted = interpose::on_time([&](clockid_t, timespec* now) {
+        *now = {1, 0};
+        return std::optional<int>(std::exchange(first, false) ? interpose::on_time.failed(EINVAL)
+                                                              : 0);
+    });
+    const auto sleep = interpose::on_sleep.returns(0);
+    EXPECT_EQ(mount(), nullptr);
+    EXPECT_EQ(log.with_message("ERR - timeout period exceeded\n").size(), 1U);
+    EXPECT_EQ(helper.runs().size(), 1U);
 }
 
 TEST_F(HelperRun, ClockThatCannotBeReadAnyMoreEndsTheTrying)
