@@ -16,6 +16,12 @@
  *  1. Handles. Functions take the handle that ixfs_init gave. One thread uses a handle at a time;
  *     different handles may be used on different threads at once. "The handle's thread" below is
  *     the thread that uses the handle at the time.
+ *     A handle belongs to the process that made it. In a forked child it is an inherited handle:
+ *     ixfs_mount, ixfs_unmount, ixfs_recreate_minimal_context, ixfs_last_error and _ixfs_view_lock
+ *     answer as for an invalid handle, and log and record nothing. ixfs_term and _ixfs_view_delete
+ *     free memory there and wait for nobody; mount, helper and locks stay as they are. Only what
+ *     the mount shares with its validation thread stays allocated. A child that was forked in a
+ *     callback must not return from it. A child may make handles of its own.
  *  2. Two styles of failure. ixfs_mount, ixfs_unmount and ixfs_recreate_minimal_context record the
  *     reason in the handle, where ixfs_last_error reads it. The file and view operations do not
  *     set it, and throw only if their comment says so. Their result and the log report failures.
@@ -171,16 +177,18 @@ IXFS_API _ixfs_control_t* ixfs_init(int flags, void* log_context, ixfs_log_callb
                                     ixfs_job_log_callback job_log_callback, void* job_log_context);
 
 /* Returns 1 when `handle` is null or does not begin with a handle's mark, else 0. Do not pass a
- * handle after ixfs_term: its memory is freed. Logs nothing. */
+ * handle after ixfs_term: its memory is freed. An inherited handle has its mark. Logs nothing. */
 IXFS_API int _ixfs_is_invalid(const _ixfs_control_t* handle);
 
 /* Returns the status of the last failure recorded on the handle, EC_OK after ixfs_init, or
- * EC_INVALID_PARAMETER for an invalid handle. A success does not clear it, and reading does not
- * clear it; only ixfs_unmount with nothing mounted does. Logs nothing. The handle's thread. */
+ * EC_INVALID_PARAMETER for an invalid or inherited handle. A success does not clear it, and reading
+ * does not clear it; only ixfs_unmount with nothing mounted does. Logs nothing. The handle's
+ * thread. */
 IXFS_API ec_status ixfs_last_error(const _ixfs_control_t* handle);
 
 /* Ends a handle: deletes its views (which releases their locks), unmounts, frees it. An invalid
- * handle is left alone. The files of a view stay in the image.
+ * handle is left alone. The files of a view stay in the image. An inherited handle is only freed,
+ * with its views: nothing is unmounted, unlocked, waited for or logged.
  *
  * If there is a mount, ixfs_term does what ixfs_unmount does. It waits and logs in the same way,
  * and the status is lost. Call ixfs_unmount first if the result matters. With nothing mounted,
@@ -250,9 +258,9 @@ IXFS_API extern char g_lc_time[256];
  *   EC_MOUNT_DIRECTORY    the mount directory could not be made
  *   EC_HELPER_FAILED      the helper's exit status; or a mount without "backups", which is
  *                         unmounted again
- * An invalid handle: null, nothing recorded or logged. All other failures are logged with severity
- * IXFS_LOG_ERR. Two have IXFS_LOG_INF: no memory for the mutex object, and a mount directory that
- * cannot be made.
+ * An invalid or inherited handle: null, nothing recorded or logged. All other failures are logged
+ * with severity IXFS_LOG_ERR. Two have IXFS_LOG_INF: no memory for the mutex object, and a mount
+ * directory that cannot be made.
  *
  * After a failure other than EC_ALREADY_MOUNTED the handle has no mount. The mount directory stays
  * on disk. Two mounts are undone, and their mount point is removed: one without "backups", and one
@@ -281,13 +289,15 @@ IXFS_API char* ixfs_mount(_ixfs_control_t* handle, const char* mount_cred, const
  *                         mount; or the server stayed too busy for the mount's timeout. So the
  *                         mount may still be there. Also when nothing was mounted; only this clears
  *                         the last status
- *   EC_INVALID_PARAMETER  invalid handle; no mount point, as after ixfs_recreate_minimal_context;
- *                         no unmount credential, with IXFS_FLAG_UNMOUNT_CRED
+ *   EC_INVALID_PARAMETER  invalid or inherited handle; no mount point, as after
+ *                         ixfs_recreate_minimal_context; no unmount credential, with
+ *                         IXFS_FLAG_UNMOUNT_CRED
  *   EC_SYSTEM_ERROR       the mutex; no shell for the helper
  *   EC_HELPER_FAILED      any other exit status
  * A failure becomes the last status and is logged with severity IXFS_LOG_ERR; an invalid handle is
- * not logged. Two lines of every unmount have that severity, too. With IXFS_FLAG_UNMOUNT_CRED the
- * log shows a shortened command line. An invalid handle that is not null is written to; do not pass
+ * not logged. An inherited handle is neither logged nor written to, and keeps its copy of the
+ * record. Two lines of every unmount have that severity, too. With IXFS_FLAG_UNMOUNT_CRED the log
+ * shows a shortened command line. An invalid handle that is not null is written to; do not pass
  * one. The handle's thread.
  */
 IXFS_API ec_status ixfs_unmount(_ixfs_control_t* handle);
@@ -302,10 +312,10 @@ IXFS_API ec_status ixfs_unmount(_ixfs_control_t* handle);
  * First six arguments as in ixfs_mount. mnt_path: the mount path the helper once reported; may be
  * empty, not null.
  *
- * Returns 0, with the last status unchanged. -1 for an invalid handle (nothing recorded), for
- * EC_ALREADY_MOUNTED and for the failures that ixfs_mount shares; EC_INVALID_PARAMETER for a null
- * mnt_path, after which the incomplete record stays in the handle; EC_NO_MEMORY when it cannot be
- * copied. Failures are logged as by ixfs_mount. The handle's thread.
+ * Returns 0, with the last status unchanged. -1 for an invalid or inherited handle (nothing
+ * recorded), for EC_ALREADY_MOUNTED and for the failures that ixfs_mount shares;
+ * EC_INVALID_PARAMETER for a null mnt_path, after which the incomplete record stays in the handle;
+ * EC_NO_MEMORY when it cannot be copied. Failures are logged as by ixfs_mount. The handle's thread.
  *
  * The record has no mount point, so a later ixfs_unmount frees it, logs and returns
  * EC_INVALID_PARAMETER.
@@ -395,7 +405,8 @@ IXFS_API _ixfs_view_t* _ixfs_view_create(_ixfs_control_t* handle);
 
 /* Unlinks a view from the handle's list, gives up its lock (which deletes the lock for the whole
  * host), frees its lists and the record. Nothing happens when either argument is null. Logs
- * nothing. The view's folder and files stay. The handle's thread. */
+ * nothing. The view's folder and files stay. Of an inherited handle's view only memory is freed;
+ * the lock stays as it is. The handle's thread. */
 IXFS_API void _ixfs_view_delete(_ixfs_control_t* handle, _ixfs_view_t* view);
 
 /* Gives a view a base name and holds a host-wide lock for it until the view is deleted.
@@ -408,8 +419,8 @@ IXFS_API void _ixfs_view_delete(_ixfs_control_t* handle, _ixfs_view_t* view);
  *
  * Never waits: each attempt tries the next number. An attempt that fails logs a line of severity
  * IXFS_LOG_WRN and removes the lock that it failed on, even when another process holds it. Returns
- * 1, or 0 with a line of severity IXFS_LOG_ERR. The line with the host's name has this severity,
- * too, but is not a failure.
+ * 1, or 0 with a line of severity IXFS_LOG_ERR; for an inherited handle 0 without a line, and
+ * base_name untouched. The line with the host's name has this severity, too, but is not a failure.
  *
  * After a failure a view without a lock still has none. A view that already has a lock keeps it,
  * tries no other, and gets number 0. It keeps it also if the host has no name. The handle's thread.

@@ -7,6 +7,7 @@
 #include <cstdlib>
 #include <memory>
 #include <new>
+#include <utility>
 
 namespace
 {
@@ -35,6 +36,18 @@ void free_name_groups(_ixfs_name_group_t* group)
     }
 }
 
+void end_mount(_ixfs_control_t* handle)
+{
+    if (is_inherited(handle)) {
+        _ixfs_mount_delete(std::exchange(handle->mount, nullptr));
+        return; // its threads were not copied, and the gate may be locked by one of them
+    }
+    ixfs_unmount(handle); // with nothing mounted it only clears the last status
+    // The threads of this and earlier mounts may still be running. They keep the gate, not the
+    // handle, so the handle can go at once.
+    handle->gate->close();
+}
+
 } // namespace
 
 _ixfs_control_t* ixfs_init(int flags, void* log_context, ixfs_log_callback log_callback,
@@ -53,6 +66,7 @@ _ixfs_control_t* ixfs_init(int flags, void* log_context, ixfs_log_callback log_c
     handle->job_log_context = job_log_context;
     handle->flags = flags;
     handle->last_status = EC_OK;
+    handle->maker = this_process();
     _ixfs_log_init();
     return handle.release();
 }
@@ -63,9 +77,16 @@ int _ixfs_is_invalid(const _ixfs_control_t* handle)
            std::memcmp(handle->magic, handle_magic, sizeof(handle->magic)) != 0;
 }
 
+bool is_inherited(const _ixfs_control_t* handle)
+{
+    return !_ixfs_is_invalid(handle) && !(handle->maker == this_process());
+}
+
 ec_status ixfs_last_error(const _ixfs_control_t* handle)
 {
-    return _ixfs_is_invalid(handle) ? EC_INVALID_PARAMETER : handle->last_status;
+    if (_ixfs_is_invalid(handle) || is_inherited(handle))
+        return EC_INVALID_PARAMETER;
+    return handle->last_status;
 }
 
 void ixfs_term(_ixfs_control_t* handle)
@@ -78,16 +99,13 @@ void ixfs_term(_ixfs_control_t* handle)
         _ixfs_view_delete(handle, handle->views);
     free_name_groups(handle->name_groups);
     handle->name_groups = nullptr;
-    ixfs_unmount(handle); // with nothing mounted it only clears the last status
-    // The threads of this and earlier mounts may still be running. They keep the gate, not the
-    // handle, so the handle can go at once.
-    handle->gate->close();
+    end_mount(handle);
     delete handle;
 }
 
 void _ixfs_no_mount(_ixfs_control_t* handle, ec_status status)
 {
-    _ixfs_mount_delete(handle->mount);
-    handle->mount = nullptr;
-    handle->last_status = status;
+    _ixfs_mount_delete(std::exchange(handle->mount, nullptr));
+    if (!is_inherited(handle))
+        handle->last_status = status;
 }

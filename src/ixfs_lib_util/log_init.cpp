@@ -4,6 +4,9 @@
 #include <array>
 #include <clocale>
 #include <mutex>
+#include <new>
+
+#include <pthread.h>
 
 char g_lc_time[256];
 
@@ -26,11 +29,16 @@ bool query_locale(std::array<char*, 5> names)
     return true;
 }
 
+std::mutex writers; // handles may be made on several threads at once
+
+// A fork copies the lock as it is, but not the thread that may have locked it.
+[[maybe_unused]] const int renews_lock =
+    pthread_atfork(nullptr, nullptr, [] { new (&writers) std::mutex; });
+
 } // namespace
 
 void _ixfs_log_init(void)
 {
-    static std::mutex writers; // handles may be made on several threads at once
     const std::lock_guard<std::mutex> lock(writers);
     LocaleName unused[4];
     if (!query_locale({unused[0], unused[1], g_lc_time, unused[2], unused[3]}))

@@ -8,7 +8,7 @@ int ixfs_recreate_minimal_context(_ixfs_control_t* handle, const char* mount_cre
                                   unsigned int timeout, const char* mnt_path)
 {
     constexpr int failed = -1;
-    if (_ixfs_is_invalid(handle))
+    if (_ixfs_is_invalid(handle) || is_inherited(handle))
         return failed;
     const ServerLog log(handle, "ixfs_recreate_minimal_context()");
     _ixfs_mount_t* const record =

@@ -133,7 +133,7 @@ ec_status find_flaw(_ixfs_mount_t* record, const MountReport& report)
 char* ixfs_mount(_ixfs_control_t* handle, const char* mount_cred, const char* unmount_cred,
                  int port, const char* server, unsigned int timeout, const char* /*reserved*/)
 {
-    if (_ixfs_is_invalid(handle))
+    if (_ixfs_is_invalid(handle) || is_inherited(handle))
         return nullptr;
     const ServerLog log(handle, "ixfs_mount()");
     _ixfs_mount_t* const record =

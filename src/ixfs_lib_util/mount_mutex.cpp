@@ -92,6 +92,12 @@ void MountMutex::release()
     held_ = false;
 }
 
+void MountMutex::forget()
+{
+    forget_process_mutex(object_.release());
+    held_ = false;
+}
+
 // Deletes the mutex and only then gives it up: a waiter finds it gone and is not granted a mutex
 // that is about to vanish. Waits out a process that is opening it, so that ACE has nothing to
 // complain of on standard error.

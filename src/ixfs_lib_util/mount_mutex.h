@@ -33,6 +33,10 @@ public:
 
     bool held() const { return held_; }
 
+    // Frees the object's memory and leaves the mutex as it is: for the fork of a process that has
+    // the mutex open or holds it.
+    void forget();
+
 private:
     int open();
     void remove();

@@ -72,7 +72,13 @@ _ixfs_mount_t* attach_mount_record(_ixfs_control_t* handle, const Log& log,
 
 void _ixfs_mount_delete(_ixfs_mount_t* record)
 {
-    if (record != nullptr && record->watch != nullptr)
+    if (record == nullptr)
+        return;
+    if (is_inherited(record->control)) {
+        record->mutex.forget();
+        record->watch.detach(); // stays: its thread was not copied, and may have locked the event
+    } else if (record->watch != nullptr) {
         record->watch->stop(); // whoever deletes the record, its thread must end
+    }
     delete record;
 }

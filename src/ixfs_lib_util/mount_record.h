@@ -46,7 +46,8 @@ _ixfs_mount_t* attach_mount_record(_ixfs_control_t* handle, const Log& log,
 
 extern "C" {
 // Frees a mount record with all that it owns, and tells its validation thread to stop. A mount
-// mutex that it holds is deleted: see MountMutex. Null is accepted. Logs nothing. The handle's
+// mutex that it holds is deleted: see MountMutex. Of an inherited handle's record only memory goes;
+// what it shares with the validation thread stays. Null is accepted. Logs nothing. The handle's
 // thread.
 //
 // The handle still points to the record: see _ixfs_no_mount, which does both.

@@ -143,7 +143,7 @@ int _ixfs_mount_validate(_ixfs_control_t* handle, _ixfs_mount_t* record)
 void* _ixfs_mount_validate_thread(void* record)
 {
     auto* const mount = static_cast<_ixfs_mount_t*>(record);
-    if (mount == nullptr || mount->watch == nullptr)
+    if (mount == nullptr || mount->watch == nullptr || is_inherited(mount->control))
         return nothing_to_watch;
     const MountWatchPtr watch = mount->watch; // the record may end meanwhile
     watch->run();

@@ -57,7 +57,8 @@ extern "C" {
 IXFS_API int _ixfs_mount_validate(_ixfs_control_t* handle, _ixfs_mount_t* record);
 
 // Watches a record's mount on the calling thread until the record's stop event is signalled, then
-// returns 0; 1 at once when `record` is null or has no watch. The validation thread does the same.
+// returns 0; 1 at once when `record` is null, has no watch or is an inherited handle's. The
+// validation thread does the same.
 IXFS_API void* _ixfs_mount_validate_thread(void* record);
 }
 

@@ -102,6 +102,11 @@ void ProcessMutexCloser::operator()(ACE_Process_Mutex* mutex) const
     delete mutex;
 }
 
+void forget_process_mutex(ACE_Process_Mutex* mutex)
+{
+    ::operator delete(mutex); // it owns nothing beside itself
+}
+
 ProcessMutexPtr open_process_mutex(const char* name)
 {
     const ACE_Sig_Guard no_signals; // an opening that a signal interrupts is given up

@@ -69,6 +69,12 @@ struct ProcessMutexCloser {
 
 using ProcessMutexPtr = std::unique_ptr<ACE_Process_Mutex, ProcessMutexCloser>;
 
+// Frees an object's memory without closing its lock. The kernel counts a lock's users and undoes
+// what a process did when that dies, but a fork is no user and has nothing to undo: what it did with
+// its copy of an object would be done to the object of the process that it was forked from. Null is
+// accepted.
+void forget_process_mutex(ACE_Process_Mutex* mutex);
+
 // Opens the lock called `name`, creating it where there is none. Returns null when memory is short.
 // An object that could not open its lock fails each acquire; errno then tells why, or is 0.
 ProcessMutexPtr open_process_mutex(const char* name);

@@ -127,16 +127,18 @@ ec_status run_unmount_command(_ixfs_control_t* handle, _ixfs_mount_t* record, co
 
 void _ixfs_no_unmount(_ixfs_control_t* handle, _ixfs_mount_t* record, ec_status status)
 {
-    if (record != nullptr && record->mount_point[0] != '\0')
+    const bool ours = !is_inherited(handle);
+    if (ours && record != nullptr && record->mount_point[0] != '\0')
         unmount_locally(handle, *record);
-    _ixfs_mount_delete(record);
     handle->mount = nullptr;
-    handle->last_status = status;
+    _ixfs_mount_delete(record);
+    if (ours)
+        handle->last_status = status;
 }
 
 ec_status ixfs_unmount(_ixfs_control_t* handle)
 {
-    if (handle == nullptr)
+    if (handle == nullptr || is_inherited(handle))
         return EC_INVALID_PARAMETER;
     if (_ixfs_is_invalid(handle))
         return fail(handle, nullptr, EC_INVALID_PARAMETER);
@@ -165,7 +167,7 @@ ec_status ixfs_unmount(_ixfs_control_t* handle)
     const ec_status status = run_unmount_command(handle, record, log);
     if (status != EC_OK)
         return fail(handle, record, status);
-    _ixfs_mount_delete(record);
     handle->mount = nullptr;
+    _ixfs_mount_delete(record);
     return EC_OK;
 }

@@ -85,6 +85,8 @@ int take_free_lock(const Log& log, _ixfs_view_t* view, long id, const char* base
 int _ixfs_view_lock(_ixfs_control_t* handle, _ixfs_view_t* view, long id, char* base_name,
                     size_t size)
 {
+    if (is_inherited(handle))
+        return 0; // deleting the view would not give the lock up
     const Log log(handle, "_ixfs_view_lock()");
     char host[text_size];
     if (!get_host_name(log, host))

@@ -81,7 +81,10 @@ void _ixfs_view_delete(_ixfs_control_t* handle, _ixfs_view_t* view)
     if (handle == nullptr || view == nullptr)
         return;
     unlink_view(handle, view);
-    give_up_lock(view);
+    if (is_inherited(handle))
+        forget_process_mutex(view->lock);
+    else
+        give_up_lock(view);
     _ixfs_image_file_name_mapping_free(view->file_name_mapping);
     _ixfs_image_list_metadata_free(view->image_list_metadata);
     _ixfs_image_list_free(view->image_list);

@@ -115,6 +115,11 @@ void record_view::clear_unmount_cred(_ixfs_control_t* handle)
     *handle->mount->unmount_cred = '\0';
 }
 
+const void* record_view::watch_of(const _ixfs_control_t* handle)
+{
+    return handle->mount->watch.get();
+}
+
 void* record_view::stop_event(void* thread_argument)
 {
     return static_cast<MountWatch*>(thread_argument)->stop_event();

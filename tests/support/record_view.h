@@ -76,6 +76,9 @@ void clear_unmount_cred(_ixfs_control_t* handle);
 // Tells the validation thread to stop, as an unmount does. Returns whether that went well.
 bool signal_event(_ixfs_control_t* handle);
 
+// What the record of a handle that is watched shares with the validation thread.
+const void* watch_of(const _ixfs_control_t* handle);
+
 // The ACE_Event that stops a validation thread that was started with this argument.
 void* stop_event(void* thread_argument);
 

@@ -1,0 +1,23 @@
+// Which process this is.
+#ifndef IXFS_THIS_PROCESS_H
+#define IXFS_THIS_PROCESS_H
+
+#include <sys/types.h>
+
+// Tells a process from all that it was forked from. The id alone does not: in a namespace of its
+// own a forked process may have the id that its parent has in another. The number of forks alone
+// does not, either: a bare system call forks without a word to the C library.
+struct ProcessIdentity {
+    pid_t id;
+    unsigned int forks; // that lie between it and the process that loaded the library
+};
+
+inline bool operator==(const ProcessIdentity& left, const ProcessIdentity& right)
+{
+    return left.id == right.id && left.forks == right.forks;
+}
+
+// Any thread.
+ProcessIdentity this_process();
+
+#endif
