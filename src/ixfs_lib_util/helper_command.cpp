@@ -1,9 +1,11 @@
 #include "helper_command.h"
 
 #include "mount_record.h"
+#include "this_process.h"
 
 #include <cerrno>
 #include <cstdlib>
+#include <mutex>
 
 namespace
 {
@@ -42,6 +44,15 @@ int next_character(FILE* stream)
         character = std::getc(stream);
     }
     return character;
+}
+
+// A child forked meanwhile would have a copy of the helper's end of the pipe, and reading the pipe
+// to its end would wait for the child. It would also have a copy of popen's own lock, with which it
+// could never run a helper.
+FILE* open_pipe(const char* command)
+{
+    const std::lock_guard<std::recursive_mutex> no_fork(fork_mutex());
+    return popen(command, "re");
 }
 
 } // namespace
@@ -138,7 +149,7 @@ std::optional<HelperOutput> HelperRun::start()
         return std::nullopt;
     }
     log_.info("INF - running command - %s\n", command_.display());
-    FILE* const pipe = popen(command_.line(), "re");
+    FILE* const pipe = open_pipe(command_.line());
     if (pipe == nullptr) {
         log_.error("ERR - unable to run command - %s\n", command_.display());
         return std::nullopt;

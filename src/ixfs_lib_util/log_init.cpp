@@ -1,12 +1,10 @@
 #include "bounded_text.h"
 #include "log.h"
+#include "this_process.h"
 
 #include <array>
 #include <clocale>
 #include <mutex>
-#include <new>
-
-#include <pthread.h>
 
 char g_lc_time[256];
 
@@ -29,17 +27,12 @@ bool query_locale(std::array<char*, 5> names)
     return true;
 }
 
-std::mutex writers; // handles may be made on several threads at once
-
-// A fork copies the lock as it is, but not the thread that may have locked it.
-[[maybe_unused]] const int renews_lock =
-    pthread_atfork(nullptr, nullptr, [] { new (&writers) std::mutex; });
-
 } // namespace
 
 void _ixfs_log_init(void)
 {
-    const std::lock_guard<std::mutex> lock(writers);
+    // Handles may be made on several threads at once, and in a child.
+    const std::lock_guard<std::recursive_mutex> one_at_a_time(fork_mutex());
     LocaleName unused[4];
     if (!query_locale({unused[0], unused[1], g_lc_time, unused[2], unused[3]}))
         strlcpy(g_lc_time, "C", sizeof(g_lc_time));

@@ -1,6 +1,8 @@
-// Which process this is.
+// Which process this is, and what a fork does to it.
 #ifndef IXFS_THIS_PROCESS_H
 #define IXFS_THIS_PROCESS_H
+
+#include <mutex>
 
 #include <sys/types.h>
 
@@ -19,5 +21,10 @@ inline bool operator==(const ProcessIdentity& left, const ProcessIdentity& right
 
 // Any thread.
 ProcessIdentity this_process();
+
+// Each fork() of the process waits for this lock, and copies it unlocked. It guards what a child
+// must not get half done: the child does not have the thread that would do the rest. Hold it
+// shortly.
+std::recursive_mutex& fork_mutex();
 
 #endif

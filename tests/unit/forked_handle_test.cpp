@@ -9,7 +9,6 @@
 #include "record_view.h"
 #include "watchdog.h"
 
-#include <array>
 #include <atomic>
 #include <chrono>
 #include <cstdint>
@@ -23,20 +22,6 @@
 
 namespace
 {
-
-using SetState = std::array<int, 3>;
-
-// The values of all locks' semaphores.
-std::vector<SetState> lock_states()
-{
-    std::vector<SetState> states;
-    for (const SemaphoreSet& set : semaphore_sets()) {
-        states.push_back({semctl(set.id, process_mutex_set::guard, GETVAL),
-                          semctl(set.id, process_mutex_set::users, GETVAL),
-                          semctl(set.id, process_mutex_set::lock, GETVAL)});
-    }
-    return states;
-}
 
 // What a process asks the kernel for that others can see.
 class OutsideCalls
@@ -70,7 +55,7 @@ protected:
     {
         const std::size_t lines = log.lines().size();
         const std::vector<std::string> job_lines = job_log.lines();
-        const std::vector<SetState> locks = lock_states();
+        const auto locks = process_mutex_set::values_of_all();
         in_forked_child([&](ChildChecks& checks) {
             leave_watch_to_its_thread();
             const OutsideCalls outside;
@@ -80,7 +65,7 @@ protected:
             checks.expect(job_log.lines() == job_lines, "it logs nothing for the job");
             checks.expect_no_leaks();
         });
-        EXPECT_EQ(lock_states(), locks);
+        EXPECT_EQ(process_mutex_set::values_of_all(), locks);
     }
 
     void leave_watch_to_its_thread() const
@@ -354,7 +339,7 @@ TEST_F(ForkedHandle, EndsWithViewsAndLeavesTheirLocks)
     _ixfs_view_create(handle.get());
     given_mount(mounts_image());
     in_silent_child([this](ChildChecks&) { handle.reset(); });
-    EXPECT_EQ(lock_states().size(), 2U) << "the view's and the mount's";
+    EXPECT_EQ(semaphore_sets().size(), 2U) << "the view's and the mount's";
     handle.reset();
     EXPECT_EQ(semaphore_sets().size(), 0U);
 }
