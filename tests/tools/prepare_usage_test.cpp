@@ -97,6 +97,7 @@ TEST_P(PrepareRefuses, Value)
 
 constexpr char characters[] = "only letters, digits and ._:=+/@%- are allowed";
 constexpr char one_segment[] = "must not be \".\" or \"..\" or hold a \"/\"";
+constexpr char no_equals_sign[] = "must not hold a \"=\"";
 constexpr char parent_segment[] = "must not hold a \"..\" segment";
 constexpr char port_range[] = "must be a whole number from 1 to 65535";
 constexpr char timeout_range[] = "must be a whole number from 0 to 4294967295";
@@ -115,6 +116,9 @@ INSTANTIATE_TEST_SUITE_P(ServerForADirectory, PrepareRefuses,
                                          RefusedValue{"server", "..", one_segment},
                                          RefusedValue{"server", "../a", one_segment},
                                          RefusedValue{"server", "/", one_segment},
+                                         RefusedValue{"server", "media1=data", no_equals_sign},
+                                         RefusedValue{"server", "=", no_equals_sign},
+                                         RefusedValue{"server", "media1=", no_equals_sign},
                                          RefusedValue{"server", std::string(256, 'a'),
                                                       "is longer than"}));
 INSTANTIATE_TEST_SUITE_P(Numbers, PrepareRefuses,
@@ -143,11 +147,11 @@ INSTANTIATE_TEST_SUITE_P(
 
 TEST_F(PrepareUsage, EveryAllowedCharacterReachesTheHelper)
 {
-    options["server"] = "azAZ09._:=+@%-";
+    options["server"] = "azAZ09._:+@%-";
     use_mount_credential("azAZ09._:=+/@%-\n");
     EXPECT_THAT(run_up_to_helper(),
-                ElementsAre("mount", "-server", "azAZ09._:=+@%-", "-port", "4010", "-timeout", "60",
-                            "-cred", "azAZ09._:=+/@%-", "/usr/varnis/var/ixfs/azAZ09._:=+@%-"));
+                ElementsAre("mount", "-server", "azAZ09._:+@%-", "-port", "4010", "-timeout", "60",
+                            "-cred", "azAZ09._:=+/@%-", "/usr/varnis/var/ixfs/azAZ09._:+@%-"));
 }
 
 TEST_F(PrepareUsage, PortsAtBothEndsAreTaken)

@@ -36,6 +36,9 @@ std::string check_server_name(const std::string& value)
         return "must not be \".\" or \"..\" or hold a \"/\", since it becomes the name of the "
                "mount "
                "directory";
+    if (value.find('=') != std::string::npos)
+        return "must not hold a \"=\", since the mount helper reports it as a part of the mount "
+               "point, which begins behind the last one";
     if (value.size() > NAME_MAX)
         return "is longer than a directory name may be (" + std::to_string(NAME_MAX) + " bytes)";
     return check_helper_argument(value);

@@ -60,10 +60,24 @@ private:
     void mount_and_unmount(std::size_t number)
     {
         while (!ends_) {
-            failures_ += !mounts(handles_[number], "media" + std::to_string(number));
-            failures_ += !unmounts(handles_[number]);
+            const Handle& handle = handles_[number];
+            failures_ += !mounts(handle, "media" + std::to_string(number));
+            failures_ += !locks_and_deletes_views(handle, static_cast<long>(number));
+            failures_ += !unmounts(handle);
             ++cycles_;
         }
+    }
+
+    static bool locks_and_deletes_views(const Handle& handle, long id)
+    {
+        char base_name[1024];
+        _ixfs_view_t* const first = _ixfs_view_create(handle.get());
+        _ixfs_view_t* const second = _ixfs_view_create(handle.get());
+        const bool locked =
+            _ixfs_view_lock(handle.get(), first, id, base_name, sizeof(base_name)) == 1;
+        _ixfs_view_delete(handle.get(), second);
+        _ixfs_view_delete(handle.get(), first);
+        return locked;
     }
 
     static Handle slow_handle()
@@ -107,7 +121,7 @@ using ForkAtRandom = MountMutexTest;
 
 TEST_F(ForkAtRandom, EndsNoChildBadlyAndDisturbsNoCall)
 {
-    const int forks = cycle_count(300);
+    const int forks = cycle_count(1000);
     EXPECT_EQ(run([forks](ChildProcess::Parent&) {
                   std::mt19937 random(4711);
                   std::uniform_int_distribution<useconds_t> pause(0, 3000);
