@@ -50,11 +50,14 @@ private:
     int number_;
 };
 
-pid_t start(std::string source, std::string mount_point, int rules, int told)
+pid_t start(std::string source, std::string mount_point, FaultMount::Numbers numbers, int rules,
+            int told)
 {
     std::string program = IXFS_FAULTFS_PROGRAM;
-    const std::array<char*, 4> arguments = {program.data(), source.data(), mount_point.data(),
-                                            nullptr};
+    std::string by_name = "number-by-name";
+    const std::array<char*, 5> arguments = {
+        program.data(), source.data(), mount_point.data(),
+        numbers == FaultMount::Numbers::by_name ? by_name.data() : nullptr, nullptr};
     posix_spawn_file_actions_t actions;
     posix_spawn_file_actions_init(&actions);
     posix_spawn_file_actions_adddup2(&actions, rules, STDIN_FILENO);
@@ -82,7 +85,7 @@ void FaultMount::Unmapper::operator()(Rules* rules) const
     munmap(rules, sizeof(Rules));
 }
 
-FaultMount::FaultMount(const std::string& source, const std::string& mount_point)
+FaultMount::FaultMount(const std::string& source, const std::string& mount_point, Numbers numbers)
     : mount_point_(mount_point)
 {
     const Descriptor memory(checked(memfd_create("faultfs", MFD_CLOEXEC), "memfd_create"));
@@ -97,7 +100,7 @@ FaultMount::FaultMount(const std::string& source, const std::string& mount_point
     checked(pipe2(ends.data(), O_CLOEXEC), "pipe2");
     const Descriptor ours(ends[0]);
     Descriptor theirs(ends[1]);
-    process_ = start(source, mount_point, memory.number(), theirs.number());
+    process_ = start(source, mount_point, numbers, memory.number(), theirs.number());
     theirs.close(); // so that its death reads as the end
     char mounted = 0;
     if (read(ours.number(), &mounted, 1) != 1) {

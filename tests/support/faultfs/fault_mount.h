@@ -54,8 +54,13 @@ public:
     // Why this process can mount none, for people to read; empty where it can.
     static std::string obstacle();
 
+    // How files are numbered: as in the source, or each name anew, so that hard links have nothing
+    // in common.
+    enum class Numbers { of_source, by_name };
+
     // Mounts, or throws std::runtime_error.
-    FaultMount(const std::string& source, const std::string& mount_point);
+    FaultMount(const std::string& source, const std::string& mount_point,
+               Numbers numbers = Numbers::of_source);
     FaultMount(const FaultMount&) = delete;
     FaultMount& operator=(const FaultMount&) = delete;
     ~FaultMount();

@@ -1,5 +1,6 @@
-// ixfs-faultfs SOURCE MOUNT_POINT: a file system that shows a folder and fails where the rules of its
-// standard input, which is memory shared with a test, tell it to. It says so once it is mounted.
+// ixfs-faultfs SOURCE MOUNT_POINT [number-by-name]: a file system that shows a folder and fails where
+// the rules of its standard input, which is memory shared with a test, tell it to. It says so once it
+// is mounted.
 #include "rules.h"
 
 #include <cerrno>
@@ -28,6 +29,7 @@ namespace
 {
 
 Rules* rules;
+bool numbers_by_name; // else as the source does
 
 // The same file in the source, which is the working directory: a mount that covers it is no hindrance.
 const char* in_source(const char* path)
@@ -132,7 +134,7 @@ int write_file(const char* path, const char* bytes, std::size_t size, off_t offs
 // Each system call is to reach the rules, so the kernel keeps nothing.
 void* keep_nothing(fuse_conn_info*, fuse_config* config)
 {
-    config->use_ino = 1; // by which hard links are known
+    config->use_ino = numbers_by_name ? 0 : 1; // by which hard links are known
     config->hard_remove = 1;
     config->direct_io = 1;
     config->entry_timeout = config->attr_timeout = config->negative_timeout = 0;
@@ -184,8 +186,9 @@ int serve(fuse* file_system, const char* mount_point)
 
 int main(int argc, char** argv)
 {
-    if (argc != 3 || !take_rules()) {
-        std::fputs("usage: ixfs-faultfs SOURCE MOUNT_POINT <RULES\n", stderr);
+    numbers_by_name = argc == 4 && std::strcmp(argv[3], "number-by-name") == 0;
+    if ((argc != 3 && !numbers_by_name) || !take_rules()) {
+        std::fputs("usage: ixfs-faultfs SOURCE MOUNT_POINT [number-by-name] <RULES\n", stderr);
         return 2;
     }
     if (chdir(argv[1]) != 0) {

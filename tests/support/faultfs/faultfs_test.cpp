@@ -87,6 +87,16 @@ TEST_F(FaultfsTest, HardLinksShareTheirInode)
     EXPECT_TRUE(std::filesystem::equivalent(dir / "source/flat", dir / "source/linked"));
 }
 
+TEST_F(FaultfsTest, HardLinksMayBeNumberedApart)
+{
+    fs.reset();
+    fs.emplace(dir / "source", dir / "mount", FaultMount::Numbers::by_name);
+    dir.write("mount/flat", "data");
+    ASSERT_EQ(link(mounted("flat").c_str(), mounted("linked").c_str()), 0);
+    EXPECT_FALSE(std::filesystem::equivalent(mounted("flat"), mounted("linked")));
+    EXPECT_TRUE(std::filesystem::equivalent(dir / "source/flat", dir / "source/linked"));
+}
+
 TEST_F(FaultfsTest, FailsSoManyCallsAndNoMore)
 {
     const Fault slow = fs->add("access,mkdir ETIME times=3 /backups*");

@@ -46,8 +46,8 @@ protected:
     // Puts a disk's descriptor and data into the image.
     void make_disk(const std::string& disk) const;
 
-    // Prepares the disks, and checks what holds whatever is in the image: that it ends, at once;
-    // that nothing is left mounted, locked or open; that nothing of the host was touched or given
+    // Prepares the disks, and checks what holds whatever is in the image: that it ends; that nothing
+    // is left mounted, locked or open; that nothing of the host was touched or given
     // away; that the backup's own files are what they were.
     Attempt prepare(std::chrono::seconds limit = std::chrono::seconds(20));
 
@@ -60,7 +60,7 @@ protected:
     // Prepares, and expects that the view was made, the disks in it being their originals.
     void expect_prepared();
 
-    // Prepares, and expects the status, and that no view was told.
+    // Prepares, and expects the status, at once, and that no view was told.
     void expect_failed(ec_status status);
 
     // The same, and that none is left.
@@ -69,8 +69,8 @@ protected:
     // The same with status 20, a line that names the disk, and that nothing was even begun.
     void expect_refused(const std::string& disk);
 
-    // The lines of severity IXFS_LOG_ERR that the latest preparation logged with a tag.
-    std::vector<std::string> errors(const std::string& tag) const;
+    // The lines of severity IXFS_LOG_ERR that the latest preparation logged, with a tag or with any.
+    std::vector<std::string> errors(const std::string& tag = "") const;
 
     LogRecorder log;
     const TempDir host;
