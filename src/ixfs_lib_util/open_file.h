@@ -13,6 +13,8 @@ class OpenFile
 public:
     OpenFile() = default;
     explicit OpenFile(int descriptor) : descriptor_(descriptor) {}
+    OpenFile(const OpenFile&) = delete;
+    OpenFile& operator=(const OpenFile&) = delete;
     OpenFile(OpenFile&& other) noexcept : descriptor_(std::exchange(other.descriptor_, -1)) {}
     OpenFile& operator=(OpenFile&& other) noexcept
     {
