@@ -13,8 +13,11 @@
 #include <chrono>
 #include <cstdint>
 #include <cstring>
+#include <fstream>
 #include <mutex>
 #include <optional>
+#include <string>
+#include <thread>
 #include <vector>
 
 #include <sched.h>
@@ -432,6 +435,63 @@ TEST_F(ForkedHandle, DoesNotKeepTheChildFromHandlesOfItsOwn)
     helper.answers({{"EXIT_STATUS=0"}});
     EXPECT_EQ(ixfs_unmount(handle.get()), EC_OK);
     EXPECT_EQ(semaphore_sets().size(), 0U);
+}
+
+// A thread that forks, and how far it is.
+class ForkingThread
+{
+public:
+    ForkingThread() : thread_([this] { run(); }) {}
+    ~ForkingThread() { thread_.join(); }
+    ForkingThread(const ForkingThread&) = delete;
+    ForkingThread& operator=(const ForkingThread&) = delete;
+
+    bool has_forked() const { return has_forked_; }
+
+    // Whether it sleeps within fork().
+    bool waits() const
+    {
+        const int thread = begun_by_;
+        std::ifstream status("/proc/self/task/" + std::to_string(thread) + "/status");
+        std::string line;
+        while (thread != 0 && std::getline(status, line)) {
+            if (line.rfind("State:", 0) == 0)
+                return line.find("sleeping") != std::string::npos;
+        }
+        return false;
+    }
+
+private:
+    void run()
+    {
+        [[maybe_unused]] static const int tells = pthread_atfork(begin, nullptr, nullptr);
+        const pid_t child = fork();
+        if (child == 0)
+            _exit(0);
+        has_forked_ = true;
+        waitpid(child, nullptr, 0);
+    }
+
+    static void begin() { begun_by_ = gettid(); }
+
+    static inline std::atomic<int> begun_by_{0};
+    std::atomic<bool> has_forked_{false};
+    std::thread thread_; // the last member: it uses the others
+};
+
+TEST_F(ForkedHandle, IsNotMadeWhileTheHelperStarts)
+{
+    std::optional<ForkingThread> forks;
+    const auto start = interpose::on_popen([&](auto...) -> std::optional<FILE*> {
+        if (!forks) {
+            forks.emplace();
+            look_until([&] { return forks->waits() || forks->has_forked(); });
+            EXPECT_FALSE(forks->has_forked());
+        }
+        return std::nullopt;
+    });
+    given_mount(mounts_image());
+    look_until([&] { return forks->has_forked(); });
 }
 
 // Leaks are for the sanitizer to see.
