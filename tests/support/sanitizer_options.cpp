@@ -2,6 +2,7 @@
 
 extern "C" const char* __lsan_default_options();
 extern "C" const char* __lsan_default_suppressions();
+extern "C" const char* __tsan_default_options();
 extern "C" const char* __tsan_default_suppressions();
 
 // A mount's stop event stays when the mount is gone, on purpose. And what ACE keeps for a thread stays
@@ -22,4 +23,10 @@ extern "C" const char* __lsan_default_options()
 extern "C" const char* __tsan_default_suppressions()
 {
     return "race:ACE_OS::mutex_destroy\n";
+}
+
+// A test forks with threads and mounts in the child, which starts a thread there.
+extern "C" const char* __tsan_default_options()
+{
+    return "die_after_fork=0";
 }
