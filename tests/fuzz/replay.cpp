@@ -7,10 +7,14 @@
 #include <fstream>
 #include <string>
 
+#include <unistd.h>
+
 namespace
 {
 
 namespace fs = std::filesystem;
+
+constexpr unsigned int longest_run = 25; // seconds, as script/fuzz has it
 
 void replay(const fs::path& path)
 {
@@ -19,6 +23,7 @@ void replay(const fs::path& path)
     std::string bytes(fs::file_size(path), '\0');
     file.read(bytes.data(), static_cast<std::streamsize>(bytes.size()));
     std::fprintf(stderr, "%s\n", path.c_str());
+    alarm(longest_run); // its signal ends the program: the last path says with which input
     LLVMFuzzerTestOneInput(reinterpret_cast<const std::uint8_t*>(bytes.data()), bytes.size());
 }
 
