@@ -12,10 +12,6 @@ namespace
 // The backslash belongs to the name, on every platform.
 constexpr char mutex_name[] = "Global\\_IXFS_MOUNT_MUTEX_";
 
-// How many openings in a row may meet a deletion halfway before we give up. remove() never does
-// that to them.
-constexpr int most_lost_openings = 100;
-
 // How many waits in a row may end with the mutex deleted before something else must be wrong. Each
 // deletion takes a run of the helper, so nobody gets here by bad luck.
 constexpr int most_deletions = 100000;
@@ -25,7 +21,12 @@ constexpr int most_deletions = 100000;
 MountMutex::~MountMutex()
 {
     if (held_)
-        remove();
+        give_up();
+}
+
+bool MountMutex::has_key_of(const char* name)
+{
+    return lock_key(name) == lock_key(mutex_name);
 }
 
 bool MountMutex::open_and_wait(const ServerLog& log)
@@ -42,14 +43,11 @@ bool MountMutex::open_and_wait(const ServerLog& log)
     return true;
 }
 
-// Returns 0, or the error number if there is no object. With an object, a failure shows at
-// acquire().
+// Returns 0 or the error number.
 int MountMutex::open()
 {
     object_.reset();
-    Opening opening = open_waitable_process_mutex(mutex_name);
-    while (opening.error == EINTR)
-        opening = open_waitable_process_mutex(mutex_name);
+    Opening opening = open_process_mutex(mutex_name);
     object_ = std::move(opening.mutex);
     return opening.error;
 }
@@ -57,33 +55,26 @@ int MountMutex::open()
 bool MountMutex::wait()
 {
     int deletions = 0;
-    int lost_openings = 0;
     while (object_ != nullptr) {
-        errno = 0;
-        if (object_->acquire() == 0) {
+        if (acquire()) {
             held_ = true;
             return true;
         }
-        switch (errno) {
-        case EINTR: // no handler is needed for that: the end of another thread's helper interrupts
-            continue;
-        case EIDRM:  // deleted while we waited
-        case EINVAL: // deleted before
-            if (++deletions > most_deletions)
-                return false;
-            lost_openings = 0;
-            break;
-        case 0: // never opened: deleted in the middle of that, or not to be had
-            if (++lost_openings > most_lost_openings ||
-                !SemaphoreSet::find_or_create(mutex_name).exists())
-                return false;
-            break;
-        default:
+        if (!means_deleted(errno) || ++deletions > most_deletions || open() != 0)
             return false;
-        }
-        open();
     }
     return false;
+}
+
+// Returns whether the mutex is held. If not, errno tells why; it is 0 if the mutex is not open.
+bool MountMutex::acquire()
+{
+    int result = 0;
+    do { // no handler is needed for EINTR: the end of another thread's helper interrupts, too
+        errno = 0;
+        result = object_->acquire();
+    } while (result != 0 && errno == EINTR);
+    return result == 0;
 }
 
 void MountMutex::release()
@@ -98,23 +89,18 @@ void MountMutex::forget()
     held_ = false;
 }
 
-// Deletes the mutex and only then gives it up: a waiter finds it gone and is not granted a mutex
-// that is about to vanish. Waits out a process that is opening it, so that ACE has nothing to
-// complain of on standard error.
-void MountMutex::remove()
+// If others wait, the longest waiter gets the mutex, and the last user's closing deletes it: a
+// deletion would send all of them to the end of a new queue, in any order. If nobody waits, deletes
+// the mutex and only then gives it up: who comes now finds it gone, and is not granted a mutex that
+// is about to vanish. The guard keeps out who is opening or closing it. Who has it open and begins
+// to wait behind the look makes it anew.
+void MountMutex::give_up()
 {
     const ACE_Sig_Guard no_signals;
-    const SemaphoreSet set = SemaphoreSet::find(mutex_name);
-    const bool guarded = set.exists() && set.take_guard(); // the guard goes with the set
-    errno = 0;
-    const bool deleted = object_->remove() == 0;
-    const bool is_not_ours_to_delete = errno == EPERM;
-    object_->release();
-    held_ = false;
-    if (deleted)
-        return;
-    if (is_not_ours_to_delete)
-        set.free_lock(); // remove() forgot the set although it failed, so release() did nothing
-    if (guarded)
+    const SemaphoreSet set = set_of(*object_);
+    const bool guarded = set.take_guard();
+    const bool deleted = !(guarded && set.is_waited_for()) && set.remove();
+    release();
+    if (guarded && !deleted)
         set.leave_guard();
 }

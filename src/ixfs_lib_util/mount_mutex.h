@@ -6,9 +6,9 @@
 #include "process_mutex.h"
 
 // A mount record's hold on the mount mutex. Every mount and unmount of the host runs its helper
-// with the mutex held, whatever the server. There is no time limit for waiting. A record that ends
-// while it holds the mutex deletes it for the whole host; processes that wait then create a new one
-// and wait for that.
+// with the mutex held, whatever the server. There is no time limit for waiting. Who waits longest is
+// next. A record that ends while it holds the mutex and nobody waits deletes it for the whole host;
+// else the last record that has it open does.
 //
 // Not copied or moved. One thread at a time.
 class MountMutex
@@ -18,7 +18,8 @@ public:
     MountMutex(const MountMutex&) = delete;
     MountMutex& operator=(const MountMutex&) = delete;
 
-    // Closes the mutex. If it is held, deletes it for the whole host.
+    // Closes the mutex. If it is held, gives it up: to the longest waiter, or if there is none, by
+    // deleting it for the whole host.
     ~MountMutex();
 
     // Opens the mutex and waits for it, and logs that. Returns whether it is held; if not, the
@@ -37,9 +38,13 @@ public:
     // the mutex open or holds it.
     void forget();
 
+    // Whether a lock called `name` would be the mount mutex, since both have the same key.
+    static bool has_key_of(const char* name);
+
 private:
     int open();
-    void remove();
+    bool acquire();
+    void give_up();
 
     // The mount record's layout has these two, in this order.
     ProcessMutexPtr object_; // null before open() and after one that failed

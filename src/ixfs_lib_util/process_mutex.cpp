@@ -1,104 +1,75 @@
 #include "process_mutex.h"
 
-#include <ace/ACE.h>
 #include <ace/Process_Mutex.h>
 #include <ace/Signal.h>
 
 #include <cerrno>
+#include <cstring>
 #include <new>
-#include <sys/sem.h>
+#include <utility>
 
 namespace
 {
 
-constexpr mode_t lock_mode = 0644;
+// How many openings in a row may meet a deletion halfway before something else must be wrong.
+constexpr int most_lost_openings = 10000;
 
-constexpr int set_size = 3;     // guard, users, lock
-constexpr int no_users = 10000; // what `users` is while nobody has the set open
+using AceLock = ACE_SV_Semaphore_Complex;
 
-int get_set(const char* name, int flags)
+// What ACE keeps to itself: the lock within an object, and how to tell a lock which set it has. Only
+// in the arguments of a template may such names stand.
+template <AceLock ACE_Process_Mutex::*lock, int (ACE_SV_Semaphore_Simple::*tell_set)(key_t, int)>
+struct AceInside {
+    friend AceLock& lock_in(ACE_Process_Mutex& mutex) { return mutex.*lock; }
+    friend void have_set(AceLock& ace_lock, key_t key, int set)
+    {
+        (reinterpret_cast<ACE_SV_Semaphore_Simple&>(ace_lock).*tell_set)(key, set); // its base
+    }
+};
+
+AceLock& lock_in(ACE_Process_Mutex& mutex);
+void have_set(AceLock& ace_lock, key_t key, int set);
+
+template struct AceInside<&ACE_Process_Mutex::lock_, &ACE_SV_Semaphore_Simple::init>;
+
+constexpr key_t no_key = -1;
+constexpr int no_set = -1;
+
+// Makes an object without ACE's constructor, since that uses whatever set has the key at the time:
+// a set that another user made between our look and its own could make it wait forever.
+ACE_Process_Mutex* make_object(void* memory)
 {
-    return semget(static_cast<key_t>(ACE::crc32(name)), set_size, flags);
+    std::memset(memory, 0, sizeof(ACE_Process_Mutex));
+    auto* const mutex = static_cast<ACE_Process_Mutex*>(memory);
+    new (&lock_in(*mutex)) AceLock;
+    return mutex;
 }
 
-// If ACE finds a set but cannot take its guard, it stops halfway and still gives an object.
-// acquire() on it would succeed, though the set does not count it as a user, and its destructor
-// would leave the guard taken. So the destructor must not run.
-bool may_close(int error, const char* name)
+// Returns the set, or none. errno is 0 if it is open.
+SemaphoreSet open_set(key_t key)
 {
-    const bool set_is_gone = error == EINVAL || error == EIDRM;
-    return error == 0 || set_is_gone || !SemaphoreSet::find(name).exists();
+    SemaphoreSet set(no_set);
+    for (int i = 0; i < most_lost_openings; ++i) {
+        set = SemaphoreSet::find_or_create(key);
+        if (set.exists() && set.open()) {
+            errno = 0;
+            break;
+        }
+        if (!set.exists() || !means_deleted(errno))
+            break;
+    }
+    return set;
 }
 
 } // namespace
 
-SemaphoreSet SemaphoreSet::find(const char* name)
-{
-    return SemaphoreSet(get_set(name, 0));
-}
-
-SemaphoreSet SemaphoreSet::find_or_create(const char* name)
-{
-    return SemaphoreSet(get_set(name, static_cast<int>(lock_mode) | IPC_CREAT));
-}
-
-void SemaphoreSet::make_ready() const
-{
-    if (!exists() || !take_guard())
-        return;
-    if (is_unused()) {
-        set_value(lock, 1);
-        set_value(users, no_users);
-    }
-    leave_guard();
-}
-
-bool SemaphoreSet::take_guard() const
-{
-    // EINTR comes with all signals blocked, too: a process that is stopped and continued gets it.
-    sembuf wait_and_raise[] = {{guard, 0, 0}, {guard, 1, SEM_UNDO}};
-    int result = semop(id_, wait_and_raise, 2);
-    while (result == -1 && errno == EINTR)
-        result = semop(id_, wait_and_raise, 2);
-    return result == 0;
-}
-
-void SemaphoreSet::leave_guard() const
-{
-    change(guard, -1);
-}
-
-void SemaphoreSet::free_lock() const
-{
-    change(lock, 1);
-}
-
-// True of a new set, too.
-bool SemaphoreSet::is_unused() const
-{
-    const int value = value_of(users);
-    return value == 0 || value == no_users;
-}
-
-void SemaphoreSet::change(Semaphore semaphore, short by) const
-{
-    sembuf operation[] = {{semaphore, by, SEM_UNDO}};
-    semop(id_, operation, 1); // does not wait: the value only goes to where it may be
-}
-
-int SemaphoreSet::value_of(Semaphore semaphore) const
-{
-    return semctl(id_, semaphore, GETVAL);
-}
-
-void SemaphoreSet::set_value(Semaphore semaphore, int value) const
-{
-    semctl(id_, semaphore, SETVAL, value);
-}
-
 void ProcessMutexCloser::operator()(ACE_Process_Mutex* mutex) const
 {
     const ACE_Sig_Guard no_signals;
+    const SemaphoreSet set = set_of(*mutex);
+    if (set.exists())
+        set.close();
+    have_set(lock_in(*mutex), no_key, no_set); // ACE gives up a closing that is interrupted
     delete mutex;
 }
 
@@ -107,25 +78,23 @@ void forget_process_mutex(ACE_Process_Mutex* mutex)
     ::operator delete(mutex); // it owns nothing beside itself
 }
 
-ProcessMutexPtr open_process_mutex(const char* name)
-{
-    const ACE_Sig_Guard no_signals; // an opening that a signal interrupts is given up
-    return ProcessMutexPtr(new (std::nothrow) ACE_Process_Mutex(name, nullptr, lock_mode));
-}
-
-Opening open_waitable_process_mutex(const char* name)
+Opening open_process_mutex(const char* name)
 {
     const ACE_Sig_Guard no_signals;
     // Memory comes first: if it were short afterwards, nobody would delete a lock made ready here.
     void* const memory = ::operator new(sizeof(ACE_Process_Mutex), std::nothrow);
     if (memory == nullptr)
-        return {nullptr, ENOMEM};
-    SemaphoreSet::find_or_create(name).make_ready();
-    errno = 0;
-    auto* const mutex = new (memory) ACE_Process_Mutex(name, nullptr, lock_mode);
+        return {nullptr, SemaphoreSet(no_set), ENOMEM};
+    ProcessMutexPtr mutex(make_object(memory));
+    const key_t key = lock_key(name);
+    const SemaphoreSet set = open_set(key);
     const int error = errno;
-    if (may_close(error, name))
-        return {ProcessMutexPtr(mutex), 0};
-    ::operator delete(memory);
-    return {nullptr, error};
+    if (error == 0)
+        have_set(lock_in(*mutex), key, set.id());
+    return {std::move(mutex), set, error};
+}
+
+SemaphoreSet set_of(ACE_Process_Mutex& mutex)
+{
+    return SemaphoreSet(lock_in(mutex).get_id());
 }

@@ -1,6 +1,7 @@
 #include "bounded_text.h"
 #include "control.h"
 #include "log.h"
+#include "mount_mutex.h"
 #include "process_mutex.h"
 
 #include <ace/OS_NS_sys_utsname.h>
@@ -44,21 +45,29 @@ void format_base_name(const Log& log, int flags, const char* host, long id, char
 }
 
 // Tries once for the lock called `name`. During the attempt view->lock points to the lock. It stays
-// there if the attempt wins. If it loses, the lock is removed even if another process holds it.
+// there if the attempt wins. If it loses, the lock is removed even if another process holds it. A name
+// with the mount mutex's key loses unopened.
 Attempt try_lock(const Log& log, _ixfs_view_t* view, const char* name)
 {
     log.info("INF - Trying to create mutex: %s\n", name);
-    view->lock = open_process_mutex(name).release();
+    if (MountMutex::has_key_of(name))
+        return Attempt::lost; // it is the host's, and a preparation holds or awaits it
+    Opening opening = open_process_mutex(name);
+    view->lock = opening.mutex.release();
     if (view->lock == nullptr) {
-        log.error("ERR - Initialization failed for ACE_Process_Mutex, error = %d\n", errno);
+        log.error("ERR - Initialization failed for ACE_Process_Mutex, error = %d\n", opening.error);
         return Attempt::impossible;
     }
-    if (view->lock->tryacquire() == 0)
+    if (opening.error == 0 && view->lock->tryacquire() == 0)
         return Attempt::won;
     // ACE reports a lock that another one holds as EAGAIN here, so that, too, is logged.
-    if (errno != EBUSY)
-        log.warning("WRN - Acquire failed for ACE_Process_Mutex, error = %d\n", errno);
-    view->lock->remove();
+    const int error = opening.error != 0 ? opening.error : errno;
+    if (error != EBUSY)
+        log.warning("WRN - Acquire failed for ACE_Process_Mutex, error = %d\n", error);
+    if (opening.error == 0)
+        view->lock->remove();
+    else
+        opening.set.remove();
     const ProcessMutexPtr closed(std::exchange(view->lock, nullptr));
     return Attempt::lost;
 }

@@ -8,11 +8,7 @@ using namespace interpose;
 
 // The record of a mount, and the mutex.
 const FaultCases record_faults{
-    // a new mutex is made ready for ACE, which else does it itself
-    {at_first(only_once(fails(on_semget, ENOSPC))), makes_no_difference},
-    {at_first(only_once(fails(on_semget, EACCES))), makes_no_difference},
-    {at_first(only_once(semop_has_no_memory())), makes_no_difference},
-    // and is opened, or waited for, again
+    // is opened, or waited for, again
     {only_once(semop_is_interrupted()), makes_no_difference},
     {only_once(semop_finds_set_deleted()), makes_no_difference},
     {only_once(semctl_finds_set_deleted()), makes_no_difference},
@@ -20,11 +16,11 @@ const FaultCases record_faults{
 
 const FaultCases mutex_faults{
     {for_good(fails(on_semget, ENOSPC)), EC_SYSTEM_ERROR, FreeLock::may_be_left},
-    {later(only_once(fails(on_semget, ENOSPC))), EC_SYSTEM_ERROR, FreeLock::may_be_left},
+    {only_once(fails(on_semget, ENOSPC)), EC_SYSTEM_ERROR, FreeLock::may_be_left},
     {for_good(fails(on_semget, EACCES)), EC_SYSTEM_ERROR, FreeLock::may_be_left},
-    {later(only_once(fails(on_semget, EACCES))), EC_SYSTEM_ERROR, FreeLock::may_be_left},
+    {only_once(fails(on_semget, EACCES)), EC_SYSTEM_ERROR, FreeLock::may_be_left},
     {for_good(semop_has_no_memory()), EC_SYSTEM_ERROR, FreeLock::may_be_left},
-    {later(only_once(semop_has_no_memory())), EC_SYSTEM_ERROR, FreeLock::may_be_left},
+    {only_once(semop_has_no_memory()), EC_SYSTEM_ERROR, FreeLock::may_be_left},
     {for_good(semctl_finds_set_deleted()), EC_SYSTEM_ERROR},
 };
 

@@ -69,6 +69,11 @@ int ExclusiveHelper::take_overlaps()
     return taken;
 }
 
+void ExclusiveHelper::set_duration(int milliseconds)
+{
+    std::ofstream(helper_folder / "duration") << milliseconds;
+}
+
 void ExclusiveHelper::hold_next_run()
 {
     std::ofstream(helper_folder / "hold");

@@ -25,6 +25,9 @@ public:
     int overlaps() const; // runs that began during another one
     int take_overlaps();  // the same, and forgets them
 
+    // Lets each run last so long, in milliseconds below 1,000.
+    void set_duration(int milliseconds);
+
     // Lets the next run stop in its middle.
     void hold_next_run();
 

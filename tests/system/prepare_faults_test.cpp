@@ -143,14 +143,11 @@ FaultCases memory_faults()
     };
 }
 
-// A first call makes a new lock ready for ACE, which else does it itself. The view has 50 locks to
-// choose from.
+// The view has 50 locks to choose from.
 const FaultCases lock_faults{
-    {at_first(only_once(fails(on_semget, ENOSPC))), makes_no_difference},
-    {later(only_once(fails(on_semget, ENOSPC))), mount_lock_not_had, FreeLock::may_be_left},
+    {only_once(fails(on_semget, ENOSPC)), mount_lock_not_had, FreeLock::may_be_left},
     {for_good(fails(on_semget, ENOSPC)), locks_not_had, FreeLock::may_be_left},
-    {at_first(only_once(semop_has_no_memory())), makes_no_difference},
-    {later(only_once(semop_has_no_memory())), mount_lock_not_had, FreeLock::may_be_left},
+    {only_once(semop_has_no_memory()), mount_lock_not_had, FreeLock::may_be_left},
     {for_good(semop_has_no_memory()), locks_not_had, FreeLock::may_be_left},
     {only_once(semop_is_interrupted()), makes_no_difference},
     {only_once(semop_finds_set_deleted()), makes_no_difference},

@@ -28,7 +28,6 @@ const Outcomes before_helper_runs{
 
 // Without a helper, the unmount is local.
 const FaultCases unmount_faults{
-    {fails(on_semget, EACCES), makes_no_difference},
     // a lock that can be neither taken nor closed is there until this process ends
     {semop_has_no_memory(), before_helper_runs, FreeLock::may_be_left},
     {only_once(semop_is_interrupted()), makes_no_difference},    // it is waited for again

@@ -240,9 +240,9 @@ TEST_F(MountMutex, TakenByARivalWhileItIsMadeReadyIsLeftToTheRival)
     EXPECT_EQ(events, std::vector<std::string>{"held"});
 }
 
-TEST_F(MountMutex, OpeningGoesOnAfterEachInterruption)
+// The guard is waited for by the opening, and by the unmount that deletes the mutex.
+TEST_F(MountMutex, OpeningAndDeletionGoOnAfterAnInterruption)
 {
-    // The library waits for the guard first, and then ACE does.
     for (const int interrupted : {1, 2}) {
         int waits = 0;
         const auto semop = interpose::on_semop(
@@ -253,9 +253,30 @@ TEST_F(MountMutex, OpeningGoesOnAfterEachInterruption)
                 return -1;
             });
         given_mount(mounts_image());
-        EXPECT_GT(waits, interrupted);
         EXPECT_EQ(ixfs_unmount(handle.get()), EC_OK);
+        EXPECT_GT(waits, interrupted);
+        EXPECT_EQ(semaphore_sets().size(), 0U);
     }
+}
+
+// As a process that is stopped and continued gets it. A closing that gives up leaves the mutex in
+// use until the process ends.
+TEST_F(MountMutex, ClosingGoesOnAfterAnInterruption)
+{
+    ASSERT_EQ(recreate_context(), 0);
+    int waits = 0;
+    const auto semop =
+        interpose::on_semop([&](int, const sembuf* operations, size_t) -> std::optional<int> {
+            const bool waits_for_guard =
+                operations[0].sem_num == guard_semaphore && operations[0].sem_op == 0;
+            if (!waits_for_guard || ++waits != 1)
+                return std::nullopt;
+            errno = EINTR;
+            return -1;
+        });
+    EXPECT_EQ(ixfs_unmount(handle.get()), EC_INVALID_PARAMETER) << "it has no mount point";
+    EXPECT_GT(waits, 0);
+    EXPECT_EQ(semaphore_sets().size(), 0U);
 }
 
 TEST_F(MountMutex, ThatCanNeitherBeGuardedNorDeletedIsFreed)
@@ -288,10 +309,10 @@ TEST_F(MountMutex, ThatCannotBeDeletedIsFreedAndItsGuardLeft)
         const auto semctl = refused_deletions();
         EXPECT_EQ(ixfs_unmount(handle.get()), EC_OK);
     }
-    EXPECT_TRUE(mutex_is_free());
     const int set = semaphore_sets().at(0).id;
     EXPECT_EQ(semctl(set, guard_semaphore, GETVAL), 0) << "else nobody could open it any more";
-    EXPECT_EQ(semctl(set, 0, IPC_RMID), 0);
+    EXPECT_TRUE(mutex_is_free());
+    EXPECT_EQ(semaphore_sets().size(), 0U) << "the unmount closed it, so the next user is the last";
 }
 
 TEST_F(MountMutex, NotObtainedFailsTheMinimalContext)

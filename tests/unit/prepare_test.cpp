@@ -3,11 +3,14 @@
 #include "memory_shortage.h"
 #include "real_mount.h"
 #include "record_view.h"
+#include "watchdog.h"
 
 #include <gmock/gmock.h>
 
 #include <algorithm>
 #include <cerrno>
+#include <chrono>
+#include <cstring>
 #include <filesystem>
 #include <string>
 #include <vector>
@@ -106,6 +109,31 @@ TEST_F(Prepare, ViewStaysLockedUntilTheImageIsUnmounted)
     const std::string locks = notes.read("locks");
     constexpr int heading_mount_mutex_and_view_lock = 3;
     EXPECT_EQ(std::count(locks.begin(), locks.end(), '\n'), heading_mount_mutex_and_view_lock);
+}
+
+// The first name that is tried for the lock of this image has the mount mutex's key.
+TEST_F(Prepare, ViewLockWithTheKeyOfTheMountMutexDoesNotBlockTheUnmount)
+{
+    const Watchdog watchdog{std::chrono::seconds(60)};
+    const auto vm = interpose::on_uname([](utsname* names) {
+        std::strcpy(names->nodename, "vm");
+        return std::optional<int>(0);
+    });
+    const fs::path images = mount_point / "backups/host/allusers/full";
+    add_disk("a");
+    fs::rename(images / "1700000000", images / "14206992411");
+    std::string& entry = entries.at(0);
+    entry.replace(entry.find("1700000000"), std::strlen("1700000000"), "14206992411");
+    creds.backup_id = "host_14206992411";
+    EXPECT_EQ(prepare(), EC_OK);
+    EXPECT_EQ(helper_commands(), mounted_and_unmounted);
+    EXPECT_EQ(
+        log.with_message("INF - Trying to create mutex: Global\\EGR_14206992411__vv_vm_0\n").size(),
+        1U);
+    EXPECT_EQ(log.with_message("INF - Successfully created mutex: "
+                               "Global\\EGR_14206992411__vv_vm_1\n")
+                  .size(),
+              1U);
 }
 
 TEST_F(Prepare, HandleKeepsTheCallersLogContext)

@@ -2,6 +2,7 @@
 #include "memory_shortage.h"
 #include "record_view.h"
 
+#include <ace/ACE.h>
 #include <ace/Process_Mutex.h>
 
 #include <cerrno>
@@ -185,6 +186,33 @@ TEST_F(ViewLock, FailureLeavesTheLastStatusOfTheHandleAlone)
     auto tries = fail_tries(interpose::always, EBUSY);
     EXPECT_EQ(lock(), 0);
     EXPECT_EQ(ixfs_last_error(handle.get()), EC_HELPER_FAILED);
+}
+
+// ---- The mount mutex ----------------------------------------------------------------------------
+
+// On a host called "vm", the checksum of this id's first name is that of the mount mutex's.
+TEST_F(ViewLock, NameWithTheKeyOfTheMountMutexLosesItsAttemptUnopened)
+{
+    constexpr long colliding_id = 14'206'992'411;
+    const std::string name = "Global\\EGR_14206992411__vv_vm_";
+    const key_t key = static_cast<key_t>(ACE::crc32("Global\\_IXFS_MOUNT_MUTEX_"));
+    ASSERT_EQ(static_cast<key_t>(ACE::crc32((name + "0").c_str())), key);
+    host_name.reset();
+    const auto vm = interpose::on_uname([](utsname* names) {
+        std::strcpy(names->nodename, "vm");
+        return std::optional<int>(0);
+    });
+    bool looked_for = false;
+    const auto semget = interpose::on_semget([&](key_t wanted, int, int) {
+        looked_for |= wanted == key;
+        return std::optional<int>();
+    });
+    EXPECT_EQ(_ixfs_view_lock(handle.get(), view, colliding_id, base_name, sizeof(base_name)), 1);
+    EXPECT_STREQ(base_name, "_vv_vm1");
+    EXPECT_EQ(log.take(), (Lines{host_line("vm"), base_name_line("_vv_vm"), trying_line(name + "0"),
+                                 trying_line(name + "1"), won_line(name + "1")}));
+    EXPECT_FALSE(looked_for);
+    EXPECT_EQ(semaphore_sets().size(), 1U);
 }
 
 // ---- Small buffers ------------------------------------------------------------------------------
