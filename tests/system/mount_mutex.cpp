@@ -156,6 +156,13 @@ int mount_pause_and_unmount(ChildProcess::Parent& parent)
     return static_cast<int>(!mounted) + static_cast<int>(!unmounted);
 }
 
+bool become_other_user()
+{
+    constexpr uid_t other_user = 65534;
+    return setresgid(other_user, other_user, other_user) == 0 &&
+           setresuid(other_user, other_user, other_user) == 0;
+}
+
 MountMutexTest::MountMutexTest()
     : errors_(open((folder_ / "errors").c_str(), O_CREAT | O_WRONLY | O_APPEND | O_CLOEXEC, 0600))
 {
@@ -171,4 +178,9 @@ void MountMutexTest::TearDown()
     EXPECT_EQ(helper.overlaps(), 0) << "of " << helper.runs() << " runs";
     EXPECT_EQ(semaphore_sets().size(), 0) << "no lock outlives its users";
     EXPECT_EQ(folder_.read("errors"), "");
+}
+
+bool MountMutexTest::there_are_other_users() const
+{
+    return run([](ChildProcess::Parent&) { return become_other_user() ? 0 : 1; }) == 0;
 }

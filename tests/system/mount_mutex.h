@@ -4,6 +4,7 @@
 #define IXFS_TESTS_MOUNT_MUTEX_H
 
 #include "child_process.h"
+#include "cycle_count.h"
 #include "handle_test.h"
 #include "temp_dir.h"
 #include "watchdog.h"
@@ -67,6 +68,9 @@ Handle quiet_handle();
 int mount_and_unmount(ChildProcess::Parent& parent);
 int mount_pause_and_unmount(ChildProcess::Parent& parent);
 
+// For a child: goes on as a user that is not root. Returns whether that worked.
+bool become_other_user();
+
 // A fixture whose test ends well only if no helper runs met, no semaphore is left in the kernel,
 // and no child process said anything on standard error.
 class MountMutexTest : public testing::Test
@@ -81,7 +85,10 @@ protected:
 
     void TearDown() override;
 
-    Watchdog watchdog{std::chrono::seconds(240)};
+    // Whether children can become another user.
+    bool there_are_other_users() const;
+
+    Watchdog watchdog{std::chrono::seconds(cycle_count(240))};
     ExclusiveHelper helper;
 
 private:
