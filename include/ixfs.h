@@ -239,9 +239,9 @@ IXFS_API extern char g_lc_time[256];
  * reserved      ignored
  *
  * Waits without a time limit for the host-wide mount mutex, which every mount and unmount of the
- * host holds while its helper runs. Returns the local mount point, which the library owns until
- * ixfs_unmount or ixfs_term. A thread then looks every 300 seconds whether the mount still holds
- * "backups", and logs it.
+ * host holds while its helper runs. The longest waiter is next. Returns the local mount point,
+ * which the library owns until ixfs_unmount or ixfs_term. A thread then looks every 300 seconds
+ * whether the mount still holds "backups", and logs it.
  *
  * What counts as mounted, where the helper has reported a mount point:
  *   with a mount path     a mount that holds "backups", whatever the helper's exit status
@@ -418,9 +418,11 @@ IXFS_API void _ixfs_view_delete(_ixfs_control_t* handle, _ixfs_view_t* view);
  * size       of the buffer, in bytes; 1 or more
  *
  * Never waits: each attempt tries the next number. An attempt that fails logs a line of severity
- * IXFS_LOG_WRN and removes the lock that it failed on, even when another process holds it. Returns
- * 1, or 0 with a line of severity IXFS_LOG_ERR; for an inherited handle 0 without a line, and
- * base_name untouched. The line with the host's name has this severity, too, but is not a failure.
+ * IXFS_LOG_WRN and removes the lock that it failed on, even when another process holds it. A name
+ * whose key is that of the mount mutex is passed over: no line, nothing removed. For root, a lock
+ * that another user created is none: it is deleted and made anew. Returns 1, or 0 with a line of
+ * severity IXFS_LOG_ERR; for an inherited handle 0 without a line, and base_name untouched. The line
+ * with the host's name has this severity, too, but is not a failure.
  *
  * After a failure a view without a lock still has none. A view that already has a lock keeps it,
  * tries no other, and gets number 0. It keeps it also if the host has no name. The handle's thread.

@@ -108,13 +108,6 @@ void delete_every_semaphore_set()
         semctl(set.id, 0, IPC_RMID);
 }
 
-void drop_standard_error()
-{
-    const int null = open("/dev/null", O_WRONLY | O_CLOEXEC);
-    dup2(null, STDERR_FILENO);
-    close(null);
-}
-
 bool mounts(const Handle& handle, const std::string& server)
 {
     const char* const mount_point =

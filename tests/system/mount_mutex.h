@@ -53,9 +53,6 @@ void wait_for_waiters(int count);
 
 void delete_every_semaphore_set();
 
-// For a child whose complaints are no failure.
-void drop_standard_error();
-
 // The calls under test, with arguments that don't matter. Each returns whether it succeeded and
 // tells on standard error if not.
 bool mounts(const Handle& handle, const std::string& server = "media1");

@@ -50,8 +50,6 @@ protected:
     int mount_and_unmount_with_faults(int killed_at, int lock_deleted_at = 0)
     {
         return run([=](ChildProcess::Parent& parent) {
-            if (lock_deleted_at != 0)
-                drop_standard_error(); // ACE complains of a lock that goes while it is opening it
             const SemaphoreFaults faults(killed_at, lock_deleted_at);
             return mount_and_unmount(parent);
         });

@@ -59,31 +59,12 @@ bool got_no_lock(const _ixfs_control_t* handle, const LogRecorder& log, const Sp
            is(ixfs_last_error(handle), EC_SYSTEM_ERROR);
 }
 
-// Sends what ACE says of a lock that is another's to nowhere, until the end of the scope.
-class AceSilenced
-{
-public:
-    AceSilenced() : errors_(dup(STDERR_FILENO)) { drop_standard_error(); }
-    ~AceSilenced()
-    {
-        dup2(errors_, STDERR_FILENO);
-        close(errors_);
-    }
-    AceSilenced(const AceSilenced&) = delete;
-    AceSilenced& operator=(const AceSilenced&) = delete;
-
-private:
-    int errors_;
-};
-
 bool cannot_have_the_lock(_ixfs_control_t* handle, LogRecorder& log)
 {
     const auto mount = [&] {
-        const AceSilenced silenced;
         return ixfs_mount(handle, "mount-cred", "unmount-cred", 1, "media2", 0, nullptr);
     };
     const auto context = [&] {
-        const AceSilenced silenced;
         return ixfs_recreate_minimal_context(handle, "mount-cred", "unmount-cred", 1, "media2", 0,
                                              "/m/x");
     };

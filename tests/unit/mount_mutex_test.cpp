@@ -402,6 +402,15 @@ TEST_F(MountMutex, DeletedWhileTheMountLastsIsMadeAgainByTheUnmount)
     EXPECT_EQ(semaphore_sets().size(), 0U);
 }
 
+// A set with too few semaphores is looked at again, as another user's would be deleted.
+TEST_F(MountMutex, OfAnotherMakeThatGoesBetweenTwoLooksIsMadeAgain)
+{
+    const auto too_small = interpose::on_semget.fails(EINVAL, 1, 1);
+    given_mount(mounts_image());
+    EXPECT_EQ(ixfs_unmount(handle.get()), EC_OK);
+    EXPECT_EQ(semaphore_sets().size(), 0U);
+}
+
 #ifndef IXFS_SANITIZER_DEFINES_NEW
 TEST_F(MountMutex, DeletedAndNotMadeAgainForWantOfMemoryFailsTheUnmount)
 {

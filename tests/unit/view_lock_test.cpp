@@ -215,6 +215,25 @@ TEST_F(ViewLock, NameWithTheKeyOfTheMountMutexLosesItsAttemptUnopened)
     EXPECT_EQ(semaphore_sets().size(), 1U);
 }
 
+// The checksum of this id's first name on a host called "usdo" is 0, and that key names no set: the
+// kernel makes a new one for each who asks.
+TEST_F(ViewLock, NameWithTheKeyThatNamesNoSetLosesItsAttempt)
+{
+    constexpr long id_of_key_0 = 19'033;
+    const std::string name = "Global\\EGR_19033__vv_usdo_";
+    ASSERT_EQ(ACE::crc32((name + "0").c_str()), static_cast<unsigned int>(IPC_PRIVATE));
+    host_name.reset();
+    const auto usdo = interpose::on_uname([](utsname* names) {
+        std::strcpy(names->nodename, "usdo");
+        return std::optional<int>(0);
+    });
+    EXPECT_EQ(_ixfs_view_lock(handle.get(), view, id_of_key_0, base_name, sizeof(base_name)), 1);
+    EXPECT_EQ(log.take(),
+              (Lines{host_line("usdo"), base_name_line("_vv_usdo"), trying_line(name + "0"),
+                     lost_line(EINVAL), trying_line(name + "1"), won_line(name + "1")}));
+    EXPECT_EQ(semaphore_sets().size(), 1U);
+}
+
 // ---- Small buffers ------------------------------------------------------------------------------
 
 TEST_F(ViewLock, BaseNameIsCutToItsBuffer)
