@@ -6,6 +6,7 @@
 
 #include <ace/ACE.h>
 
+#include <csignal>
 #include <cstring>
 #include <fcntl.h>
 #include <ostream>
