@@ -44,7 +44,7 @@ private:
     std::string view() const { return server_->root + "/" + server_->image + "/_vmir"; }
     void expect_links_reused() const;
 
-    const NoLocksLeft no_locks_left_;
+    NoLocksLeft no_locks_left_;
     Loopback loopback_;
     LogRecorder log_;
     const std::string folder_ = "/usr/varnis/var/ixfs-loopback/server";

@@ -148,6 +148,26 @@ TEST_F(ImagePath, DiskFolderThatStaysInTheImageIsFollowed)
     expect_prepared();
 }
 
+// More folders than anybody would keep open.
+TEST_F(ImagePath, DisksInManyFoldersAreAllFound)
+{
+    order.disks.clear();
+    for (int i = 0; i < 40; ++i) {
+        const std::string number = std::to_string(i);
+        make_disk("folder" + number + "/disk" + number);
+        plant::link(at("door" + number), "folder" + number);
+        order.disks.push_back(entry((i % 2 == 0 ? "folder" : "door") + number + "/disk" + number));
+    }
+    const Attempt attempt = prepare();
+    EXPECT_EQ(attempt.status, EC_OK);
+    ASSERT_EQ(attempt.out.size(), 40U);
+    for (int i = 0; i < 40; ++i) {
+        const std::string number = std::to_string(i);
+        EXPECT_TRUE(fs::equivalent(in_view("disk" + number + "-flat.vmdk"),
+                                   at("folder" + number + "/disk" + number + ".vmdk")));
+    }
+}
+
 TEST_F(ImagePath, DiskThatIsNamedOutOfTheMountIsNotReached)
 {
     const std::string up = "../../../../../../../../../../../../../../../../..";
