@@ -112,6 +112,24 @@ TEST_F(Race, ForTheConfiguration)
     run(exchanging(at(configuration), spare, things(host / "secret")));
 }
 
+// A device that is opened may be used by that, so one that comes in between is not opened either.
+TEST_F(Race, ForADeviceInPlaceOfAFile)
+{
+    if (!plant::can_make_devices())
+        GTEST_SKIP() << "no right to make devices";
+    const std::string device = in_root("../device");
+    plant::device(device);
+    const TouchWatch watch(device);
+    const auto put = [device](const std::string& path) {
+        plant::hard_link(path, device);
+    };
+    for (const char* const file : {configuration, "vm/a.vmdk.desc"}) {
+        run(exchanging(at(file), spare, {put}),
+            [&] { EXPECT_THAT(watch.opened(), IsEmpty()) << "in place of " << file; });
+    }
+    plant::nothing(device);
+}
+
 TEST_F(Race, ForADescriptor)
 {
     run(exchanging(at("vm/a.vmdk.desc"), spare, things(host / "descriptor")),
