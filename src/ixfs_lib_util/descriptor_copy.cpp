@@ -132,12 +132,12 @@ bool flush(const Log& log, BlockWriter& new_file)
 } // namespace
 
 int copy_descriptor(_ixfs_control_t* handle, const char* old_path, const char* new_path,
-                    const char* extent_name, const OpenDescriptor& open_old,
-                    const OpenDescriptor& open_new)
+                    const char* extent_name, const std::function<OldDescriptor()>& open_old,
+                    const std::function<OpenFile()>& open_new)
 {
     const Log log(handle, "_ixfs_copy_desc()");
-    OpenFile old_opened = open_old();
-    if (!old_opened.is_open()) {
+    OldDescriptor old_opened = open_old();
+    if (!old_opened.file.is_open()) {
         log.error("ERR - can't open old %s, err %d\n", old_path, errno);
         return 0;
     }
@@ -146,7 +146,7 @@ int copy_descriptor(_ixfs_control_t* handle, const char* old_path, const char* n
         log.error("ERR - can't open new %s, err %d\n", new_path, errno);
         return 0;
     }
-    LineReader old_file(std::move(old_opened));
+    LineReader old_file(std::move(old_opened.file), old_opened.size);
     BlockWriter new_file(std::move(new_opened));
     const bool wants_new_uuid = (handle->flags & IXFS_FLAG_NEW_DISK_UUID) != 0;
     const bool copied = DescriptorCopy(log, old_file, new_file, extent_name, wants_new_uuid).run();
@@ -160,6 +160,8 @@ int _ixfs_copy_desc(_ixfs_control_t* handle, const char* old_path, const char* n
 {
     return copy_descriptor(
         handle, old_path, new_path, extent_name,
-        [old_path] { return OpenFile(open(old_path, O_RDONLY | O_CLOEXEC)); },
+        [old_path] {
+            return OldDescriptor{OpenFile(open(old_path, O_RDONLY | O_CLOEXEC)), std::nullopt};
+        },
         [new_path] { return open_new(new_path); });
 }

@@ -6,14 +6,19 @@
 #include "open_file.h"
 
 #include <functional>
+#include <optional>
+#include <sys/types.h>
 
-// Opens one of the files. Sets errno where that fails.
-using OpenDescriptor = std::function<OpenFile()>;
+// A descriptor to be copied. Nothing is open, and errno set, where it could not be opened.
+struct OldDescriptor {
+    OpenFile file;
+    std::optional<off_t> size; // in bytes, where that is known
+};
 
 // Does what _ixfs_copy_desc does, with the files that `open_old` and then `open_new` give; the paths
 // are for the log.
 int copy_descriptor(_ixfs_control_t* handle, const char* old_path, const char* new_path,
-                    const char* extent_name, const OpenDescriptor& open_old,
-                    const OpenDescriptor& open_new);
+                    const char* extent_name, const std::function<OldDescriptor()>& open_old,
+                    const std::function<OpenFile()>& open_new);
 
 #endif

@@ -1,6 +1,7 @@
 #include "descriptor_file.h"
 
 #include "interruption.h"
+#include "regular_file.h"
 
 #include <algorithm>
 
@@ -26,14 +27,19 @@ void LineReader::fill()
     std::copy(buffer_ + begin_, buffer_ + end_, buffer_);
     end_ -= begin_;
     begin_ = 0;
-    const ssize_t size = uninterrupted(
-        [this] { return read(file_.descriptor(), buffer_ + end_, sizeof(buffer_) - end_); });
-    if (size > 0) {
-        end_ += static_cast<std::size_t>(size);
+    const std::size_t room = sizeof(buffer_) - end_;
+    const ssize_t length =
+        uninterrupted([=] { return read(file_.descriptor(), buffer_ + end_, room); });
+    if (length <= 0) {
+        at_end_ = true;
+        error_ = length == 0 ? 0 : errno;
         return;
     }
-    at_end_ = true;
-    error_ = size == 0 ? 0 : errno;
+    end_ += static_cast<std::size_t>(length);
+    read_ += length;
+    at_end_ = read_ == size_ && static_cast<std::size_t>(length) < room;
+    if (size_ && read_ > *size_ + most_growth)
+        error_ = EFBIG;
 }
 
 void BlockWriter::write(std::string_view text)

@@ -5,13 +5,17 @@
 #include "bounded_text.h"
 #include "open_file.h"
 
+#include <optional>
 #include <string_view>
+#include <sys/types.h>
 
 // Reads a file line by line, a line that is longer than 1,023 bytes in pieces of that size.
 class LineReader
 {
 public:
-    explicit LineReader(OpenFile file) : file_(std::move(file)) {}
+    // `size` is what the file is known to have, in bytes. A file of known size needs no read to see
+    // its end, and is given up as endless (EFBIG) when it gets much longer.
+    LineReader(OpenFile file, std::optional<off_t> size) : file_(std::move(file)), size_(size) {}
 
     // Sets `line` to the next line or piece, its newline included, and returns true; false at the
     // end and after an error. The line is valid until the next call.
@@ -28,6 +32,8 @@ private:
     void fill();
 
     OpenFile file_;
+    std::optional<off_t> size_;
+    off_t read_ = 0; // bytes so far
     char buffer_[16 * text_size];
     std::size_t begin_ = 0;
     std::size_t end_ = 0;

@@ -5,6 +5,8 @@
 #include "file_status.h"
 #include "open_file.h"
 
+#include <sys/types.h>
+
 // A file that is open for reading, and what the kernel said of it. Nothing is open after a failure.
 struct RegularFile {
     OpenFile file;
@@ -12,13 +14,17 @@ struct RegularFile {
     };
 };
 
+// How many bytes more a file may have than it had when it was opened. One that others write faster
+// than it is read would never end.
+constexpr off_t most_growth = 64L << 20;
+
 // Opens the regular file `name` in an open directory. Anything else is not opened, since the opening
 // alone may wait or do something: a FIFO waits for its writer, a device may start to work. Sets
 // errno: ELOOP for a symbolic link, EISDIR for a folder, EINVAL for what else is no regular file.
 RegularFile open_regular_file(int folder, const char* name);
 
 // The same for the file that `path` leads to below an open directory; see open_beneath. Follows the
-// links that stay below. Needs /proc.
+// links that stay below.
 RegularFile open_regular_file_beneath(int folder, const char* path);
 
 #endif

@@ -14,10 +14,6 @@ namespace
 
 constexpr long mebibyte = 1L << 20;
 
-// How much text a file may have beyond the size that it had when it was opened. One that others
-// write faster than it is read would never end.
-constexpr long most_growth = 64 * mebibyte;
-
 // How much padding is read to see that it can be. More is counted by the file's size alone: a
 // sparse file can have more than anybody can read.
 constexpr long most_padding_read = 64 * mebibyte;

@@ -107,7 +107,10 @@ ec_status copy_file(OpenView& view, const Log& log, const ImageFile& source,
     const char* const to = destination.path.display_str();
     const int copied = copy_descriptor(
         view.handle(), from, to, extent_name.text().c_str(),
-        [&] { return view.image().open_for_reading(source).file; },
+        [&] {
+            RegularFile opened = view.image().open_for_reading(source);
+            return OldDescriptor{std::move(opened.file), opened.status.st_size};
+        },
         [&] { return make_new(view, destination.name.c_str(), is_there); });
     if (copied != 1) {
         log.error("ERR - Failed copying Disk Descriptor (%d): from %s to %s\n", failed, from, to);
