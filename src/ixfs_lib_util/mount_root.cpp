@@ -30,11 +30,11 @@ MountRoot answer_of(const struct statx& status)
 // DONT_SYNC: the answer is the kernel's own, so a server that hangs is not asked.
 constexpr int without_asking = AT_STATX_DONT_SYNC | AT_NO_AUTOMOUNT;
 
-// The way up from the root of a mount leads into another mount.
+// The way up from the root of a mount leads into another mount, or nowhere: from the topmost
+// directory, and from a mount that was just taken away. The latter may happen at any time, but a
+// mount does not come back; so the look for the top is the last.
 MountRoot answer_of_table(int directory)
 {
-    if (is_top(directory))
-        return MountRoot::yes;
     const OpenFile above(openat(directory, "..", O_PATH | O_DIRECTORY | O_CLOEXEC));
     if (!above.is_open())
         return MountRoot::unknown;
@@ -42,7 +42,7 @@ MountRoot answer_of_table(int directory)
     const std::optional<int> id_above = mount_id(above.descriptor());
     if (!id || !id_above)
         return MountRoot::unknown;
-    return *id != *id_above ? MountRoot::yes : MountRoot::no;
+    return *id != *id_above || is_top(directory) ? MountRoot::yes : MountRoot::no;
 }
 
 } // namespace

@@ -180,6 +180,9 @@ public:
 
     const char* name() const { return name_; }
 
+    // False where no behaviour can be asked for any call: then arguments need not be made ready.
+    bool is_installed() const { return installed_.load(std::memory_order_acquire) != nullptr; }
+
     // Whether a behaviour would be asked for a call made here.
     bool is_asked_here() const
     {

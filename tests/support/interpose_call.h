@@ -66,8 +66,10 @@ private:
 #define ANSWERED_BY(hook, asked, name, result, parameters, arguments)                              \
     INTERPOSED(name, result, parameters)                                                           \
     {                                                                                              \
-        if (const std::optional<result> answer = hook.ask asked)                                   \
-            return *answer;                                                                        \
+        if (hook.is_installed()) {                                                                 \
+            if (const std::optional<result> answer = hook.ask asked)                               \
+                return *answer;                                                                    \
+        }                                                                                          \
         return real_##name() arguments;                                                            \
     }
 

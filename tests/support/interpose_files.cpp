@@ -52,8 +52,10 @@ ANSWERED_BY(on_rmdir, (FullPath(path)), rmdir, int, (const char* path), (path))
 INTERPOSED(unlinkat, int, (int folder, const char* path, int flags))
 {
     auto& hook = (flags & AT_REMOVEDIR) != 0 ? on_rmdir : on_unlink;
-    if (const std::optional<int> answer = hook.ask(FullPath(folder, path)))
-        return *answer;
+    if (hook.is_installed()) {
+        if (const std::optional<int> answer = hook.ask(FullPath(folder, path)))
+            return *answer;
+    }
     return real_unlinkat()(folder, path, flags);
 }
 
@@ -71,9 +73,11 @@ INTERPOSED(remove, int, (const char* path))
 namespace
 {
 
-std::optional<int> ask_open(const FullPath& path, int flags)
+std::optional<int> ask_open(int folder, const char* path, int flags)
 {
-    return (flags & O_DIRECTORY) != 0 ? on_opendir.ask(path) : on_open.ask(path, flags);
+    if ((flags & O_DIRECTORY) != 0)
+        return on_opendir.is_installed() ? on_opendir.ask(FullPath(folder, path)) : std::nullopt;
+    return on_open.is_installed() ? on_open.ask(FullPath(folder, path), flags) : std::nullopt;
 }
 
 int flags_of(const char* mode)
@@ -107,7 +111,7 @@ DIR* folder_of(int descriptor)
 #define DEFINE_OPEN(name, parameters, folder, arguments)                                           \
     INTERPOSED(name, int, parameters)                                                              \
     {                                                                                              \
-        if (const std::optional<int> answer = ask_open(FullPath(folder, path), flags))             \
+        if (const std::optional<int> answer = ask_open(folder, path, flags))                       \
             return *answer;                                                                        \
         return real_##name() arguments;                                                            \
     }
@@ -189,6 +193,8 @@ void convert(const struct stat& from, struct statx* to)
 INTERPOSED(statx, int,
            (int folder, const char* path, int flags, unsigned int mask, struct statx* status))
 {
+    if (!on_stat.is_installed())
+        return real_statx()(folder, path, flags, mask, status);
     struct stat answered {
     };
     if (const std::optional<int> answer = on_stat.ask(FullPath(folder, path), &answered)) {
@@ -214,7 +220,7 @@ std::optional<long> ask_syscall(long number, long first, long second, long third
     std::optional<int> answer;
     switch (number) {
     case SYS_openat2:
-        answer = ask_open(FullPath(folder, path),
+        answer = ask_open(folder, path,
                           static_cast<int>(reinterpret_cast<const open_how*>(third)->flags));
         break;
     case SYS_faccessat2:

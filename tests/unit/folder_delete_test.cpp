@@ -15,6 +15,7 @@
 #include <filesystem>
 #include <optional>
 #include <string>
+#include <system_error>
 #include <vector>
 
 #include <unistd.h>
@@ -431,8 +432,9 @@ TEST_F(FolderDelete, DeepFolderThatIsMovedAwayEndsTheDeletion)
     dir.make_folder("outside");
     dir.write("outside/file", "bytes");
     const auto unlink = interpose::on_unlink([&](const char* path) -> std::optional<int> {
+        std::error_code error;
         if (std::filesystem::path(path).filename() == "file")
-            std::filesystem::rename(dir / "d/1/2", dir / "outside/2");
+            std::filesystem::rename(dir / "d/1/2", dir / "outside/2", error);
         return std::nullopt;
     });
     EXPECT_EQ(remove("d"), 1);
