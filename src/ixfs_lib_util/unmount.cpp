@@ -26,34 +26,36 @@ bool is_absolute(const Log& log, const char* mount_point)
     return false;
 }
 
+// Whether to delete what is in that directory is, or may be, to delete a backup through its mount.
+bool leads_into_mount(const OpenFile& directory, const _ixfs_mount_t& record)
+{
+    return mount_root(directory.descriptor()) != MountRoot::no ||
+           record.appeared.may_hold(directory.descriptor());
+}
+
+void log_still_mounted(const Log& log, const char* path)
+{
+    log.error("ERR - still mounted, not deleted: %s\n", path);
+}
+
 // Removes the mount point directory, unless that would delete the backup through its mount. The
 // look and the deletion are at the same open directory: somebody may mount on it in between.
 void delete_mount_point(_ixfs_control_t* handle, const Log& log, const _ixfs_mount_t& record)
-{
+try {
     const char* const path = record.mount_point;
-    const Log deletion(handle, folder_delete_tag);
     // First without opening anything, for the sake of a server that hangs.
     const MountRoot at_first = mount_root(AT_FDCWD, path, 0);
-    bool stays = at_first == MountRoot::yes;
-    try {
-        if (!stays) {
-            const PathEnd end(path);
-            OpenFile folder = end.is_reached() ? open_folder(end.parent(), end.name()) : OpenFile();
-            const int error = errno;
-            if (folder.is_open())
-                stays = mount_root(folder.descriptor()) != MountRoot::no ||
-                        record.appeared.may_hold(folder.descriptor());
-            else
-                stays = at_first == MountRoot::unknown; // as on a dead server
-            if (!stays && folder.is_open())
-                delete_folder(deletion, end.parent(), end.name(), std::move(folder), path);
-            else if (!stays)
-                log_not_opened(deletion, path, error);
-        }
-    } catch (const std::bad_alloc&) { // no exception may reach a C caller
-    }
-    if (stays)
-        log.error("ERR - still mounted, not deleted: %s\n", path);
+    if (at_first == MountRoot::yes)
+        return log_still_mounted(log, path);
+    const Log deletion(handle, folder_delete_tag);
+    const PathEnd end(path);
+    OpenFile directory = end.is_reached() ? open_folder(end.parent(), end.name()) : OpenFile();
+    if (!directory.is_open() && at_first == MountRoot::no)
+        return log_not_opened(deletion, path, errno);
+    if (!directory.is_open() || leads_into_mount(directory, record)) // not open: a dead server
+        return log_still_mounted(log, path);
+    delete_folder(deletion, end.parent(), end.name(), std::move(directory), path);
+} catch (const std::bad_alloc&) { // no exception may reach a C caller
 }
 
 void unmount_locally(_ixfs_control_t* handle, const _ixfs_mount_t& record)
