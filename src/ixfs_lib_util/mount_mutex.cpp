@@ -55,15 +55,12 @@ int MountMutex::open()
 bool MountMutex::wait()
 {
     int deletions = 0;
-    while (object_ != nullptr) {
-        if (acquire()) {
-            held_ = true;
-            return true;
-        }
+    while (!acquire()) {
         if (!means_deleted(errno) || ++deletions > most_deletions || open() != 0)
             return false;
     }
-    return false;
+    held_ = true;
+    return true;
 }
 
 // Returns whether the mutex is held. If not, errno tells why; it is 0 if the mutex is not open.
@@ -72,7 +69,7 @@ bool MountMutex::acquire()
     int result = 0;
     do { // no handler is needed for EINTR: the end of another thread's helper interrupts, too
         errno = 0;
-        result = object_->acquire();
+        result = object_ != nullptr ? object_->acquire() : -1;
     } while (result != 0 && errno == EINTR);
     return result == 0;
 }

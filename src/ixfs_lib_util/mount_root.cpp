@@ -11,14 +11,6 @@
 namespace
 {
 
-// With these errors a deletion by this path would fail as well, so the answer may be "no". All
-// others, such as that of a dead server, say nothing about the path.
-bool leads_nowhere(int error)
-{
-    return error == ENOENT || error == ENOTDIR || error == ENAMETOOLONG || error == ELOOP ||
-           error == EACCES;
-}
-
 MountRoot answer_of(const struct statx& status)
 {
     // A kernel that does not know the attribute leaves it out of the mask.
@@ -36,16 +28,20 @@ constexpr int without_asking = AT_STATX_DONT_SYNC | AT_NO_AUTOMOUNT;
 MountRoot answer_of_table(int directory)
 {
     const OpenFile above(openat(directory, "..", O_PATH | O_DIRECTORY | O_CLOEXEC));
-    if (!above.is_open())
-        return MountRoot::unknown;
     const std::optional<int> id = mount_id(directory);
-    const std::optional<int> id_above = mount_id(above.descriptor());
+    const std::optional<int> id_above = mount_id(above.descriptor()); // none if that is not open
     if (!id || !id_above)
         return MountRoot::unknown;
     return *id != *id_above || is_top(directory) ? MountRoot::yes : MountRoot::no;
 }
 
 } // namespace
+
+bool leads_nowhere(int error)
+{
+    return error == ENOENT || error == ENOTDIR || error == ENAMETOOLONG || error == ELOOP ||
+           error == EACCES;
+}
 
 MountRoot mount_root(int folder, const char* name, int flags)
 {

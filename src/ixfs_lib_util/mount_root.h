@@ -15,6 +15,10 @@ enum class MountRoot { no, yes, unknown };
 // Logs nothing.
 MountRoot mount_root(int folder, const char* name, int flags);
 
+// Whether a path that cannot be opened, for this reason, certainly leads to no mount: a deletion by
+// it would fail as well. All other errors, such as that of a dead server, say nothing about it.
+bool leads_nowhere(int error);
+
 // Looks at an open directory. Where the kernel does not tell, the mount table decides; `unknown`
 // when that fails, too. Logs nothing.
 MountRoot mount_root(int directory);

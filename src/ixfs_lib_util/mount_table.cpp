@@ -1,9 +1,9 @@
 #include "mount_table.h"
 
+#include "interruption.h"
 #include "open_file.h"
 
 #include <algorithm>
-#include <cerrno>
 #include <climits>
 #include <cstdio>
 #include <cstdlib>
@@ -22,11 +22,7 @@ constexpr std::size_t file_name_size = sizeof("/proc/thread-self/fdinfo/-2147483
 
 ssize_t read_some(const OpenFile& file, char* bytes, std::size_t size)
 {
-    ssize_t count = 0;
-    do
-        count = read(file.descriptor(), bytes, size);
-    while (count == -1 && errno == EINTR);
-    return count;
+    return uninterrupted([&] { return read(file.descriptor(), bytes, size); });
 }
 
 // Returns the whole file, or an empty text if it cannot be read to its end.
@@ -127,10 +123,8 @@ std::optional<int> mount_id(int descriptor)
         return std::nullopt;
     text[count] = '\0';
     constexpr char key[] = "\nmnt_id:";
-    const char* const line = std::strstr(text, key);
-    if (line == nullptr)
-        return std::nullopt; // before Linux 3.15
-    return std::atoi(line + sizeof(key) - 1);
+    const char* const line = std::strstr(text, key); // null before Linux 3.15
+    return line != nullptr ? std::optional(std::atoi(line + sizeof(key) - 1)) : std::nullopt;
 }
 
 bool is_top(int directory)

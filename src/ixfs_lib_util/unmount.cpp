@@ -50,7 +50,7 @@ try {
     const Log deletion(handle, folder_delete_tag);
     const PathEnd end(path);
     OpenFile directory = end.is_reached() ? open_folder(end.parent(), end.name()) : OpenFile();
-    if (!directory.is_open() && at_first == MountRoot::no)
+    if (!directory.is_open() && (at_first == MountRoot::no || leads_nowhere(errno)))
         return log_not_opened(deletion, path, errno);
     if (!directory.is_open() || leads_into_mount(directory, record)) // not open: a dead server
         return log_still_mounted(log, path);

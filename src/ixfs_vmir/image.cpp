@@ -74,9 +74,9 @@ const ImageFolder* Image::folder(const std::string& path)
 OpenFile Image::open_folder(const ImageFile& place)
 {
     const ImageFolder* const in = folder(place.folder);
-    if (in == nullptr)
-        return {};
-    return OpenFile(openat(in->open.descriptor(), place.name.c_str(), as_folder | O_NOFOLLOW));
+    return OpenFile(in != nullptr
+                        ? openat(in->open.descriptor(), place.name.c_str(), as_folder | O_NOFOLLOW)
+                        : -1);
 }
 
 int Image::access(const ImageFile& file)
@@ -121,7 +121,7 @@ bool Image::lies_in(const ImageFolder& folder, const OpenFile& other)
         if (is_same_file(here, wanted))
             return true;
         if (!here || is_same_file(here, end))
-            return false;
+            break;
         above = OpenFile(openat(above.descriptor(), "..", as_folder));
     }
     return false;

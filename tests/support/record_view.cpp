@@ -104,6 +104,11 @@ record_view::Mount record_view::mount(const _ixfs_control_t* handle)
     };
 }
 
+void record_view::set_inherited(_ixfs_control_t* handle, bool inherited)
+{
+    handle->maker.forks += inherited ? 1U : -1U;
+}
+
 void record_view::set_mount_point(_ixfs_control_t* handle, const std::string& mount_point)
 {
     char(&text)[sizeof(handle->mount->mount_point)] = handle->mount->mount_point;

@@ -70,6 +70,9 @@ struct Mount {
 
 Mount mount(const _ixfs_control_t* handle);
 
+// Makes the handle one that a fork has brought here, and one of this process again.
+void set_inherited(_ixfs_control_t* handle, bool inherited);
+
 void set_mount_point(_ixfs_control_t* handle, const std::string& mount_point);
 void clear_unmount_cred(_ixfs_control_t* handle);
 

@@ -171,4 +171,46 @@ TEST_F(CopyOrLinkAttacks, FilePutAgainAndAgainInTheNewDescriptorsPlaceIsGivenUpO
     EXPECT_EQ(puts, 100);
 }
 
+// By more than can ever be read. What it grows by is not even there.
+TEST_F(CopyOrLinkAttacks, DescriptorThatGrowsForEverIsGivenUpOn)
+{
+    std::uintmax_t size = 1 << 20;
+    fs::resize_file(desc_path, size);
+    auto read = interpose::on_read([&](int, void*, std::size_t room) {
+        fs::resize_file(desc_path, size += room);
+        return std::optional<ssize_t>();
+    });
+    EXPECT_EQ(prepare(), 14);
+    EXPECT_LT(size, 70U << 20);
+    const Line endless{IXFS_LOG_ERR, "_ixfs_copy_desc()", "ERR - error reading old file - 27\n"};
+    const Lines lines = disk_lines();
+    EXPECT_NE(std::find(lines.begin(), lines.end(), endless), lines.end());
+}
+
+// More than are kept open at once.
+TEST_F(CopyOrLinkAttacks, DisksOfManyFoldersArePrepared)
+{
+    for (int i = 0; i < 40; ++i)
+        add_disk("d" + std::to_string(i), "folder" + std::to_string(i % 20));
+    EXPECT_EQ(prepare(), EC_OK);
+    for (int i = 0; i < 40; ++i)
+        EXPECT_TRUE(fs::exists(in_view("d" + std::to_string(i) + "-flat.vmdk")));
+    EXPECT_EQ(prepare(), EC_OK);
+}
+
+// Then a file's name has to do.
+TEST_F(CopyOrLinkAttacks, DescriptorsAreReadAlsoWithoutProc)
+{
+    auto no_proc = interpose::on_open([](const char*, int flags) {
+        constexpr int read_by_descriptor = O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC;
+        if (flags != read_by_descriptor)
+            return std::optional<int>();
+        errno = ENOENT;
+        return std::optional<int>(-1);
+    });
+    EXPECT_EQ(prepare(), EC_OK);
+    EXPECT_EQ(mount_point.read(view_path("a.vmdk")), descriptor("a-flat.vmdk"));
+    EXPECT_EQ(config, "<vm/>");
+}
+
 } // namespace

@@ -336,6 +336,18 @@ TEST_F(ForkedHandle, ViewEndsAndLeavesItsLock)
     EXPECT_EQ(semaphore_sets().size(), 0U);
 }
 
+TEST_F(ForkedHandle, LocksAndEndsNoLockOfAView)
+{
+    record_view::set_inherited(handle.get(), true);
+    _ixfs_view_t* const view = _ixfs_view_create(handle.get());
+    EXPECT_EQ(lock(handle, view), 0);
+    EXPECT_STREQ(base_name, "unset");
+    _ixfs_view_delete(handle.get(), view);
+    EXPECT_EQ(log.lines(), Lines{});
+    EXPECT_EQ(semaphore_sets().size(), 0U);
+    record_view::set_inherited(handle.get(), false);
+}
+
 TEST_F(ForkedHandle, EndsWithViewsAndLeavesTheirLocks)
 {
     create_locked_view();

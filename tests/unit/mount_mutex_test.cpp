@@ -99,6 +99,33 @@ TEST_F(MountMutex, MayBeChangedByItsOwnerAlone)
     EXPECT_EQ(semaphore_sets()[0].permissions, 0644U);
 }
 
+// As in a namespace whose root may not touch what the host's users own.
+TEST_F(MountMutex, OfAnotherUserThatCannotBeDeletedIsNotHad)
+{
+    if (geteuid() != 0)
+        GTEST_SKIP() << "only root deletes what others own";
+    for (const bool is_known : {true, false}) {
+        auto semctl =
+            interpose::on_semctl([&](int, int, int command, void* result) -> std::optional<int> {
+                if (command == IPC_STAT && is_known) {
+                    static_cast<semid_ds*>(result)->sem_perm.cuid = 4711;
+                    return 0;
+                }
+                if (command != IPC_STAT && command != IPC_RMID)
+                    return std::nullopt;
+                errno = EPERM;
+                return -1;
+            });
+        log.take();
+        EXPECT_EQ(mount(), nullptr);
+        EXPECT_EQ(ixfs_last_error(handle.get()), EC_SYSTEM_ERROR);
+        EXPECT_EQ(log.lines().back(), mount_says.error("ERR - unable to obtain mount mutex"));
+        EXPECT_EQ(helper.runs().size(), 0U);
+    }
+    for (const SemaphoreSet& set : semaphore_sets())
+        semctl(set.id, 0, IPC_RMID);
+}
+
 // What happens to the lock, in order.
 class LockEvents
 {

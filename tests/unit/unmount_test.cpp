@@ -394,6 +394,19 @@ TEST_F(Unmount, WithMountPathDeletesTheFolderBelowWhenTheImageIsGone)
     EXPECT_FALSE(image.exists("inner"));
 }
 
+// The mount table writes a blank in a path as a number.
+TEST_F(Unmount, WithMountPathTakesMountsWithBlanksInTheirPathsForWhatTheyAre)
+{
+    const TempDir elsewhere;
+    elsewhere.make_folder("a b");
+    const auto mounted = RealMount::tmpfs(elsewhere / "a b");
+    image.make_folder("inner/backups");
+    helper.answers({{"MNTPATH=/m/x", "MOUNTPOINT=" + image / "inner", "EXIT_STATUS=0"}});
+    ASSERT_NE(mount(), nullptr);
+    EXPECT_EQ(ixfs_unmount(handle.get()), EC_OK);
+    EXPECT_FALSE(image.exists("inner"));
+}
+
 TEST_F(Unmount, WithMountPathDeletesAFolderOfAnOlderMount)
 {
     const auto mounted = RealMount::tmpfs(image.path());
