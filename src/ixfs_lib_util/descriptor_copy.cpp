@@ -39,7 +39,7 @@ bool break_hard_link(const char* path)
     return !may_be_one_of_several_hard_links(path) || unlink(path) == 0 || errno == ENOENT;
 }
 
-OpenFile open_new(const char* path)
+OpenFile create_or_overwrite(const char* path)
 {
     constexpr mode_t mode = 0666; // less the umask
     if (!break_hard_link(path))
@@ -163,5 +163,5 @@ int _ixfs_copy_desc(_ixfs_control_t* handle, const char* old_path, const char* n
         [old_path] {
             return OldDescriptor{OpenFile(open(old_path, O_RDONLY | O_CLOEXEC)), std::nullopt};
         },
-        [new_path] { return open_new(new_path); });
+        [new_path] { return create_or_overwrite(new_path); });
 }

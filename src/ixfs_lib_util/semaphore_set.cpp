@@ -1,5 +1,7 @@
 #include "semaphore_set.h"
 
+#include "interruption.h"
+
 #include <ace/ACE.h>
 
 #include <cerrno>
@@ -132,10 +134,7 @@ bool SemaphoreSet::remove() const
 template <std::size_t count>
 bool SemaphoreSet::operate(sembuf (&operations)[count]) const
 {
-    int result = semop(id_, operations, count);
-    while (result == -1 && errno == EINTR)
-        result = semop(id_, operations, count);
-    return result == 0;
+    return uninterrupted([&] { return semop(id_, operations, count); }) == 0;
 }
 
 // True of a new set, too.
