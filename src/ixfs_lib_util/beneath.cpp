@@ -15,7 +15,8 @@ constexpr int as_folder = O_PATH | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC;
 
 // ---- By the kernel ------------------------------------------------------------------------------
 
-// How often the kernel is asked again where a rename elsewhere made it lose its way.
+// How often the kernel is asked. EAGAIN: somebody renamed a folder at the same time, so the kernel
+// could not tell whether the path leads out.
 constexpr int most_tries = 100;
 
 OpenFile open_by_kernel(int folder, const char* path, int flags, Links links)
@@ -89,7 +90,8 @@ private:
         ahead_.insert(ahead_.end(), names.rbegin(), names.rend());
     }
 
-    // Goes all the way again: the folder's own ".." leads wherever the folder was moved meanwhile.
+    // Walks from the root again. The folder's own ".." could lead out: somebody may have moved the
+    // folder meanwhile.
     OpenFile parent()
     {
         if (behind_.empty())

@@ -15,8 +15,8 @@ struct OldDescriptor {
     std::optional<off_t> size; // in bytes, where that is known
 };
 
-// Does what _ixfs_copy_desc does, with the files that `open_old` and then `open_new` give; the paths
-// are for the log.
+// Does what _ixfs_copy_desc does, with the files that `open_old` and then `open_new` give. The
+// paths are for the log.
 int copy_descriptor(_ixfs_control_t* handle, const char* old_path, const char* new_path,
                     const char* extent_name, const std::function<OldDescriptor()>& open_old,
                     const std::function<OpenFile()>& open_new);

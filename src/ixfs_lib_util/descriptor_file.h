@@ -13,8 +13,8 @@
 class LineReader
 {
 public:
-    // `size` is what the file is known to have, in bytes. A file of known size needs no read to see
-    // its end, and is given up as endless (EFBIG) when it gets much longer.
+    // `size`: the file's size in bytes when it was opened, if that is known. It saves the read that
+    // only finds the end, and a file that gets much longer is given up as endless (EFBIG).
     LineReader(OpenFile file, std::optional<off_t> size) : file_(std::move(file)), size_(size) {}
 
     // Sets `line` to the next line or piece, its newline included, and returns true; false at the

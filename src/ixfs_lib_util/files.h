@@ -15,7 +15,7 @@ bool report_access(_ixfs_control_t* handle, const char* path, int result);
 using MakeSegment = std::function<int(int number, const char* path)>;
 
 // Does what _ixfs_folder_create does, with `make` in mkdir's place. Returns false when a directory
-// could not be made. Throws std::bad_alloc.
+// could not be made, or with errno ENOMEM when memory is short.
 bool create_folders(_ixfs_control_t* handle, const char* base_name, const char* folder_name,
                     uint32_t* segments, const MakeSegment& make);
 

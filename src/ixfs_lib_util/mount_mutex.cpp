@@ -87,10 +87,10 @@ void MountMutex::forget()
 }
 
 // If others wait, the longest waiter gets the mutex, and the last user's closing deletes it: a
-// deletion would send all of them to the end of a new queue, in any order. If nobody waits, deletes
-// the mutex and only then gives it up: who comes now finds it gone, and is not granted a mutex that
-// is about to vanish. The guard keeps out who is opening or closing it. Who has it open and begins
-// to wait behind the look makes it anew.
+// deletion would send all of them to a new queue, in any order. If nobody waits, deletes the mutex
+// and only then gives it up: whoever comes now finds it gone, and is not granted a mutex that is
+// about to vanish. The guard keeps others from opening or closing it meanwhile. A process that has
+// it open and begins to wait after the look makes it anew.
 void MountMutex::give_up()
 {
     const ACE_Sig_Guard no_signals;

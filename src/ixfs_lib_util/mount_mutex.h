@@ -6,9 +6,9 @@
 #include "process_mutex.h"
 
 // A mount record's hold on the mount mutex. Every mount and unmount of the host runs its helper
-// with the mutex held, whatever the server. There is no time limit for waiting. Who waits longest is
-// next. A record that ends while it holds the mutex and nobody waits deletes it for the whole host;
-// else the last record that has it open does.
+// with the mutex held, whatever the server. There is no time limit for waiting, and the longest
+// waiter is next. A record that ends while it holds the mutex and nobody waits deletes it for the
+// whole host; else the last record that has it open does.
 //
 // Not copied or moved. One thread at a time.
 class MountMutex

@@ -16,8 +16,9 @@ constexpr int most_lost_openings = 10000;
 
 using AceLock = ACE_SV_Semaphore_Complex;
 
-// What ACE keeps to itself: the lock within an object, and how to tell a lock which set it has. Only
-// in the arguments of a template may such names stand.
+// The lock within an object, and how to tell a lock which set it has: both are private in ACE. C++
+// lets an explicit instantiation of a template name private members, and its friends can be called
+// from outside.
 template <AceLock ACE_Process_Mutex::*lock, int (ACE_SV_Semaphore_Simple::*tell_set)(key_t, int)>
 struct AceInside {
     friend AceLock& lock_in(ACE_Process_Mutex& mutex) { return mutex.*lock; }

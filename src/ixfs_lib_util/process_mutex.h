@@ -14,9 +14,8 @@ struct ProcessMutexCloser {
 
 using ProcessMutexPtr = std::unique_ptr<ACE_Process_Mutex, ProcessMutexCloser>;
 
-// Frees an object's memory without closing its lock. The kernel counts a lock's users and undoes
-// what a process did when that dies, but a fork is no user and has nothing to undo: what it did with
-// its copy of an object would be done to the object of the process that it was forked from. Null is
+// Frees an object's memory without closing its lock: for a fork, which only has a copy of the
+// object. A closing there would be counted as that of the process that it was forked from. Null is
 // accepted.
 void forget_process_mutex(ACE_Process_Mutex* mutex);
 
@@ -28,8 +27,8 @@ struct Opening {
     int error;        // 0, or the error number
 };
 
-// Opens the lock called `name`, creating it where there is none. Waits for other processes that are
-// opening or closing it, but for no set that another user created: see
+// Opens the lock called `name`, creating it where there is none. Waits while other processes open
+// or close it. Root does not wait for a set that another user created: see
 // SemaphoreSet::find_or_create. Whenever a process is killed, even in the middle of creating the
 // lock, the next one can have it. A lock that is deleted meanwhile is made again. Keeps signals off
 // meanwhile.

@@ -14,13 +14,14 @@ struct RegularFile {
     };
 };
 
-// How many bytes more a file may have than it had when it was opened. One that others write faster
-// than it is read would never end.
+// How many bytes a file may grow while it is read. If others write it faster than it is read, it
+// never ends.
 constexpr off_t most_growth = 64L << 20;
 
-// Opens the regular file `name` in an open directory. Anything else is not opened, since the opening
-// alone may wait or do something: a FIFO waits for its writer, a device may start to work. Sets
-// errno: ELOOP for a symbolic link, EISDIR for a folder, EINVAL for what else is no regular file.
+// Opens the regular file `name` in an open directory. Anything else is not opened, since the
+// opening alone may wait or do something: a FIFO waits for its writer, a device may start to work.
+// If nothing is open, errno says why: ELOOP for a symbolic link, EISDIR for a folder, EINVAL for
+// what else is no regular file.
 RegularFile open_regular_file(int folder, const char* name);
 
 // The same for the file that `path` leads to below an open directory; see open_beneath. Follows the

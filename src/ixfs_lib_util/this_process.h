@@ -8,7 +8,7 @@
 
 // Tells a process from all that it was forked from. The id alone does not: in a namespace of its
 // own a forked process may have the id that its parent has in another. The number of forks alone
-// does not, either: a bare system call forks without a word to the C library.
+// does not, either: the C library does not see a fork by a bare system call.
 struct ProcessIdentity {
     pid_t id;
     unsigned int forks; // that lie between it and the process that loaded the library

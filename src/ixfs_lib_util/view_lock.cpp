@@ -45,8 +45,8 @@ void format_base_name(const Log& log, int flags, const char* host, long id, char
 }
 
 // Tries once for the lock called `name`. During the attempt view->lock points to the lock. It stays
-// there if the attempt wins. If it loses, the lock is removed even if another process holds it. A name
-// with the mount mutex's key loses unopened.
+// there if the attempt wins. If it loses, the lock is removed even if another process holds it. A
+// name with the mount mutex's key loses unopened.
 Attempt try_lock(const Log& log, _ixfs_view_t* view, const char* name)
 {
     log.info("INF - Trying to create mutex: %s\n", name);

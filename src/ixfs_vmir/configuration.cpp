@@ -127,6 +127,7 @@ ec_status readXml(_ixfs_control_t* handle, Image& image, const ImageFile& file,
         log.error("ERR - Failed to stat file: %s and determine size\n", path);
         return EC_FILE_NOT_READ;
     }
+    // A size that no text can have throws std::length_error here, before anything is read.
     const auto room = static_cast<std::size_t>(size);
     content.reserve(room > content.max_size() ? room : std::min<std::size_t>(room, first_room));
     log.info("INF - Found xml file of size: %ld bytes, %s\n", size, path);

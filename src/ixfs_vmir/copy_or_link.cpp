@@ -35,8 +35,9 @@ ec_status reuse(const Log& log, const ImageFile& destination)
 
 // ---- Data files ---------------------------------------------------------------------------------
 
-// Returns 0 or an error number. Only a regular file gets into the view: the kernel links symbolic
-// links and devices, too, and refuses folders with EPERM, which counts as success here.
+// Returns 0 or an error number. Only a regular file gets into the view. The kernel would link
+// symbolic links and devices, too. It refuses folders with EPERM; that becomes another error,
+// because link_file takes EPERM as success.
 int link_regular_file(int folder, const ImageFile& source, int view, const ImageFile& destination)
 {
     const char* const from = source.name.c_str();
@@ -68,7 +69,7 @@ ec_status link_file(OpenView& view, const Log& log, const ImageFile& source,
     if (result == EEXIST && is_same_file(status_of(from, source.name.c_str()),
                                          status_of(view.folder(), destination.name.c_str())))
         return reuse(log, destination);
-    if (result != 1) { // 1 is success, and EPERM, too: see _ixfs_create_hard_link
+    if (result != 1) { // 1: success or EPERM, as of _ixfs_create_hard_link
         log.error("ERR - Could not create link for %s, error %d\n", destination.path.display_str(),
                   failed);
         return failed;
@@ -79,9 +80,8 @@ ec_status link_file(OpenView& view, const Log& log, const ImageFile& source,
 
 // ---- Descriptors --------------------------------------------------------------------------------
 
-// Makes a new file, and takes away what has its name: writing into what is there might change
-// another file of the backup, or one of the host. Somebody else may put a new one there again and
-// again, but not for ever.
+// Makes a new file, and takes away what has its name: writing into that might change another file
+// of the backup, or one of the host. Gives up when somebody puts something there again each time.
 OpenFile make_new(OpenView& view, const char* name, bool is_there)
 {
     if (!view.open())

@@ -40,7 +40,8 @@ private:
 //   descExtentName   for a copy: the data file that the new descriptor names
 //
 // Returns EC_OK, EC_FILE_NOT_FOUND (no source), EC_SYSTEM_ERROR (link) or EC_FILE_NOT_COPIED, each
-// failure after a line with severity IXFS_LOG_ERR. What a failure made stays.
+// failure after a line with severity IXFS_LOG_ERR. What a failure made stays. Throws
+// std::bad_alloc and what drawing a UUID may throw.
 ec_status copyOrLinkPath(OpenView& view, const LmfString& source, const LmfString& destination,
                          bool makeLink, bool replaceExisting, const LmfString& descExtentName);
 

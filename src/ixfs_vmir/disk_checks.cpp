@@ -120,8 +120,8 @@ private:
         return folder != nullptr && folder->through_link && image_.lies_in(*folder, folder_);
     }
 
-    // Whether the view's entry of this name links some disk's data. A disk "x-flat" has a descriptor
-    // of that name, too, but then no disk "x" has one, and the file has no other name.
+    // Whether the view's entry of this name links some disk's data. The descriptor of a disk
+    // "x-flat" has such a name, too. But it has no second name, and no "x.vmdk" lies beside it.
     bool is_data_link(const std::string& name) const
     {
         constexpr char ending[] = "-flat.vmdk";
@@ -142,7 +142,7 @@ private:
         if (!is_regular(*link))
             return true;
         if (!data)
-            return false; // the missing file is told when it is its turn
+            return false; // the link step will report the missing file
         return !is_regular(*data) || all_data_.count({link->st_dev, link->st_ino}) != 0 ||
                link->st_size != data->st_size || link->st_mtim.tv_sec != data->st_mtim.tv_sec ||
                link->st_mtim.tv_nsec != data->st_mtim.tv_nsec;

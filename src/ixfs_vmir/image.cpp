@@ -13,7 +13,8 @@ namespace
 
 constexpr int as_folder = O_PATH | O_DIRECTORY | O_CLOEXEC;
 
-// Disks mostly share a folder, or lie in a few. More than these are opened again when needed.
+// Disks mostly share a folder, or lie in a few. If there are more, the first are closed, and opened
+// again when they are needed.
 constexpr std::size_t most_open_folders = 16;
 
 // Nobody has this many folders one below the other.
@@ -43,7 +44,7 @@ ImageFile::ImageFile(const LmfString& mount_point, const LmfString& relative_pat
 
 Image::Image(const char* mount_point) : mount_point_(default_narrow(mount_point)) {}
 
-// The mount point's own path is the helper's word, not the image's: links on it are followed.
+// The helper reported the mount point's own path, and it is trusted: links on it are followed.
 bool Image::open_root()
 {
     if (!root_.is_open())
@@ -59,6 +60,7 @@ const ImageFolder* Image::folder(const std::string& path)
     }
     if (!open_root())
         return nullptr;
+    // Without links first: so it is known whether there are any.
     OpenFile open = open_below(root_, path, Links::none);
     const bool through_link = !open.is_open() && errno == ELOOP;
     if (through_link)
@@ -83,7 +85,7 @@ int Image::access(const ImageFile& file)
 {
     const ImageFolder* const in = folder(file.folder);
     if (in == nullptr)
-        return errno == EXDEV ? 0 : -1;
+        return errno == EXDEV ? 0 : -1; // EXDEV: a link leads out
     return faccessat(in->open.descriptor(), file.name.c_str(), R_OK, AT_SYMLINK_NOFOLLOW);
 }
 

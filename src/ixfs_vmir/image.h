@@ -28,8 +28,9 @@ struct ImageFile {
 // and each folder from the open mount point: symbolic links are followed as long as they stay below
 // it, and no further.
 //
-// Folders are opened when they are first needed, and stay open. So does the mount point: nobody can
-// unmount it before this object ends or is closed. One thread at a time. Failures are told by errno; nothing is logged.
+// Folders are opened when they are first needed, and stay open. So does the mount point: it cannot
+// be unmounted before this object ends or is closed. One thread at a time. After a failure errno
+// says why; nothing is logged. What makes a path may throw std::bad_alloc.
 class Image
 {
 public:
@@ -37,16 +38,17 @@ public:
 
     ImageFile file(const LmfString& relative_path) const { return {mount_point_, relative_path}; }
 
-    // Returns a folder by its path relative to the mount point, or null. It stays open until
-    // several others have been asked for.
+    // Returns a folder by its path relative to the mount point, or null. Valid until 16 others have
+    // been opened, or close() is called.
     const ImageFolder* folder(const std::string& path);
 
-    // Opens a folder that is one itself. A symbolic link is not opened, wherever it leads (ENOTDIR).
+    // Opens a real folder. A symbolic link is none, wherever it leads (ENOTDIR).
     OpenFile open_folder(const ImageFile& place);
 
-    // Returns 0 if this process may read the file, else -1. What is behind a symbolic link that
-    // leads out is not looked at, and neither is a file that is one: it is there, and only the
-    // opening tells whether it is of use.
+    // Returns 0 if the file is there and this process may read it, else -1. A symbolic link in the
+    // file's place is not followed, nor is one on the way that leads out of the image. Both count
+    // as a file that is there: nobody waits for it to appear, and the call that opens or links it
+    // fails if it must.
     int access(const ImageFile& file);
 
     // Opens a regular file, also through links that stay below the mount point.
@@ -58,7 +60,7 @@ public:
     // Closes all that is open. What is asked for next is looked for anew.
     void close();
 
-    // Whether `folder` is `other` or lies below it, whatever the paths say. No if that cannot be
+    // Whether `folder` is `other` or lies below it, whatever the paths say. False if that cannot be
     // found out.
     bool lies_in(const ImageFolder& folder, const OpenFile& other);
 

@@ -72,6 +72,7 @@ ec_status ixfs_prepare_vmir(const MountCreds& creds, std::vector<std::string>& e
     if (status != EC_OK)
         return status;
 
+    // Ends before the session unmounts: what it has open would keep the image mounted.
     Image image(handle->mount != nullptr ? handle->mount->mount_point : "");
     ImageIdentity identity;
     ImageLocation location;

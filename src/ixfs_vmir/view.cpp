@@ -69,7 +69,8 @@ bool create_view_folder(const OpenView& view, const ImageLocation& location)
                           &created, make);
 }
 
-// Whether something has the view folder's name that is no real folder. A link could lead anywhere.
+// Whether the view folder's name is taken by something else, such as a link, which could lead
+// anywhere.
 bool is_no_folder(OpenView& view)
 {
     return call_again_on_etime([&] { return view.open() ? 0 : -1; }) != 0 && errno == ENOTDIR;
@@ -92,8 +93,8 @@ void makeViewFolder(OpenView& view, const ImageLocation& location)
         log.info("INF - Using existing folder for view: %s\n", path);
 }
 
-// Removes the view folder with all that is in it, also what was there before. It is the folder that
-// the disks were put into, whatever has its name by now.
+// Removes the view folder with all that is in it, also what was there before. Empties the folder
+// that the disks were put into, even if something else has its name by now.
 void delete_view_folder(OpenView& view)
 {
     const Log log(view.handle(), folder_delete_tag);
