@@ -20,8 +20,9 @@
  *     ixfs_mount, ixfs_unmount, ixfs_recreate_minimal_context, ixfs_last_error and _ixfs_view_lock
  *     answer as for an invalid handle, and log and record nothing. ixfs_term and _ixfs_view_delete
  *     free memory there and wait for nobody; mount, helper and locks stay as they are. Only what
- *     the mount shares with its validation thread stays allocated. A child that was forked in a
- *     callback must not return from it. A child may make handles of its own.
+ *     the mount shares with its validation thread stays allocated. All other functions work as in
+ *     the parent. A child that was forked in a callback must not return from it. A child may make
+ *     handles of its own. fork() waits while another thread makes a handle or starts the helper.
  *  2. Two styles of failure. ixfs_mount, ixfs_unmount and ixfs_recreate_minimal_context record the
  *     reason in the handle, where ixfs_last_error reads it. The file and view operations do not
  *     set it, and throw only if their comment says so. Their result and the log report failures.
@@ -360,9 +361,10 @@ IXFS_API int _ixfs_folder_create(_ixfs_control_t* handle, const char* base_name,
 IXFS_API int _ixfs_create_hard_link(_ixfs_control_t* handle, const char* existing,
                                     const char* new_path);
 
-/* Removes a directory and all below it, however deep. Symbolic links below `path` are removed, never
- * followed, also if somebody exchanges folders for links meanwhile. A folder below it that is the
- * root of a mounted file system is left alone, and one of which that cannot be found out.
+/* Removes a directory and all below it, however deep. Symbolic links below `path` are removed,
+ * never followed, also if somebody exchanges folders for links meanwhile. A folder below it that is
+ * the root of a mounted file system is left alone, and so is one of which that cannot be found out;
+ * a line says so.
  *
  * Returns 0, or 1 when something could not be removed; what was removed before stays removed. In
  * each folder the work stops at the first file that cannot be removed. Logs each removal with
@@ -417,12 +419,13 @@ IXFS_API void _ixfs_view_delete(_ixfs_control_t* handle, _ixfs_view_t* view);
  *            is untouched where the host has no name
  * size       of the buffer, in bytes; 1 or more
  *
- * Never waits: each attempt tries the next number. An attempt that fails logs a line of severity
+ * Does not wait for who holds a lock: each attempt tries the next number. It waits only while
+ * another process opens or closes the same lock. An attempt that fails logs a line of severity
  * IXFS_LOG_WRN and removes the lock that it failed on, even when another process holds it. A name
- * whose key is that of the mount mutex is passed over: no line, nothing removed. For root, a lock
- * that another user created is none: it is deleted and made anew. Returns 1, or 0 with a line of
- * severity IXFS_LOG_ERR; for an inherited handle 0 without a line, and base_name untouched. The line
- * with the host's name has this severity, too, but is not a failure.
+ * whose key is that of the mount mutex is passed over: no such line, nothing removed. For root, a
+ * lock that another user created is none: it is deleted and made anew. Returns 1, or 0 with a line
+ * of severity IXFS_LOG_ERR; for an inherited handle 0 without a line, and base_name untouched. The
+ * line with the host's name has this severity, too, but is not a failure.
  *
  * After a failure a view without a lock still has none. A view that already has a lock keeps it,
  * tries no other, and gets number 0. It keeps it also if the host has no name. The handle's thread.

@@ -76,10 +76,11 @@ struct LogInfo {
 // they stay below the mount point, and only regular files are read or linked. Of the image only the
 // view folder is changed.
 //
-// The view's files stay in the image. An existing view is used again: each descriptor is replaced by
-// a new file, links stay. When a disk fails with a status, the whole view folder is removed, also one
-// that an earlier call had made; after an exception a half-built one stays. The unmount is always
-// tried and the handle always ends, also after an exception. Only the log shows a failed unmount.
+// The view's files stay in the image. An existing view is used again: each descriptor is replaced
+// by a new file, links stay. When a disk fails with a status, the whole view folder is removed,
+// also one that an earlier call had made; after an exception a half-built one stays. The unmount is
+// always tried and the handle always ends, also after an exception. Only the log shows a failed
+// unmount.
 //
 // Waits without a limit while another mount or unmount of the host is in progress. The pauses for
 // the configuration file are 20 seconds in all; calls that time out on a slow server are repeated
