@@ -7,6 +7,7 @@
 #include "fake_time.h"
 #include "fuzz_target.h"
 #include "image_builder.h"
+#include "image_statuses.h"
 #include "log_lines.h"
 #include "read_only_host.h"
 #include "unwatched_mounts.h"
@@ -33,15 +34,6 @@ std::string findings; // libFuzzer's folder for inputs that fail
 
 const std::string outside = "/usr/varnis/var/outside";
 const std::string root = "/usr/varnis/var/image";
-
-const std::set<int> possible_statuses = {EC_OK,
-                                         EC_FOLDER_NOT_CREATED,
-                                         EC_SYSTEM_ERROR,
-                                         EC_FILE_NOT_OPENED,
-                                         EC_FILE_NOT_READ,
-                                         EC_FILE_NOT_COPIED,
-                                         EC_INVALID_PARAMETER,
-                                         EC_FILE_NOT_FOUND};
 
 // With these nothing of the image was changed.
 const std::set<int> refusals = {EC_FOLDER_NOT_CREATED, EC_FILE_NOT_OPENED, EC_FILE_NOT_READ,
@@ -70,7 +62,7 @@ public:
 private:
     static const ExactSnapshot& snapshot()
     {
-        static const ExactSnapshot first(outside, ExactSnapshot::Of::strangers);
+        static const ExactSnapshot first(outside, ExactSnapshot::Of::host);
         return first;
     }
 
@@ -176,7 +168,7 @@ void prepare(const ImageBuilder& image)
         const FakeClock clock(FakeClock::OtherThreads::may_sleep);
         status = ixfs_prepare_vmir(creds, disks, &log_info, text, out, image.new_disk_uuids());
     }
-    require_equal(possible_statuses.count(status), 1U,
+    require_equal(image_statuses.count(status), 1U,
                   "a status of " + std::to_string(status) + " is possible");
     require_equal(backup.changes(), std::vector<std::string>(), "changes of the backup");
     if (refusals.count(status) != 0)

@@ -43,7 +43,7 @@ std::string description_of(const fs::path& path, ExactSnapshot::Of what)
         text << ' ' << status.st_size << ' ' << status.st_mtim;
     if (what != ExactSnapshot::Of::backup)
         text << ' ' << status.st_nlink;
-    if (what == ExactSnapshot::Of::strangers)
+    if (what == ExactSnapshot::Of::host)
         text << ' ' << status.st_ctim;
     text << ' ' << content_of(path, status);
     return text.str();
@@ -74,12 +74,5 @@ TreeDescription ExactSnapshot::describe() const
 
 std::vector<std::string> ExactSnapshot::changes() const
 {
-    const TreeDescription now = describe();
-    TreeDescription changed;
-    std::set_symmetric_difference(description_.begin(), description_.end(), now.begin(), now.end(),
-                                  std::inserter(changed, changed.end()));
-    std::vector<std::string> paths;
-    for (const auto& [path, description] : changed)
-        paths.push_back(path);
-    return paths;
+    return changed_paths(description_, describe());
 }

@@ -11,9 +11,9 @@ class ExactSnapshot
 {
 public:
     enum class Of {
-        strangers, // everything: also inode, number of links, all times but that of reading
-        whole,     // what a call that changes nothing leaves: as above, but for the time of changes
-        backup     // what a preparation leaves: all but its view folder, links and folders' times
+        host,  // everything: also inode, number of links, all times but that of reading
+        whole, // of an image that is refused: the same, but for the time of status changes
+        backup // of an image that is prepared: all but view folders, links and folders' times
     };
 
     ExactSnapshot(std::string root, Of what);

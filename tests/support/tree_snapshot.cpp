@@ -41,6 +41,17 @@ describe_tree(const std::string& root,
     return description;
 }
 
+std::vector<std::string> changed_paths(const TreeDescription& before, const TreeDescription& now)
+{
+    TreeDescription changed;
+    std::set_symmetric_difference(before.begin(), before.end(), now.begin(), now.end(),
+                                  std::inserter(changed, changed.end()));
+    std::vector<std::string> paths;
+    for (const auto& [path, description] : changed)
+        paths.push_back(path);
+    return paths;
+}
+
 TreeSnapshot::TreeSnapshot(std::string root)
     : root_(std::move(root)), description_(describe_tree(root_, kind_permissions_and_bytes))
 {
@@ -48,12 +59,5 @@ TreeSnapshot::TreeSnapshot(std::string root)
 
 std::vector<std::string> TreeSnapshot::changes() const
 {
-    const TreeDescription now = describe_tree(root_, kind_permissions_and_bytes);
-    TreeDescription changed;
-    std::set_symmetric_difference(description_.begin(), description_.end(), now.begin(), now.end(),
-                                  std::inserter(changed, changed.end()));
-    std::vector<std::string> paths;
-    for (const auto& [path, description] : changed)
-        paths.push_back(path);
-    return paths;
+    return changed_paths(description_, describe_tree(root_, kind_permissions_and_bytes));
 }

@@ -17,6 +17,9 @@ TreeDescription
 describe_tree(const std::string& root,
               const std::function<std::string(const std::filesystem::directory_entry&)>& describe);
 
+// The paths, sorted, of what has come, gone or changed from one description to the other.
+std::vector<std::string> changed_paths(const TreeDescription& before, const TreeDescription& now);
+
 // Remembers what lies below a folder: names, kinds, permissions, bytes.
 class TreeSnapshot
 {

@@ -41,7 +41,7 @@ static int held_exit_status(void)
     return atoi(line);
 }
 
-static void last(void)
+static void take_time(void)
 {
     /* Two runs that nothing keeps apart are to meet, not to pass each other unseen. */
     struct timespec length = {0, 200 * 1000};
@@ -64,7 +64,7 @@ int main(int count, char** arguments)
         note("overlaps", arguments[1]);
     note("runs", arguments[1]);
 
-    last();
+    take_time();
     const int exit_status = unlink("hold") == 0 ? held_exit_status() : 0;
     if (strcmp(arguments[1], "mount") == 0 && exit_status == 0)
         printf("MOUNTPOINT=%s\n", arguments[count - 1]);

@@ -23,9 +23,18 @@ std::atomic<bool>* make_flag()
     return new (memory) std::atomic<bool>(false);
 }
 
+// A step may come too late for what the preparation has removed. Else an attack that does not work
+// would let every test pass.
+void require_or_too_late(int result, const char* call)
+{
+    if (result != 0 && errno != ENOENT)
+        throw std::system_error(errno, std::generic_category(), call);
+}
+
 void exchange(const std::string& one, const std::string& other)
 {
-    renameat2(AT_FDCWD, one.c_str(), AT_FDCWD, other.c_str(), RENAME_EXCHANGE);
+    require_or_too_late(renameat2(AT_FDCWD, one.c_str(), AT_FDCWD, other.c_str(), RENAME_EXCHANGE),
+                        "renameat2");
 }
 
 } // namespace
@@ -70,6 +79,15 @@ Attacker::Step replacing(const std::string& place, const std::string& spare,
 {
     return [=](unsigned int round) {
         decoys[round % decoys.size()](spare);
-        std::rename(spare.c_str(), place.c_str());
+        require_or_too_late(std::rename(spare.c_str(), place.c_str()), "rename");
+    };
+}
+
+Attacker::Step growing(const std::string& path)
+{
+    return [=](unsigned int round) {
+        const off_t size = (off_t{1} << 20) + round * (off_t{64} << 20);
+        require_or_too_late(truncate(path.c_str(), size), "truncate");
+        usleep(1000);
     };
 }

@@ -40,4 +40,7 @@ Attacker::Step exchanging(const std::string& place, const std::string& spare,
 Attacker::Step replacing(const std::string& place, const std::string& spare,
                          const std::vector<std::function<void(const std::string&)>>& decoys);
 
+// Lets a file grow faster than it can be read, and without taking room.
+Attacker::Step growing(const std::string& path);
+
 #endif

@@ -110,13 +110,13 @@ void HostileImage::expect_no_secret(const Attempt& attempt) const
 
 Attempt HostileImage::prepare(std::chrono::seconds limit)
 {
-    const ExactSnapshot strangers(host.path(), ExactSnapshot::Of::strangers);
+    const ExactSnapshot before(host.path(), ExactSnapshot::Of::host);
     const ExactSnapshot backup(root_, ExactSnapshot::Of::backup);
     const TouchWatch watch(host.path());
     log.take();
     Attempt attempt = prepare_elsewhere(order, limit);
     EXPECT_THAT(watch.touched(), IsEmpty()) << "of the host";
-    EXPECT_THAT(strangers.changes(), IsEmpty()) << "of the host";
+    EXPECT_THAT(before.changes(), IsEmpty()) << "of the host";
     EXPECT_THAT(backup.changes(), IsEmpty()) << "of the backup";
     EXPECT_FALSE(attempt.hung);
     if (attempt.hung) {

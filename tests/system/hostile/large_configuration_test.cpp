@@ -1,12 +1,11 @@
 // A VM configuration that is much larger than its text.
 #include "hostile_image.h"
 
-#include "child_process.h"
+#include "attacker.h"
 
 #include <filesystem>
 
 #include <fcntl.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 namespace fs = std::filesystem;
@@ -82,26 +81,11 @@ TEST_F(LargeConfiguration, TakesTheMemoryOfItsText)
     expect_sizes(three_gigabytes, text.size());
 }
 
-// Grows by more than can be read in the time, and without taking room.
-[[noreturn]] void grow(const std::string& path)
-{
-    for (off_t size = 1 << 20;; size += 64 << 20) {
-        if (truncate(path.c_str(), size) != 0)
-            _exit(1);
-        usleep(1000);
-    }
-}
-
 TEST_F(LargeConfiguration, ThatGrowsWithoutAnEndIsReadToAnEnd)
 {
-    ChildProcess grower(STDERR_FILENO, [this](ChildProcess::Parent& parent) -> int {
-        parent.pause();
-        grow(path);
-    });
-    grower.wait_for_pause();
-    grower.go_on();
+    Attacker grower(growing(path));
     const Attempt attempt = prepare_elsewhere(order, long_enough);
-    grower.kill();
+    EXPECT_EQ(grower.stop(), 0);
     EXPECT_FALSE(attempt.hung);
     EXPECT_EQ(attempt.status, EC_OK);
     EXPECT_EQ(attempt.config, config_text);

@@ -1,11 +1,9 @@
 // A disk descriptor that is much larger than a descriptor is.
 #include "hostile_image.h"
 
-#include "child_process.h"
+#include "attacker.h"
 
 #include <filesystem>
-
-#include <unistd.h>
 
 namespace fs = std::filesystem;
 
@@ -31,27 +29,13 @@ TEST_F(LargeDescriptor, OfThreeGigabytesOfPaddingTakesNoMemory)
     EXPECT_LT(fs::file_size(in_view("a.vmdk")), fs::file_size(at("vm/b.vmdk.desc")) * 2);
 }
 
-// Grows by more than can be read in the time, and without taking room.
-[[noreturn]] void grow(const std::string& path)
+TEST_F(LargeDescriptor, ThatGrowsWithoutAnEndIs14)
 {
-    for (off_t size = 1 << 20;; size += 64 << 20) {
-        if (truncate(path.c_str(), size) != 0)
-            _exit(1);
-        usleep(1000);
-    }
-}
-
-TEST_F(LargeDescriptor, ThatGrowsWithoutAnEndIsCopiedToAnEnd)
-{
-    ChildProcess grower(STDERR_FILENO, [this](ChildProcess::Parent& parent) -> int {
-        parent.pause();
-        grow(path);
-    });
-    grower.wait_for_pause();
-    grower.go_on();
+    Attacker grower(growing(path));
     const Attempt attempt = prepare_elsewhere(order, long_enough);
-    grower.kill();
+    EXPECT_EQ(grower.stop(), 0);
     EXPECT_FALSE(attempt.hung);
+    EXPECT_EQ(attempt.status, EC_FILE_NOT_COPIED);
     EXPECT_LT(attempt.memory, most_memory);
 }
 

@@ -3,10 +3,10 @@
 
 #include "attacker.h"
 #include "cycle_count.h"
+#include "image_statuses.h"
 #include "touch_watch.h"
 
 #include <filesystem>
-#include <set>
 
 #include <sys/stat.h>
 
@@ -19,18 +19,9 @@ using testing::Not;
 namespace
 {
 
-const std::set<int> possible_statuses = {EC_OK,
-                                         EC_FOLDER_NOT_CREATED,
-                                         EC_SYSTEM_ERROR,
-                                         EC_FILE_NOT_OPENED,
-                                         EC_FILE_NOT_READ,
-                                         EC_FILE_NOT_COPIED,
-                                         EC_INVALID_PARAMETER,
-                                         EC_FILE_NOT_FOUND};
-
 using Decoys = std::vector<std::function<void(const std::string&)>>;
 
-class Race : public HostileImage
+class AttackerLosesRace : public HostileImage
 {
 protected:
     // Prepares again and again while the attacker is at work. Whatever comes of each preparation,
@@ -56,7 +47,7 @@ private:
 };
 
 // Links out of the image to that target, and things that make readers wait or read for ever.
-Decoys Race::things(const std::string& target) const
+Decoys AttackerLosesRace::things(const std::string& target) const
 {
     Decoys decoys = {[target](const std::string& path) { plant::link(path, target); }, plant::fifo};
     if (plant::can_make_devices())
@@ -64,17 +55,17 @@ Decoys Race::things(const std::string& target) const
     return decoys;
 }
 
-ino_t Race::inode_of(const std::string& path)
+ino_t AttackerLosesRace::inode_of(const std::string& path)
 {
     struct stat status {
     };
     return lstat(path.c_str(), &status) == 0 ? status.st_ino : 0;
 }
 
-void Race::run(const Attacker::Step& step, const std::function<void()>& after_each)
+void AttackerLosesRace::run(const Attacker::Step& step, const std::function<void()>& after_each)
 {
     const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(cycle_count(5));
-    const ExactSnapshot strangers(host.path(), ExactSnapshot::Of::strangers);
+    const ExactSnapshot before(host.path(), ExactSnapshot::Of::host);
     const ExactSnapshot backup(in_root(""), ExactSnapshot::Of::backup);
     const TouchWatch watch(host.path());
     Attacker attacker(step);
@@ -85,7 +76,7 @@ void Race::run(const Attacker::Step& step, const std::function<void()>& after_ea
         ASSERT_FALSE(attempt.hung);
         EXPECT_EQ(attempt.exit_status, 0);
         EXPECT_EQ(attempt.descriptors_left, 0);
-        EXPECT_EQ(possible_statuses.count(attempt.status), 1U) << attempt.status;
+        EXPECT_EQ(image_statuses.count(attempt.status), 1U) << attempt.status;
         EXPECT_THAT(attempt.config, Not(HasSubstr(secret_text))) << "given to the caller";
         EXPECT_THAT(watch.touched(), IsEmpty()) << "of the host";
         status = attempt.status;
@@ -93,13 +84,13 @@ void Race::run(const Attacker::Step& step, const std::function<void()>& after_ea
     }
     EXPECT_EQ(attacker.stop(), 0);
     RecordProperty("preparations", preparations);
-    EXPECT_THAT(strangers.changes(), IsEmpty()) << "of the host";
+    EXPECT_THAT(before.changes(), IsEmpty()) << "of the host";
     for (const std::string& decoy : {spare, outer_spare})
         plant::nothing(decoy);
     EXPECT_THAT(backup.changes(), IsEmpty()) << "of the backup";
 }
 
-void Race::expect_own_disk() const
+void AttackerLosesRace::expect_own_disk() const
 {
     if (status != EC_OK)
         return;
@@ -107,13 +98,13 @@ void Race::expect_own_disk() const
     EXPECT_EQ(inode_of(in_view("a-flat.vmdk")), data_);
 }
 
-TEST_F(Race, ForTheConfiguration)
+TEST_F(AttackerLosesRace, ForTheConfiguration)
 {
     run(exchanging(at(configuration), spare, things(host / "secret")));
 }
 
 // A device that is opened may be used by that, so one that comes in between is not opened either.
-TEST_F(Race, ForADeviceInPlaceOfAFile)
+TEST_F(AttackerLosesRace, ForADeviceInPlaceOfAFile)
 {
     if (!plant::can_make_devices())
         GTEST_SKIP() << "no right to make devices";
@@ -130,13 +121,13 @@ TEST_F(Race, ForADeviceInPlaceOfAFile)
     plant::nothing(device);
 }
 
-TEST_F(Race, ForADescriptor)
+TEST_F(AttackerLosesRace, ForADescriptor)
 {
     run(exchanging(at("vm/a.vmdk.desc"), spare, things(host / "descriptor")),
         [this] { expect_own_disk(); });
 }
 
-TEST_F(Race, ForADataFile)
+TEST_F(AttackerLosesRace, ForADataFile)
 {
     Decoys decoys = things(host / "secret");
     decoys.emplace_back([](const std::string& path) { plant::link(path, "vm/b.vmdk"); });
@@ -146,7 +137,7 @@ TEST_F(Race, ForADataFile)
     });
 }
 
-TEST_F(Race, ForADisksFolder)
+TEST_F(AttackerLosesRace, ForADisksFolder)
 {
     run(exchanging(at("vm"), spare, things(host / (std::string(image) + "/vm"))), [this] {
         expect_own_disk();
@@ -154,17 +145,17 @@ TEST_F(Race, ForADisksFolder)
     });
 }
 
-TEST_F(Race, ForTheImageDirectory)
+TEST_F(AttackerLosesRace, ForTheImageDirectory)
 {
     run(exchanging(in_root(image), outer_spare, things(host / image)));
 }
 
-TEST_F(Race, ForTheClientsFolder)
+TEST_F(AttackerLosesRace, ForTheClientsFolder)
 {
     run(exchanging(in_root("backups/host"), outer_spare, things(host / "backups/host")));
 }
 
-TEST_F(Race, ForTheViewFolder)
+TEST_F(AttackerLosesRace, ForTheViewFolder)
 {
     const Attacker::Step exchange = exchanging(at("_vmir"), spare, things(host / "folder"));
     run([&](unsigned int round) {
@@ -174,7 +165,7 @@ TEST_F(Race, ForTheViewFolder)
 }
 
 // With a disk missing, each preparation takes the view folder away in the end.
-TEST_F(Race, ForAViewFolderThatIsTakenAway)
+TEST_F(AttackerLosesRace, ForAViewFolderThatIsTakenAway)
 {
     order.disks = {entry("vm/a"), entry("vm/missing")};
     const Attacker::Step exchange = exchanging(at("_vmir"), spare, things(host / "folder"));
@@ -184,7 +175,7 @@ TEST_F(Race, ForAViewFolderThatIsTakenAway)
     });
 }
 
-TEST_F(Race, ForAFolderInAViewFolderThatIsTakenAway)
+TEST_F(AttackerLosesRace, ForAFolderInAViewFolderThatIsTakenAway)
 {
     order.disks = {entry("vm/a"), entry("vm/missing")};
     const Attacker::Step exchange = exchanging(in_view("folder"), spare, things(host / "folder"));
@@ -195,7 +186,7 @@ TEST_F(Race, ForAFolderInAViewFolderThatIsTakenAway)
     });
 }
 
-TEST_F(Race, ForADescriptorInTheView)
+TEST_F(AttackerLosesRace, ForADescriptorInTheView)
 {
     plant::folder(at("_vmir"));
     Decoys decoys = things(host / "secret");
@@ -206,7 +197,7 @@ TEST_F(Race, ForADescriptorInTheView)
     run(replacing(in_view("a.vmdk"), spare, decoys));
 }
 
-TEST_F(Race, ForADataLinkInTheView)
+TEST_F(AttackerLosesRace, ForADataLinkInTheView)
 {
     plant::folder(at("_vmir"));
     Decoys decoys = things(host / "secret");
