@@ -4,8 +4,8 @@
 //     link _vmir/a.vmdk ../../../../../../outside/secret
 //     fifo ^^.^VIRTUAL_FILE_FSMAP
 //
-// It begins as an ordinary one, with the disks "vm/a", "vm/b" and "vm1/a". Lines that make no sense,
-// or that fail, do nothing.
+// It begins as an ordinary one, with the disks "vm/a", "vm/b" and "vm1/a". Lines that make no
+// sense, or that fail, do nothing.
 #ifndef IXFS_FUZZ_IMAGE_BUILDER_H
 #define IXFS_FUZZ_IMAGE_BUILDER_H
 

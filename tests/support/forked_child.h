@@ -49,8 +49,8 @@ inline void leave_to_its_thread(const void* shared)
 
 using ForkedBody = std::function<void(ChildChecks&)>;
 
-// Runs `body` in a fork, whatever threads there are, and waits for it. Expects that it ends by itself
-// and that all its checks hold. A Watchdog ends the test if the child hangs.
+// Runs `body` in a fork, whatever threads there are, and waits for it. Expects that it ends by
+// itself and that all its checks hold. A Watchdog ends the test if the child hangs.
 inline void in_forked_child(const ForkedBody& body)
 {
     ChildProcess child(STDERR_FILENO, [&body](ChildProcess::Parent&) {

@@ -10,8 +10,8 @@
 
 #include <sys/stat.h>
 
-// A kernel that does not tell of a directory whether it is the root of a mount, as before Linux 5.8.
-// Holds on_stat.
+// A kernel that does not tell of a directory whether it is the root of a mount, as before Linux
+// 5.8. Holds on_stat.
 class NoMountRoots
 {
     decltype(interpose::on_stat)::Hook stat_ = interpose::on_stat(

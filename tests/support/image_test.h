@@ -13,8 +13,8 @@
 #include <string>
 #include <vector>
 
-// A fixture with an image that has a VM configuration, "<vm/>", and no disks yet. It lies in a folder
-// of the test's own, which the scripted helper tells as mounted.
+// A fixture with an image that has a VM configuration, "<vm/>", and no disks yet. It lies in a
+// folder of the test's own, which the scripted helper tells as mounted.
 class ImageTest : public testing::Test
 {
 protected:

@@ -17,8 +17,8 @@
 //
 // A behaviour holds for as long as the hook that installed it lives. It is asked for the calls of
 // the whole process, the test's own included, on any thread, perhaps on several at once; for memory
-// and clocks only for those of the thread that installed it. What a behaviour itself calls is always
-// real. errno is as the behaviour left it, and untouched where it asks for the real call.
+// and clocks only for those of the thread that installed it. What a behaviour itself calls is
+// always real. errno is as the behaviour left it, and untouched where it asks for the real call.
 //
 // A hook stands for what is done and not for one call: access() and faccessat() are the same to it.
 // So a library that takes another way to the same end passes the same tests.
@@ -265,8 +265,8 @@ private:
     std::atomic<Installed*> installed_{nullptr};
 };
 
-// Each of these answers for all the calls that do the same, whichever the caller takes. A path is as
-// the caller gave it, but completed where it is relative to an open folder.
+// Each of these answers for all the calls that do the same, whichever the caller takes. A path is
+// as the caller gave it, but completed where it is relative to an open folder.
 
 // Files and folders
 extern Interposable<int(const char* path, int mode)> on_access;
@@ -286,8 +286,9 @@ extern Interposable<dirent*(DIR*)> on_readdir;
 extern Interposable<int(DIR*)> on_closedir;
 
 // Open files, by their descriptors; -1 for streams without one. A stream's reading is asked for at
-// the start of each line and where nothing is left in its buffer, its writing at each call, flushing
-// included; an answer of 0 bytes read is the end of the file, and a stream takes no other bytes.
+// the start of each line and where nothing is left in its buffer, its writing at each call,
+// flushing included; an answer of 0 bytes read is the end of the file, and a stream takes no other
+// bytes.
 extern Interposable<ssize_t(int, void*, size_t)> on_read;
 extern Interposable<ssize_t(int, const void*, size_t)> on_write;
 extern Interposable<off64_t(int, off64_t, int)> on_seek;

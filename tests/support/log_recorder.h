@@ -74,8 +74,8 @@ private:
     std::vector<Entry> entries_;
 };
 
-// While it lives, lines with a tag are the test's own invention and need no row in docs/log-lines.md;
-// nor does any line of the job log, which has no tags. One at a time.
+// While it lives, lines with a tag are the test's own invention and need no row in
+// docs/log-lines.md; nor does any line of the job log, which has no tags. One at a time.
 class InventedLines
 {
 public:
@@ -88,8 +88,8 @@ public:
 };
 
 // Records the job log of the handles that are given `callback` and `&recorder`. Checks that the
-// integers are zero and the format is "JBD - %s", as every line has them, and that docs/log-lines.md
-// marks a row with such a text as "job log". Any thread.
+// integers are zero and the format is "JBD - %s", as every line has them, and that
+// docs/log-lines.md marks a row with such a text as "job log". Any thread.
 class JobLogRecorder
 {
 public:

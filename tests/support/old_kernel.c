@@ -1,5 +1,6 @@
-/* Runs a command as on a kernel that lacks newer system calls: openat2 (Linux 5.6), faccessat2 (5.8)
- * and statx (4.11, and with mount attributes 5.8) answer ENOSYS in it and in all that it starts. */
+/* Runs a command as on a kernel that lacks newer system calls: openat2 (Linux 5.6), faccessat2
+ * (5.8) and statx (4.11, and with mount attributes 5.8) answer ENOSYS in it and in all that it
+ * starts. */
 #include <errno.h>
 #include <stddef.h>
 #include <stdio.h>

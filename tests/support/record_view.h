@@ -1,5 +1,5 @@
-// What a handle and its mount hold, where nothing in the interface shows it. Of the tests, this alone
-// knows how the library keeps it.
+// What a handle and its mount hold, where nothing in the interface shows it. Of the tests, this
+// alone knows how the library keeps it.
 #ifndef IXFS_TESTS_RECORD_VIEW_H
 #define IXFS_TESTS_RECORD_VIEW_H
 

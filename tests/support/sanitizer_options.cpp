@@ -5,8 +5,8 @@ extern "C" const char* __lsan_default_suppressions();
 extern "C" const char* __tsan_default_options();
 extern "C" const char* __tsan_default_suppressions();
 
-// A mount's stop event stays when the mount is gone, on purpose. And what ACE keeps for a thread stays
-// in a fork that does not have the thread.
+// A mount's stop event stays when the mount is gone, on purpose. And what ACE keeps for a thread
+// stays in a fork that does not have the thread.
 extern "C" const char* __lsan_default_suppressions()
 {
     return "leak:make_stop_event\n"

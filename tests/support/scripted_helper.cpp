@@ -27,8 +27,8 @@ number=$(cat next)
 exit 0
 )sh";
 
-// Whether the product's folder is the one that in_namespace furnished. In mountinfo a line names the
-// mount point fifth, and the source second behind a lone "-".
+// Whether the product's folder is the one that in_namespace furnished. In mountinfo a line names
+// the mount point fifth, and the source second behind a lone "-".
 bool in_private_namespace()
 {
     std::ifstream mounts("/proc/self/mountinfo");

@@ -8,9 +8,9 @@
 
 #include <sys/types.h>
 
-// Kills the process, and says which test it was in, when it lives for too long. A process of its own
-// watches, so that neither blocked signals nor threads that hang stop it, and so that the test has
-// no thread more than it starts.
+// Kills the process, and says which test it was in, when it lives for too long. A process of its
+// own watches, so that neither blocked signals nor threads that hang stop it, and so that the test
+// has no thread more than it starts.
 class Watchdog
 {
 public:

@@ -54,8 +54,8 @@ private:
     std::atomic<int> calls_{0};
 };
 
-// Stands in for clocks and sleeps, so that no run waits: the time stands still but for sleeps, which
-// end at once. Unlike FakeClock it allocates nothing, since a fault would hit that allocation
+// Stands in for clocks and sleeps, so that no run waits: the time stands still but for sleeps,
+// which end at once. Unlike FakeClock it allocates nothing, since a fault would hit that allocation
 // instead of the library's. Holds on_time and on_sleep. For one thread.
 class FaultClock
 {
@@ -209,8 +209,8 @@ Fault fails_when_done(interpose::Interposable<Result(Args...)>& call, Result (*r
     });
 }
 
-// Memory, but for what openings of files, folders and pipes ask for themselves: running short of that
-// is their failure. What is told of it decides what can be made of it.
+// Memory, but for what openings of files, folders and pipes ask for themselves: running short of
+// that is their failure. What is told of it decides what can be made of it.
 Fault memory_is_null();
 Fault memory_throws();
 Fault mutex_has_no_memory(); // null, too, but its lack has a status of its own

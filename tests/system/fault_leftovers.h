@@ -18,8 +18,9 @@ public:
     Leftovers();
 
     // Fails the test for each descriptor, process, thread, lock and mount that has come since, and
-    // for what is mounted or locked at all, but for what must or may be left. Takes locks and mounts
-    // away, so that the next run begins without them. Waits for threads that are on their way out.
+    // for what is mounted or locked at all, but for what must or may be left. Takes locks and
+    // mounts away, so that the next run begins without them. Waits for threads that are on their
+    // way out.
     void expect_none_but(MountedImage image, FreeLock lock) const;
     void expect_none() const { expect_none_but(MountedImage::is_gone, FreeLock::is_gone); }
 

@@ -1,6 +1,6 @@
-// What an entry point must come to when a call fails: one result, or one for each stretch of its log
-// in which the call can fail. Log lines are the interface's own, and so tell where a call stands
-// better than its number does.
+// What an entry point must come to when a call fails: one result, or one for each stretch of its
+// log in which the call can fail. Log lines are the interface's own, and so tell where a call
+// stands better than its number does.
 //
 //     {fails(on_popen, EMFILE), {{at_start, EC_SYSTEM_ERROR},
 //                                {"INF - mount point - ", makes_no_difference}}},

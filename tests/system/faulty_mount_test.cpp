@@ -226,8 +226,8 @@ TEST_F(FaultyMount, ServerThatDiesBetweenTwoDisksIs142)
     EXPECT_EQ(prepare(), EC_FILE_NOT_FOUND);
     EXPECT_EQ(link.calls(), 1);
     ASSERT_TRUE(death);
-    // Three steps: to look at the link, to find the next descriptor, to remove the view. A kernel may
-    // look twice for what it has known.
+    // Three steps: to look at the link, to find the next descriptor, to remove the view. A kernel
+    // may look twice for what it has known.
     EXPECT_THAT(death->count().fired, testing::AllOf(testing::Ge(3), testing::Le(2 * 3)));
     EXPECT_EQ(failures(), (unseen_descriptor_lines(", error = 107") +
                            folder_delete_says.error("ERR - ACE_OS::opendir(" + view_folder +

@@ -59,7 +59,8 @@ inline const FaultCases mount_point_removal_faults{
     {fails(interpose::on_rmdir, EBUSY), makes_no_difference},
 };
 
-// The look for what is mounted. Where it fails, the mount point stays, and nothing else is different.
+// The look for what is mounted. Where it fails, the mount point stays, and nothing else is
+// different.
 inline const FaultCases mount_table_faults{
     {fails(interpose::on_open, EMFILE), makes_no_difference},
     {fails(interpose::on_open, ENOENT), makes_no_difference}, // nothing is mounted on /proc

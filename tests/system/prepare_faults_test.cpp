@@ -174,8 +174,8 @@ const FaultCases mount_faults{
     {fails(on_mkdir, ENOSPC), folder_not_made},
 };
 
-// The helper's answers, the configuration, which is first opened and read for nothing, and the disks'
-// descriptors. Each file is opened twice, for a look and for reading.
+// The helper's answers, the configuration, which is first opened and read for nothing, and the
+// disks' descriptors. Each file is opened twice, for a look and for reading.
 const FaultCases reading_faults{
     {fails(on_read, EIO),
      {{has_mount_directory, makes_no_difference}, // the mount table's

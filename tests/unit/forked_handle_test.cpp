@@ -1,5 +1,5 @@
-// Handles that a fork has brought into another process. They serve for nothing there, and ending them
-// touches nothing that is their maker's.
+// Handles that a fork has brought into another process. They serve for nothing there, and ending
+// them touches nothing that is their maker's.
 #include "forked_child.h"
 #include "interpose.h"
 #include "line_watch.h"
@@ -52,8 +52,8 @@ class ForkedHandle : public MountTest
 protected:
     static constexpr long id = 4711;
 
-    // Runs `body` in a fork. Expects, beside its checks, that it neither logs nor does anything that
-    // others can see, that the locks are afterwards as they were, and that nothing leaks.
+    // Runs `body` in a fork. Expects, beside its checks, that it neither logs nor does anything
+    // that others can see, that the locks are afterwards as they were, and that nothing leaks.
     void in_silent_child(const ForkedBody& body)
     {
         const std::size_t lines = log.lines().size();

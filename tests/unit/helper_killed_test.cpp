@@ -1,5 +1,5 @@
-// A helper that is killed in the middle of its work. What it said before counts, and what it did not
-// say counts as it always does.
+// A helper that is killed in the middle of its work. What it said before counts, and what it did
+// not say counts as it always does.
 #include "mount_fixture.h"
 #include "process_state.h"
 

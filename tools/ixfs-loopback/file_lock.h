@@ -8,8 +8,8 @@
 class FileLock
 {
 public:
-    // `open_flags` and `lock_operation` as for open(2) and flock(2). Throws std::system_error for any
-    // failure but a missing file and a lock that another process holds.
+    // `open_flags` and `lock_operation` as for open(2) and flock(2). Throws std::system_error for
+    // any failure but a missing file and a lock that another process holds.
     FileLock(const std::filesystem::path& file, int open_flags, int lock_operation);
     ~FileLock();
     FileLock(const FileLock&) = delete;

@@ -1,6 +1,6 @@
-// ixfs-faultfs SOURCE MOUNT_POINT [number-by-name]: a file system that shows a folder and fails where
-// the rules of its standard input, which is memory shared with a test, tell it to. It says so once it
-// is mounted.
+// ixfs-faultfs SOURCE MOUNT_POINT [number-by-name]: a file system that shows a folder and fails
+// where the rules of its standard input, which is memory shared with a test, tell it to. It says so
+// once it is mounted.
 #include "rules.h"
 
 #include <cerrno>
@@ -31,7 +31,8 @@ namespace
 Rules* rules;
 bool numbers_by_name; // else as the source does
 
-// The same file in the source, which is the working directory: a mount that covers it is no hindrance.
+// The same file in the source, which is the working directory: a mount that covers it is no
+// hindrance.
 const char* in_source(const char* path)
 {
     return path[1] == '\0' ? "." : path + 1;

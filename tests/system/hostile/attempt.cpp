@@ -20,7 +20,8 @@ namespace
 
 using Clock = std::chrono::steady_clock;
 
-// What the process tells, written as it happens: of one that is killed all that came before is known.
+// What the process tells, written as it happens: of one that is killed all that came before is
+// known.
 class Report
 {
 public:

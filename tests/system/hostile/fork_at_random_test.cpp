@@ -1,5 +1,5 @@
-// Forks at any moment of other threads' calls: each child ends the handles of those calls, and neither
-// hangs nor disturbs them.
+// Forks at any moment of other threads' calls: each child ends the handles of those calls, and
+// neither hangs nor disturbs them.
 #include "cycle_count.h"
 #include "mount_mutex.h"
 

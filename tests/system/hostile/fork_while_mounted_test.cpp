@@ -1,5 +1,5 @@
-// Children of a process that has an image mounted, or is about to. Whatever they do to its handle, the
-// mount and the mutex are their parent's.
+// Children of a process that has an image mounted, or is about to. Whatever they do to its handle,
+// the mount and the mutex are their parent's.
 #include "forked_child.h"
 #include "loopback_test.h"
 #include "process_mutex_set.h"

@@ -46,9 +46,9 @@ protected:
     // Puts a disk's descriptor and data into the image.
     void make_disk(const std::string& disk) const;
 
-    // Prepares the disks, and checks what holds whatever is in the image: that it ends; that nothing
-    // is left mounted, locked or open; that nothing of the host was touched or given
-    // away; that the backup's own files are what they were.
+    // Prepares the disks, and checks what holds whatever is in the image: that it ends; that
+    // nothing is left mounted, locked or open; that nothing of the host was touched or given away;
+    // that the backup's own files are what they were.
     Attempt prepare(std::chrono::seconds limit = std::chrono::seconds(20));
 
     // Takes away what a preparation that hung has left mounted and locked.
@@ -69,7 +69,8 @@ protected:
     // The same with status 20, a line that names the disk, and that nothing was even begun.
     void expect_refused(const std::string& disk);
 
-    // The lines of severity IXFS_LOG_ERR that the latest preparation logged, with a tag or with any.
+    // The lines of severity IXFS_LOG_ERR that the latest preparation logged, with a tag or with
+    // any.
     std::vector<std::string> errors(const std::string& tag = "") const;
 
     LogRecorder log;

@@ -29,8 +29,8 @@ constexpr int most_processes = 1'000'000;
 constexpr int nobody = -1;
 
 // What all processes see and write. The helper of a process that is killed goes on beside the next
-// one's, so helpers cannot judge. The processes note here who holds the mutex, and the one that kills
-// them notes whom it has condemned, before it does.
+// one's, so helpers cannot judge. The processes note here who holds the mutex, and the one that
+// kills them notes whom it has condemned, before it does.
 struct Notes {
     std::atomic<int> holder{nobody};
     std::atomic<int> turns;

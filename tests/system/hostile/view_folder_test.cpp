@@ -116,7 +116,8 @@ TEST_F(HostileViewFolder, DeviceIsNone)
     expect_not_made();
 }
 
-// What another preparation has left, or somebody else, goes with the folder; what it leads to stays.
+// What another preparation has left, or somebody else, goes with the folder; what it leads to
+// stays.
 TEST_F(HostileViewFolder, IsTakenAwayWithTheLinksInIt)
 {
     plant::folder(in_view("folder"));
