@@ -18,8 +18,8 @@
 namespace
 {
 
-// A helper that takes no time: it says that it has mounted, and unmounts nothing. Holds on_popen and
-// on_pclose.
+// A helper that takes no time: it says that it has mounted, and unmounts nothing. Holds on_popen
+// and on_pclose.
 class QuickHelper
 {
 public:

@@ -3,9 +3,9 @@
 #define IXFS_TESTS_RACE_H
 
 #include "child_process.h"
+#include "cycle_count.h"
 
 #include <chrono>
-#include <cstdlib>
 #include <functional>
 
 #include <unistd.h>
@@ -26,20 +26,15 @@ private:
     ChildProcess process_;
 };
 
-// How long a race goes on: IXFS_RACE_SECONDS, or else 10.
+// How long a race goes on: 10 seconds, or as many times that as cycle_count says.
 class RaceTime
 {
 public:
     bool is_over() const { return std::chrono::steady_clock::now() >= end_; }
 
 private:
-    static std::chrono::seconds length()
-    {
-        const char* const seconds = std::getenv("IXFS_RACE_SECONDS");
-        return std::chrono::seconds(seconds != nullptr ? std::atoi(seconds) : 10);
-    }
-
-    std::chrono::steady_clock::time_point end_ = std::chrono::steady_clock::now() + length();
+    const std::chrono::steady_clock::time_point end_ =
+        std::chrono::steady_clock::now() + std::chrono::seconds(cycle_count(10));
 };
 
 #endif
