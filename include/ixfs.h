@@ -17,12 +17,13 @@
  *     different handles may be used on different threads at once. "The handle's thread" below is
  *     the thread that uses the handle at the time.
  *     A handle belongs to the process that made it. In a forked child it is an inherited handle:
- *     ixfs_mount, ixfs_unmount, ixfs_recreate_minimal_context, ixfs_last_error and _ixfs_view_lock
- *     answer as for an invalid handle, and log and record nothing. ixfs_term and _ixfs_view_delete
- *     free memory there and wait for nobody; mount, helper and locks stay as they are. Only what
- *     the mount shares with its validation thread stays allocated. All other functions work as in
- *     the parent. A child that was forked in a callback must not return from it. A child may make
- *     handles of its own. fork() waits while another thread makes a handle or starts the helper.
+ *     ixfs_mount, ixfs_unmount, ixfs_recreate_minimal_context and ixfs_last_error answer as for an
+ *     invalid handle, _ixfs_view_lock fails, and none of them logs or records anything. ixfs_term
+ *     and _ixfs_view_delete free memory there and wait for nobody; mount, helper and locks stay as
+ *     they are. Only what the mount shares with its validation thread stays allocated. All other
+ *     functions work as in the parent. A child that was forked in a callback must not return from
+ *     it. A child may make handles of its own. fork() waits while another thread makes a handle or
+ *     starts the helper.
  *  2. Two styles of failure. ixfs_mount, ixfs_unmount and ixfs_recreate_minimal_context record the
  *     reason in the handle, where ixfs_last_error reads it. The file and view operations do not
  *     set it, and throw only if their comment says so. Their result and the log report failures.

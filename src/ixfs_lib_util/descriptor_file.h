@@ -41,7 +41,7 @@ private:
     int error_ = 0;
 };
 
-// Writes a file. What cannot be written is told at the end, and nothing behind it is written.
+// Writes a file. After an error nothing more is written, and flush() returns that error.
 class BlockWriter
 {
 public:
