@@ -8,8 +8,10 @@
 namespace
 {
 
-// Without waiting, should the file have become a FIFO since it was looked at.
-constexpr int to_read = O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC;
+constexpr int to_read = O_RDONLY | O_NOCTTY | O_CLOEXEC;
+
+// By its name a file is opened without waiting, should it have become a FIFO since it was looked at.
+constexpr int to_read_by_name = to_read | O_NONBLOCK;
 
 constexpr int to_look = O_PATH | O_CLOEXEC;
 
@@ -27,12 +29,13 @@ RegularFile checked(OpenFile file)
     return {std::move(file), *status};
 }
 
-// Opens for reading what was opened for a look: the very same file, whatever has its name by now.
-// Fails with ENOENT where there is no /proc.
+// Opens for reading what was opened for a look: the very same file, whatever has its name by now. So
+// it is no FIFO, and may be waited for: who has a lease on a regular file gives it up first.
+// Fails with ENOENT where there is no /proc. "thread-self": a thread may have descriptors of its own.
 OpenFile open_again(const OpenFile& looked_at)
 {
-    char itself[sizeof("/proc/self/fd/-2147483648")];
-    std::snprintf(itself, sizeof(itself), "/proc/self/fd/%d", looked_at.descriptor());
+    char itself[sizeof("/proc/thread-self/fd/-2147483648")];
+    std::snprintf(itself, sizeof(itself), "/proc/thread-self/fd/%d", looked_at.descriptor());
     return OpenFile(open(itself, to_read));
 }
 
@@ -54,11 +57,12 @@ RegularFile open_found(RegularFile found, OpenByName open_by_name)
 RegularFile open_regular_file(int folder, const char* name)
 {
     return open_found(checked(OpenFile(openat(folder, name, to_look | O_NOFOLLOW))),
-                      [=] { return OpenFile(openat(folder, name, to_read | O_NOFOLLOW)); });
+                      [=] { return OpenFile(openat(folder, name, to_read_by_name | O_NOFOLLOW)); });
 }
 
 RegularFile open_regular_file_beneath(int folder, const char* path)
 {
-    return open_found(checked(open_beneath(folder, path, to_look, Links::that_stay_below)),
-                      [=] { return open_beneath(folder, path, to_read, Links::that_stay_below); });
+    return open_found(checked(open_beneath(folder, path, to_look, Links::that_stay_below)), [=] {
+        return open_beneath(folder, path, to_read_by_name, Links::that_stay_below);
+    });
 }

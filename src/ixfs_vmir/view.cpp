@@ -55,7 +55,9 @@ bool create_view_folder(const OpenView& view, const ImageLocation& location)
 {
     const LmfPathname image_folder =
         convertUnixPathToPlatformPath(view.image().mount_point(), location.folder);
-    const long outside = segment_count(view.image().mount_point().text());
+    // What stands before the view folder's own segments. Not the mount point's: that of "/" is none.
+    const long outside =
+        segment_count(view.place().path.text()) - segment_count(location.view_folder.text());
     const auto make = [&](int number, const char* path) {
         constexpr mode_t mode = 0755;
         if (number <= outside)
