@@ -38,7 +38,7 @@ void LineReader::fill()
     end_ += static_cast<std::size_t>(length);
     read_ += length;
     at_end_ = read_ == size_ && static_cast<std::size_t>(length) < room;
-    if (size_ && read_ > *size_ + most_growth)
+    if (size_ && read_ - most_growth > *size_)
         error_ = EFBIG;
 }
 

@@ -76,7 +76,7 @@ public:
             if (length <= 0)
                 return length == 0;
             take(static_cast<std::size_t>(length));
-            if (in_text_ && size_ > expected_size_ + most_growth)
+            if (in_text_ && size_ - most_growth > expected_size_)
                 return false;
             if (padding_ > most_padding_read) {
                 size_ = size_of(file_);
