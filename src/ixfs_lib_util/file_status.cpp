@@ -2,6 +2,8 @@
 
 #include <cerrno>
 #include <fcntl.h>
+#include <sys/syscall.h>
+#include <unistd.h>
 
 FileStatus status_of(int folder, const char* name)
 {
@@ -19,6 +21,18 @@ FileStatus status_of(int open_file)
     if (fstat(open_file, &status) != 0)
         return std::nullopt;
     return status;
+}
+
+int readable(int folder, const char* name)
+{
+    const int result = faccessat(folder, name, R_OK, AT_SYMLINK_NOFOLLOW);
+    if (result == 0 || errno != EPERM)
+        return result;
+    const FileStatus status = status_of(folder, name);
+    if (!status || S_ISLNK(status->st_mode))
+        return status ? 0 : -1;
+    // The C library's function would make the refused call again.
+    return static_cast<int>(syscall(SYS_faccessat, folder, name, R_OK));
 }
 
 bool is_regular(const struct stat& status)

@@ -22,7 +22,7 @@ bool destination_exists(OpenView& view, const ImageFile& destination)
     const int result = call_again_on_etime([&] {
         if (!view.open())
             return -1;
-        return faccessat(view.folder(), destination.name.c_str(), R_OK, AT_SYMLINK_NOFOLLOW);
+        return readable(view.folder(), destination.name.c_str());
     });
     return report_access(view.handle(), destination.path.display_str(), result);
 }

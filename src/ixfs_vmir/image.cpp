@@ -86,7 +86,7 @@ int Image::access(const ImageFile& file)
     const ImageFolder* const in = folder(file.folder);
     if (in == nullptr)
         return errno == EXDEV ? 0 : -1; // EXDEV: a link leads out
-    return faccessat(in->open.descriptor(), file.name.c_str(), R_OK, AT_SYMLINK_NOFOLLOW);
+    return readable(in->open.descriptor(), file.name.c_str());
 }
 
 RegularFile Image::open_for_reading(const ImageFile& file)

@@ -223,6 +223,7 @@ std::optional<long> ask_syscall(long number, long first, long second, long third
         answer = ask_open(folder, path,
                           static_cast<int>(reinterpret_cast<const open_how*>(third)->flags));
         break;
+    case SYS_faccessat:
     case SYS_faccessat2:
         answer = on_access.ask(FullPath(folder, path), static_cast<int>(third));
         break;

@@ -1,6 +1,6 @@
 /* Runs a command as on a kernel that lacks newer system calls: openat2 (Linux 5.6), faccessat2
  * (5.8) and statx (4.11, and with mount attributes 5.8) answer ENOSYS in it and in all that it
- * starts. */
+ * starts; or, with --sandbox first, EPERM, as in a sandbox that is older than the calls. */
 #include <errno.h>
 #include <stddef.h>
 #include <stdio.h>
@@ -28,11 +28,13 @@ static struct sock_filter instructions[] = {
     SKIP_IF(SYS_faccessat2, 2),
     SKIP_IF(SYS_statx, 1),
     ANSWER(SECCOMP_RET_ALLOW),
-    ANSWER(SECCOMP_RET_ERRNO | (ENOSYS & SECCOMP_RET_DATA)),
+    ANSWER(SECCOMP_RET_ERRNO), /* with the error number, see install() */
 };
 
-static int install(void)
+static int install(int error)
 {
+    const size_t last = sizeof(instructions) / sizeof(instructions[0]) - 1;
+    instructions[last].k |= (unsigned int)error & SECCOMP_RET_DATA;
     const struct sock_fprog program = {sizeof(instructions) / sizeof(instructions[0]),
                                        instructions};
     return prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0) == 0 &&
@@ -40,18 +42,22 @@ static int install(void)
 }
 
 /* A filter that lets everything pass would make tests pass that say nothing. */
-static int is_old(void)
+static int is_old(int error)
 {
-    return syscall(SYS_openat2, -1, "", NULL, 0UL) == -1 && errno == ENOSYS;
+    return syscall(SYS_openat2, -1, "", NULL, 0UL) == -1 && errno == error;
 }
 
 int main(int argc, char** argv)
 {
+    const int in_sandbox = argc > 1 && strcmp(argv[1], "--sandbox") == 0;
+    const int error = in_sandbox ? EPERM : ENOSYS;
+    argv += in_sandbox;
+    argc -= in_sandbox;
     if (argc < 2) {
-        fputs("usage: ixfs-old-kernel COMMAND [ARGUMENT...]\n", stderr);
+        fputs("usage: ixfs-old-kernel [--sandbox] COMMAND [ARGUMENT...]\n", stderr);
         return 2;
     }
-    if (!install() || !is_old()) {
+    if (!install(error) || !is_old(error)) {
         fprintf(stderr, "ixfs-old-kernel: cannot take the calls away: %s\n", strerror(errno));
         return 1;
     }
