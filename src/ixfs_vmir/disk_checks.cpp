@@ -1,5 +1,6 @@
 #include "disk_checks.h"
 
+#include "etime_retry.h"
 #include "file_status.h"
 
 #include <filesystem>
@@ -55,6 +56,14 @@ bool ends_with(const std::string& text, const std::string& ending)
            text.compare(text.size() - ending.size(), ending.size(), ending) == 0;
 }
 
+// A slow server's silence is no answer: what it hides would count as missing, and be used unchecked.
+FileStatus patient_status(int folder, const std::string& name)
+{
+    FileStatus status;
+    call_again_on_etime([&] { return (status = status_of(folder, name.c_str())) ? 0 : -1; });
+    return status;
+}
+
 // Checks disks against the view folder that is there.
 class EarlierView
 {
@@ -83,14 +92,21 @@ private:
 
     FileStatus entry(const std::string& name) const
     {
-        return status_of(folder_.descriptor(), name.c_str());
+        return patient_status(folder_.descriptor(), name);
+    }
+
+    const ImageFolder* open_folder(const std::string& path)
+    {
+        const ImageFolder* folder = nullptr;
+        call_again_on_etime([&] { return (folder = image_.folder(path)) != nullptr ? 0 : -1; });
+        return folder;
     }
 
     FileStatus status_of_data(const VmirPath& disk)
     {
         const ImageFile data = image_.file(disk.originalVmdkPath);
-        const ImageFolder* const folder = image_.folder(data.folder);
-        return folder != nullptr ? status_of(folder->open.descriptor(), data.name.c_str())
+        const ImageFolder* const folder = open_folder(data.folder);
+        return folder != nullptr ? patient_status(folder->open.descriptor(), data.name)
                                  : std::nullopt;
     }
 
@@ -116,7 +132,7 @@ private:
     // The paths have been compared; but a symbolic link may lead into the view.
     bool lies_in_view(const VmirPath& disk)
     {
-        const ImageFolder* const folder = image_.folder(image_.file(disk.originalDescPath).folder);
+        const ImageFolder* const folder = open_folder(image_.file(disk.originalDescPath).folder);
         return folder != nullptr && folder->through_link && image_.lies_in(*folder, folder_);
     }
 
@@ -160,7 +176,9 @@ void checkDisks(const Log& log, Image& image, const ImageLocation& location,
                 const std::vector<VmirPath>& records)
 {
     check_paths(log, location.view_folder, records);
-    OpenFile view = image.open_folder(image.file(location.view_folder));
+    const ImageFile place = image.file(location.view_folder);
+    OpenFile view;
+    call_again_on_etime([&] { return (view = image.open_folder(place)).is_open() ? 0 : -1; });
     if (view.is_open())
         EarlierView(log, image, std::move(view)).check(records);
 }

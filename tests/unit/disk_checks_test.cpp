@@ -1,4 +1,5 @@
 #include "image_test.h"
+#include "interpose.h"
 
 #include <filesystem>
 #include <string>
@@ -55,6 +56,37 @@ TEST_F(DiskChecks, DataLinkOfAnotherSizeIsRefused)
     set_time(link_path, 1000);
     expect_refused(other_data, entries[0]);
     EXPECT_EQ(mount_point.read(view_path("a-flat.vmdk")), "another");
+}
+
+TEST_F(DiskChecks, ViewThatASlowServerHidesForAWhileIsCheckedAllTheSame)
+{
+    mount_point.write(view_path("a-flat.vmdk"), "another");
+    int silences = 0;
+    const auto open = interpose::on_opendir([&](const char* path) {
+        const bool is_mounted = helper_commands() == std::vector<std::string>{"mount"};
+        if (path != view_folder || !is_mounted || ++silences > 3)
+            return std::optional<int>();
+        errno = ETIME;
+        return std::optional<int>(-1);
+    });
+    expect_refused(other_data, entries[0]);
+    EXPECT_GT(silences, 3);
+}
+
+TEST_F(DiskChecks, DataLinkThatASlowServerHidesForAWhileIsCheckedAllTheSame)
+{
+    for (const std::string& hidden : {link_path, data_path}) {
+        mount_point.write(view_path("a-flat.vmdk"), "another");
+        int silences = 0;
+        const auto stat = interpose::on_stat([&](const char* path, struct stat*) {
+            if (path != hidden || ++silences > 3)
+                return std::optional<int>();
+            errno = ETIME;
+            return std::optional<int>(-1);
+        });
+        expect_refused(other_data, entries[0]);
+        EXPECT_GT(silences, 3) << hidden;
+    }
 }
 
 TEST_F(DiskChecks, DataLinkOfAnotherTimeIsRefused)
