@@ -202,4 +202,23 @@ TEST_F(DiskChecks, DiskThatALinkLeadsElsewhereIsPrepared)
     EXPECT_TRUE(fs::equivalent(link_path, data_path));
 }
 
+// Another preparation, of the same image with its disks in another order, begins between the check
+// of this one and the making of its view folder. There is no view at either's check.
+TEST_F(DiskChecks, DataLinkOfAnotherDiskThatIsMadeAfterTheCheckIsNotUsed)
+{
+    fs::remove(view_folder);
+    add_disk("a", "vm2");
+    const auto mkdir = interpose::on_mkdir([&](const char* path, mode_t) {
+        if (path == view_folder) {
+            mount_point.make_folder(image_path + "/_vmir");
+            fs::create_hard_link(in_image("vm2/a.vmdk"), link_path);
+        }
+        return std::optional<int>();
+    });
+    const ec_status status = prepare();
+    EXPECT_EQ(mkdir.calls() > 0, true);
+    EXPECT_NE(status, EC_OK) << "the descriptor of vm/a names the data of vm2/a";
+    EXPECT_EQ(out, std::vector<std::string>());
+}
+
 } // namespace
