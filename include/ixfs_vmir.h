@@ -68,7 +68,8 @@ struct LogInfo {
 //   EC_VIEW_NOT_LOCKED
 //   EC_FOLDER_NOT_CREATED  the view folder; also when something else has its name
 //   EC_FILE_NOT_COPIED     a disk's descriptor; also when it is no regular file of the image
-//   EC_SYSTEM_ERROR        a disk's link; also when its data is no regular file
+//   EC_SYSTEM_ERROR        a disk's link; also when its data is no regular file, or when another
+//                          preparation has meanwhile given the link's name to another file
 // Throws std::bad_alloc, std::length_error for an absurd size of the configuration file, and what
 // drawing a UUID may throw.
 //

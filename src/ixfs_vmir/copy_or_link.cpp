@@ -54,6 +54,21 @@ int link_regular_file(int folder, const ImageFile& source, int view, const Image
     return error_of_type(*linked);
 }
 
+bool links_the_same(OpenView& view, const ImageFile& source, const ImageFile& destination)
+{
+    const ImageFolder* const folder = view.open() ? view.image().folder(source.folder) : nullptr;
+    return folder != nullptr &&
+           is_same_file(status_of(folder->open.descriptor(), source.name.c_str()),
+                        status_of(view.folder(), destination.name.c_str()));
+}
+
+// A link that was not there when the disks were checked may be that of another preparation, which
+// has the disks in another order.
+bool is_right_link(OpenView& view, const ImageFile& source, const ImageFile& destination)
+{
+    return view.is_checked_link(destination.name) || links_the_same(view, source, destination);
+}
+
 // A link that another process made since it was found missing is as good as one's own: both prepare
 // the same image. Failing would remove the view folder with the other's disks.
 ec_status link_file(OpenView& view, const Log& log, const ImageFile& source,
@@ -66,8 +81,7 @@ ec_status link_file(OpenView& view, const Log& log, const ImageFile& source,
         folder != nullptr ? link_regular_file(from, source, view.folder(), destination) : errno;
     const int result = report_link(view.handle(), source.path.display_str(),
                                    destination.path.display_str(), error);
-    if (result == EEXIST && is_same_file(status_of(from, source.name.c_str()),
-                                         status_of(view.folder(), destination.name.c_str())))
+    if (result == EEXIST && links_the_same(view, source, destination))
         return reuse(log, destination);
     if (result != 1) { // 1: success or EPERM, as of _ixfs_create_hard_link
         log.error("ERR - Could not create link for %s, error %d\n", destination.path.display_str(),
@@ -142,7 +156,7 @@ ec_status copyOrLinkPath(OpenView& view, const LmfString& source, const LmfStrin
     }
     // Looked at in both cases, so that the log shows whether a descriptor was written over.
     const bool is_there = destination_exists(view, to);
-    if (is_there && !replaceExisting)
+    if (is_there && !replaceExisting && is_right_link(view, from, to))
         return reuse(log, to);
     log.info("INF - makeLink? %d\n", makeLink ? 1 : 0);
     return makeLink ? link_file(view, log, from, to)

@@ -4,6 +4,10 @@
 
 #include "image.h"
 
+#include <set>
+#include <string>
+#include <utility>
+
 // A view that is being built.
 class OpenView
 {
@@ -20,6 +24,11 @@ public:
 
     int folder() const { return folder_.descriptor(); }
 
+    // The data links in the view that were found to be right. One that somebody makes meanwhile is
+    // looked at when it is met.
+    void set_checked_links(std::set<std::string> names) { checked_links_ = std::move(names); }
+    bool is_checked_link(const std::string& name) const { return checked_links_.count(name) != 0; }
+
     _ixfs_control_t* handle() const { return handle_; }
     Image& image() const { return image_; }
     const ImageFile& place() const { return place_; }
@@ -29,6 +38,7 @@ private:
     Image& image_;
     ImageFile place_;
     OpenFile folder_;
+    std::set<std::string> checked_links_;
 };
 
 // Copies a descriptor, or hard-links a data file, under a new name.

@@ -73,7 +73,8 @@ public:
     {
     }
 
-    void check(const std::vector<VmirPath>& records)
+    // Returns the names of the data links that are there.
+    std::set<std::string> check(const std::vector<VmirPath>& records)
     {
         std::vector<FileStatus> data;
         data.reserve(records.size());
@@ -84,6 +85,7 @@ public:
         }
         for (std::size_t i = 0; i < records.size(); ++i)
             check(records[i], data[i]);
+        return std::move(links_);
     }
 
 private:
@@ -123,10 +125,14 @@ private:
                        path);
             refuse();
         }
-        if (is_certainly_other(entry(image_.file(disk.viewVmdkPath).name), data)) {
+        const std::string name = image_.file(disk.viewVmdkPath).name;
+        const FileStatus link = entry(name);
+        if (is_certainly_other(link, data)) {
             log_.error("ERR - Data link in the view is another file than the data of: %s\n", path);
             refuse();
         }
+        if (link)
+            links_.insert(name);
     }
 
     // The paths have been compared; but a symbolic link may lead into the view.
@@ -168,17 +174,19 @@ private:
     Image& image_;
     OpenFile folder_;
     std::set<Identity> all_data_; // of all disks of the list
+    std::set<std::string> links_;
 };
 
 } // namespace
 
-void checkDisks(const Log& log, Image& image, const ImageLocation& location,
-                const std::vector<VmirPath>& records)
+std::set<std::string> checkDisks(const Log& log, Image& image, const ImageLocation& location,
+                                 const std::vector<VmirPath>& records)
 {
     check_paths(log, location.view_folder, records);
     const ImageFile place = image.file(location.view_folder);
     OpenFile view;
     call_again_on_etime([&] { return (view = image.open_folder(place)).is_open() ? 0 : -1; });
-    if (view.is_open())
-        EarlierView(log, image, std::move(view)).check(records);
+    if (!view.is_open())
+        return {};
+    return EarlierView(log, image, std::move(view)).check(records);
 }

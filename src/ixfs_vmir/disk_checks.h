@@ -6,6 +6,10 @@
 #include "image_paths.h"
 #include "log.h"
 
+#include <set>
+#include <string>
+#include <vector>
+
 // Refuses what would write over one of the VM's own files or mix up its disks:
 //
 //   - a disk that lies in the view folder
@@ -14,8 +18,9 @@
 //   - a disk whose descriptor has the name of another disk's data link in the view
 //
 // Throws EcStatusException with EC_INVALID_PARAMETER after a line with severity IXFS_LOG_ERR, tag
-// `log`'s, that names the disk. Changes nothing.
-void checkDisks(const Log& log, Image& image, const ImageLocation& location,
-                const std::vector<VmirPath>& records);
+// `log`'s, that names the disk. Changes nothing. Returns the names of the data links that are in the
+// view already; none of them is refused.
+std::set<std::string> checkDisks(const Log& log, Image& image, const ImageLocation& location,
+                                 const std::vector<VmirPath>& records);
 
 #endif

@@ -155,7 +155,7 @@ ec_status create_view_vmir(_ixfs_control_t* handle, Image& image, std::vector<st
         LmfString view_folder =
             location.view_folder; // a copy, for an interface that takes no const
         populateVmirPathVector(handle, entries, view_folder, records);
-        checkDisks(log, image, location, records);
+        view.set_checked_links(checkDisks(log, image, location, records));
         createGlobalLockForView(handle, identity.backup_time);
         makeViewFolder(view, location);
     } catch (const EcStatusException& failure) {
