@@ -33,8 +33,8 @@ private:
 
     OpenFile file_;
     std::optional<off_t> size_;
-    off_t read_ = 0; // bytes so far
-    char buffer_[16 * text_size];
+    off_t read_ = 0;             // bytes so far
+    char buffer_[4 * text_size]; // no more: a caller may have a small stack
     std::size_t begin_ = 0;
     std::size_t end_ = 0;
     bool at_end_ = false;
@@ -55,7 +55,7 @@ public:
 
 private:
     OpenFile file_;
-    char buffer_[16 * text_size];
+    char buffer_[4 * text_size]; // no more: a caller may have a small stack
     std::size_t size_ = 0;
     int error_ = 0;
 };

@@ -11,8 +11,8 @@ using FileStatus = std::optional<struct stat>;
 FileStatus status_of(int folder, const char* name); // errno tells why there is none
 FileStatus status_of(int open_file);
 
-// Returns 0 if this process may read the file, else -1 and errno. A symbolic link counts as readable.
-// Also in a sandbox that refuses with EPERM what it does not know.
+// Returns 0 if this process may read the file, else -1 and errno. A symbolic link counts as
+// readable. Also in a sandbox that refuses with EPERM what it does not know.
 int readable(int folder, const char* name);
 
 bool is_regular(const struct stat& status);

@@ -111,8 +111,8 @@ bool Deletion::enter(const char* name, std::size_t path_around, OpenFile folder)
     return true;
 }
 
-// Returns the innermost folder's next entry, null at its end. A folder that was closed in between is
-// read from its beginning again, so what stayed comes again.
+// Returns the innermost folder's next entry, null at its end. A folder that was closed in between
+// is read from its beginning again, so what stayed comes again.
 const dirent* Deletion::next_entry()
 {
     const Level& level = levels_.back();

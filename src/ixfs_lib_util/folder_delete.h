@@ -38,8 +38,8 @@ private:
 // Opens the folder `name` of an open directory to be read. A symbolic link is no folder (ENOTDIR).
 OpenFile open_folder(int parent, const char* name);
 
-// Deletes the folder `name` of the open directory `parent`. `path` is what messages call it. Returns
-// whether the folder is gone. If memory is short, it fails without a line.
+// Deletes the folder `name` of the open directory `parent`. `path` is what messages call it.
+// Returns whether the folder is gone. If memory is short, it fails without a line.
 bool delete_folder(const Log& log, int parent, const char* name, const char* path) noexcept;
 
 // The same for a folder that open_folder has opened and that was looked at. Whatever `name` stands

@@ -10,7 +10,8 @@ namespace
 
 constexpr int to_read = O_RDONLY | O_NOCTTY | O_CLOEXEC;
 
-// By its name a file is opened without waiting, should it have become a FIFO since it was looked at.
+// By its name a file is opened without waiting, should it have become a FIFO since it was looked
+// at.
 constexpr int to_read_by_name = to_read | O_NONBLOCK;
 
 constexpr int to_look = O_PATH | O_CLOEXEC;
@@ -29,14 +30,22 @@ RegularFile checked(OpenFile file)
     return {std::move(file), *status};
 }
 
-// Opens for reading what was opened for a look: the very same file, whatever has its name by now. So
-// it is no FIFO, and may be waited for: who has a lease on a regular file gives it up first.
-// Fails with ENOENT where there is no /proc. "thread-self": a thread may have descriptors of its own.
+// "thread-self": a thread may have descriptors of its own.
+constexpr char descriptors[] = "/proc/thread-self/fd";
+
+// Opens for reading what was opened for a look: the very same file, whatever has its name by now.
+// So it is no FIFO, and may be waited for: who has a lease on a regular file gives it up first.
 OpenFile open_again(const OpenFile& looked_at)
 {
-    char itself[sizeof("/proc/thread-self/fd/-2147483648")];
-    std::snprintf(itself, sizeof(itself), "/proc/thread-self/fd/%d", looked_at.descriptor());
+    char itself[sizeof(descriptors) + sizeof("/-2147483648")];
+    std::snprintf(itself, sizeof(itself), "%s/%d", descriptors, looked_at.descriptor());
     return OpenFile(open(itself, to_read));
+}
+
+// Whether a failure to open a file again says nothing about the file: there is no /proc.
+bool cannot_open_again(int error)
+{
+    return error == ENOENT && access(descriptors, F_OK) != 0;
 }
 
 // `open_by_name` opens the file for reading in the way in which it was found.
@@ -46,7 +55,7 @@ RegularFile open_found(RegularFile found, OpenByName open_by_name)
     if (!found.file.is_open())
         return found;
     OpenFile file = open_again(found.file);
-    if (!file.is_open() && errno == ENOENT)
+    if (!file.is_open() && cannot_open_again(errno))
         return checked(open_by_name());
     found.file = std::move(file);
     return found;

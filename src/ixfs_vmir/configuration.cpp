@@ -100,7 +100,7 @@ private:
     const OpenFile& file_;
     long expected_size_;
     std::string& text_;
-    char block_[32768];
+    char block_[8192]; // no more: a caller may have a small stack
     bool in_text_ = true;
     long size_ = 0;
     long padding_ = 0; // what was read from the first NUL on

@@ -94,6 +94,20 @@ ec_status link_file(OpenView& view, const Log& log, const ImageFile& source,
 
 // ---- Descriptors --------------------------------------------------------------------------------
 
+// A descriptor is text of a few kilobytes. One of more than this would be read for minutes, if it
+// is sparse, and for hours, if not.
+constexpr off_t largest_descriptor = off_t{1} << 36; // bytes
+
+OldDescriptor open_descriptor(Image& image, const ImageFile& source)
+{
+    RegularFile opened = image.open_for_reading(source);
+    if (opened.file.is_open() && opened.status.st_size > largest_descriptor) {
+        errno = EFBIG;
+        return {};
+    }
+    return {std::move(opened.file), opened.status.st_size};
+}
+
 // Makes a new file, and takes away what has its name: writing into that might change another file
 // of the backup, or one of the host. Gives up when somebody puts something there again each time.
 OpenFile make_new(OpenView& view, const char* name, bool is_there)
@@ -121,10 +135,7 @@ ec_status copy_file(OpenView& view, const Log& log, const ImageFile& source,
     const char* const to = destination.path.display_str();
     const int copied = copy_descriptor(
         view.handle(), from, to, extent_name.text().c_str(),
-        [&] {
-            RegularFile opened = view.image().open_for_reading(source);
-            return OldDescriptor{std::move(opened.file), opened.status.st_size};
-        },
+        [&] { return open_descriptor(view.image(), source); },
         [&] { return make_new(view, destination.name.c_str(), is_there); });
     if (copied != 1) {
         log.error("ERR - Failed copying Disk Descriptor (%d): from %s to %s\n", failed, from, to);

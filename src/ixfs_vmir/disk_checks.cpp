@@ -56,7 +56,8 @@ bool ends_with(const std::string& text, const std::string& ending)
            text.compare(text.size() - ending.size(), ending.size(), ending) == 0;
 }
 
-// A slow server's silence is no answer: what it hides would count as missing, and be used unchecked.
+// A slow server's silence is no answer: what it hides would count as missing, and be used
+// unchecked.
 FileStatus patient_status(int folder, const std::string& name)
 {
     FileStatus status;

@@ -18,8 +18,8 @@
 //   - a disk whose descriptor has the name of another disk's data link in the view
 //
 // Throws EcStatusException with EC_INVALID_PARAMETER after a line with severity IXFS_LOG_ERR, tag
-// `log`'s, that names the disk. Changes nothing. Returns the names of the data links that are in the
-// view already; none of them is refused.
+// `log`'s, that names the disk. Changes nothing. Returns the names of the data links that are in
+// the view already; none of them is refused.
 std::set<std::string> checkDisks(const Log& log, Image& image, const ImageLocation& location,
                                  const std::vector<VmirPath>& records);
 

@@ -15,7 +15,7 @@ constexpr int as_folder = O_PATH | O_DIRECTORY | O_CLOEXEC;
 
 // Disks mostly share a folder, or lie in a few. If there are more, the first are closed, and opened
 // again when they are needed.
-constexpr std::size_t most_open_folders = 16;
+constexpr std::size_t most_open_folders = 4;
 
 // Nobody has this many folders one below the other.
 constexpr int most_levels = 10000;

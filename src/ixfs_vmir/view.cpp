@@ -55,7 +55,8 @@ bool create_view_folder(const OpenView& view, const ImageLocation& location)
 {
     const LmfPathname image_folder =
         convertUnixPathToPlatformPath(view.image().mount_point(), location.folder);
-    // What stands before the view folder's own segments. Not the mount point's: that of "/" is none.
+    // What stands before the view folder's own segments. Not the mount point's: that of "/" is
+    // none.
     const long outside =
         segment_count(view.place().path.text()) - segment_count(location.view_folder.text());
     const auto make = [&](int number, const char* path) {

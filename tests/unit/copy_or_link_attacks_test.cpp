@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <cstring>
 #include <filesystem>
 #include <string>
 
@@ -187,6 +188,12 @@ TEST_F(CopyOrLinkAttacks, DescriptorThatGrowsForEverIsGivenUpOn)
     EXPECT_NE(std::find(lines.begin(), lines.end(), endless), lines.end());
 }
 
+TEST_F(CopyOrLinkAttacks, DescriptorThatNobodyCouldReadIsNotOpened)
+{
+    fs::resize_file(desc_path, std::uintmax_t{1} << 40);
+    expect_no_descriptor(EFBIG);
+}
+
 // More than are kept open at once.
 TEST_F(CopyOrLinkAttacks, DisksOfManyFoldersArePrepared)
 {
@@ -202,8 +209,15 @@ TEST_F(CopyOrLinkAttacks, DisksOfManyFoldersArePrepared)
 TEST_F(CopyOrLinkAttacks, DescriptorsAreReadAlsoWithoutProc)
 {
     auto no_proc = interpose::on_open([](const char*, int flags) {
-        constexpr int read_by_descriptor = O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC;
+        constexpr int read_by_descriptor = O_RDONLY | O_NOCTTY | O_CLOEXEC;
         if (flags != read_by_descriptor)
+            return std::optional<int>();
+        errno = ENOENT;
+        return std::optional<int>(-1);
+    });
+    EXPECT_EQ(prepare(), 12) << "a server may say so, too";
+    auto access = interpose::on_access([](const char* path, int) {
+        if (std::strstr(path, "/fd") == nullptr)
             return std::optional<int>();
         errno = ENOENT;
         return std::optional<int>(-1);
