@@ -44,12 +44,12 @@ Turns& turns()
 }
 
 // The log callback of each process. A wait begins with a line of its own, and the next line comes
-// from who has the mutex.
+// from who has the mutex. The validation thread's lines are no part of that.
 void count_turns(int, const char* tag, const char* message)
 {
-    static bool waiting = false;
-    static int turns_before = 0;
-    static Clock::time_point begin;
+    thread_local bool waiting = false;
+    thread_local int turns_before = 0;
+    thread_local Clock::time_point begin;
     if (std::strstr(message, "waiting for mount mutex") != nullptr) {
         waiting = true;
         turns_before = turns().taken;

@@ -26,7 +26,7 @@ private:
     ChildProcess process_;
 };
 
-// How long a race goes on: 10 seconds, or as many times that as cycle_count says.
+// How long a race goes on: 5 seconds, or as many times that as cycle_count says.
 class RaceTime
 {
 public:
@@ -34,7 +34,7 @@ public:
 
 private:
     const std::chrono::steady_clock::time_point end_ =
-        std::chrono::steady_clock::now() + std::chrono::seconds(cycle_count(10));
+        std::chrono::steady_clock::now() + std::chrono::seconds(cycle_count(5));
 };
 
 #endif
