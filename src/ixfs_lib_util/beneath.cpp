@@ -49,7 +49,7 @@ public:
 
     OpenFile open(int flags)
     {
-        OpenFile here = from_root();
+        OpenFile here = leads_out_ ? failed(EXDEV) : from_root();
         while (here.is_open() && !ahead_.empty()) {
             const std::string name = ahead_.back();
             ahead_.pop_back();
@@ -102,14 +102,9 @@ private:
 
     OpenFile from_root()
     {
-        if (leads_out_)
-            return failed(EXDEV);
         OpenFile here(openat(root_, ".", as_folder));
-        for (const std::string& name : behind_) {
-            if (!here.is_open())
-                break;
-            here = OpenFile(openat(here.descriptor(), name.c_str(), as_folder));
-        }
+        for (auto name = behind_.begin(); here.is_open() && name != behind_.end(); ++name)
+            here = OpenFile(openat(here.descriptor(), name->c_str(), as_folder));
         return here;
     }
 

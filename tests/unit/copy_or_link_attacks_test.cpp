@@ -53,6 +53,23 @@ TEST_F(CopyOrLinkAttacks, DescriptorThatLeadsOutOfTheImageIsNotOpened)
     expect_no_descriptor(EXDEV);
 }
 
+TEST_F(CopyOrLinkAttacks, DescriptorThatLeadsOutByTheWayUpIsNotOpened)
+{
+    fs::remove(desc_path);
+    std::string above;
+    for (int level = 0; level < 20; ++level)
+        above += "../";
+    fs::create_symlink(above + (elsewhere / "host").substr(1), desc_path);
+    expect_no_descriptor(EXDEV);
+}
+
+TEST_F(CopyOrLinkAttacks, DescriptorThatLeadsToAFolderAboveIsNotOpened)
+{
+    fs::remove(desc_path);
+    fs::create_symlink("..", desc_path);
+    expect_no_descriptor(EISDIR);
+}
+
 TEST_F(CopyOrLinkAttacks, DescriptorThatLeadsNowhereIsNotOpened)
 {
     fs::remove(desc_path);
@@ -208,6 +225,9 @@ TEST_F(CopyOrLinkAttacks, DisksOfManyFoldersArePrepared)
 // Then a file's name has to do.
 TEST_F(CopyOrLinkAttacks, DescriptorsAreReadAlsoWithoutProc)
 {
+    add_disk("b");
+    fs::rename(in_image("vm/b.vmdk.desc"), in_image("real"));
+    fs::create_symlink("../real", in_image("vm/b.vmdk.desc"));
     auto no_proc = interpose::on_open([](const char*, int flags) {
         constexpr int read_by_descriptor = O_RDONLY | O_NOCTTY | O_CLOEXEC;
         if (flags != read_by_descriptor)
@@ -224,6 +244,7 @@ TEST_F(CopyOrLinkAttacks, DescriptorsAreReadAlsoWithoutProc)
     });
     EXPECT_EQ(prepare(), EC_OK);
     EXPECT_EQ(mount_point.read(view_path("a.vmdk")), descriptor("a-flat.vmdk"));
+    EXPECT_EQ(mount_point.read(view_path("b.vmdk")), descriptor("b-flat.vmdk"));
     EXPECT_EQ(config, "<vm/>");
 }
 

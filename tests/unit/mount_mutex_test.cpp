@@ -99,6 +99,29 @@ TEST_F(MountMutex, MayBeChangedByItsOwnerAlone)
     EXPECT_EQ(semaphore_sets()[0].permissions, 0644U);
 }
 
+TEST_F(MountMutex, OfAnotherUserIsDeletedAndMadeAnew)
+{
+    if (geteuid() != 0)
+        GTEST_SKIP() << "only root deletes what others own";
+    int looks = 0;
+    int deletions = 0;
+    {
+        auto semctl =
+            interpose::on_semctl([&](int, int, int command, void* result) -> std::optional<int> {
+                deletions += command == IPC_RMID;
+                if (command != IPC_STAT || ++looks > 1)
+                    return std::nullopt;
+                static_cast<semid_ds*>(result)->sem_perm.cuid = 4711;
+                return 0;
+            });
+        helper.answers({mounts_image()});
+        EXPECT_NE(mount(), nullptr);
+        EXPECT_EQ(deletions, 1);
+        EXPECT_EQ(looks, 2);
+    }
+    EXPECT_EQ(ixfs_unmount(handle.get()), EC_OK);
+}
+
 // As in a namespace whose root may not touch what the host's users own.
 TEST_F(MountMutex, OfAnotherUserThatCannotBeDeletedIsNotHad)
 {
