@@ -3,6 +3,7 @@
 #include "bounded_text.h"
 #include "control.h"
 #include "descriptor_file.h"
+#include "file_status.h"
 #include "ixfs_uuid.h"
 #include "log.h"
 
@@ -11,7 +12,6 @@
 #include <fcntl.h>
 #include <string>
 #include <string_view>
-#include <sys/stat.h>
 #include <unistd.h>
 
 namespace
@@ -22,14 +22,11 @@ bool begins_with(std::string_view line, std::string_view prefix)
     return line.substr(0, prefix.size()) == prefix;
 }
 
-// Returns true also when lstat fails for another reason than that there is nothing.
+// Returns true also when the look fails for another reason than that there is nothing.
 bool may_be_one_of_several_hard_links(const char* path)
 {
-    struct stat status {
-    };
-    if (lstat(path, &status) != 0)
-        return errno != ENOENT;
-    return S_ISREG(status.st_mode) && status.st_nlink > 1;
+    const FileStatus status = status_of(AT_FDCWD, path);
+    return status ? is_regular(*status) && status->st_nlink > 1 : errno != ENOENT;
 }
 
 // Writing to one of several hard links would change the file under its other names too, and one of
