@@ -1,24 +1,17 @@
 #include "lmf_pathname.h"
 
-#include <utility>
-
-namespace
-{
-
-constexpr char separator = '/';
-
-} // namespace
+#include "path_text.h"
 
 NameSegments::NameSegments(const std::string& path)
 {
     std::size_t start = 0; // leading separators belong to the first segment
-    std::size_t name = path.find_first_not_of(separator);
+    std::size_t name = path.find_first_not_of(path_separator);
     if (name == std::string::npos && !path.empty())
         segments_.push_back(path); // nothing but separators: the root
     while (name != std::string::npos) {
-        const std::size_t end = path.find(separator, name);
+        const std::size_t end = path.find(path_separator, name);
         segments_.push_back(path.substr(start, end == std::string::npos ? end : end - start));
-        start = name = path.find_first_not_of(separator, end);
+        start = name = path.find_first_not_of(path_separator, end);
     }
 }
 
@@ -35,21 +28,12 @@ LmfPathname::~LmfPathname() = default;
 
 void LmfPathname::makeFilename(const char* name, bool append)
 {
-    std::string component = name != nullptr ? name : ""; // a copy: the name may be this path's own
-    if (append && !path_.empty())
-        component.insert(0, path_ + separator);
-    path_ = std::move(component);
+    const std::string_view component = name != nullptr ? name : "";
+    path_ = append ? joined_path(path_, component) : std::string(component);
     segments_.reset();
 }
 
 void LmfPathname::makeSegments() const
 {
     segments_.emplace(path_);
-}
-
-const char* LmfPathname::last_segment() const
-{
-    if (!segments_)
-        makeSegments();
-    return segments_->getSegment(-1, nullptr, nullptr);
 }

@@ -46,9 +46,6 @@ public:
     void makeSegments() const;
     const NameSegments* segments() const { return segments_ ? &*segments_ : nullptr; }
 
-    // The path's last segment, or null when it has none; splits the path if it is not split yet.
-    const char* last_segment() const;
-
     // The path for messages, NUL-terminated; valid until the path changes.
     const char* display_str() const { return path_.c_str(); }
 

@@ -1,31 +1,45 @@
 #include "base_names.h"
 
+#include <utility>
+
 namespace
 {
 
-// Takes `base_name`, or else the first free one of "<base_name>(<n>)" with n above `number`, which
-// becomes n. Returns whether the name had to be changed.
-bool take_free_name(std::set<LmfString>& used, LmfString& base_name, unsigned long& number)
+// Puts the first free one of "<base_name>(<n>)", with n above `number`, in the name's place. `take`
+// takes a name and returns whether it was free. Returns n.
+template <typename Take>
+unsigned long take_numbered(LmfString& base_name, unsigned long number, Take take)
 {
-    if (used.insert(base_name).second)
-        return false;
-    LmfString candidate = base_name;
+    std::string candidate;
     do
         candidate = base_name.text() + '(' + std::to_string(++number) + ')';
-    while (!used.insert(candidate).second);
-    base_name = candidate;
-    return true;
+    while (!take(candidate));
+    base_name.text() = std::move(candidate);
+    return number;
 }
 
 } // namespace
 
 bool ensureUniquenessOfBasename(std::set<LmfString>& usedNames, LmfString& baseName)
 {
-    unsigned long number = 0;
-    return take_free_name(usedNames, baseName, number);
+    if (usedNames.insert(baseName).second)
+        return false;
+    LmfString name = baseName;
+    take_numbered(baseName, 0, [&](const std::string& candidate) {
+        name = candidate;
+        return usedNames.insert(name).second;
+    });
+    return true;
 }
 
 bool BaseNames::make_unique(LmfString& base_name)
 {
-    return take_free_name(used_, base_name, last_numbers_[base_name]);
+    const auto [used, is_new] = last_numbers_.try_emplace(base_name.text(), 0);
+    if (is_new)
+        return false;
+    unsigned long& last_number = used->second; // stays in place when names are added
+    last_number = take_numbered(base_name, last_number, [this](const std::string& candidate) {
+        return last_numbers_.try_emplace(candidate, 0).second;
+    });
+    return true;
 }

@@ -4,7 +4,8 @@
 
 #include "ixfs_vmir.h"
 
-#include <map>
+#include <string>
+#include <unordered_map>
 
 // Does what ensureUniquenessOfBasename does, for a whole list: it remembers which numbers of a name
 // are taken, so that a list of equal names costs no more than one of different names.
@@ -14,8 +15,7 @@ public:
     bool make_unique(LmfString& base_name);
 
 private:
-    std::set<LmfString> used_;
-    std::map<LmfString, unsigned long> last_numbers_;
+    std::unordered_map<std::string, unsigned long> last_numbers_; // of all names in use
 };
 
 #endif

@@ -310,19 +310,4 @@ TEST(Strings, DoubledAndTrailingSeparatorsMakeNoSegments)
     EXPECT_EQ(last_segment_of("a/b//"), "b");
 }
 
-TEST(Strings, LastSegmentSplitsThePathWhereThatIsStillToDo)
-{
-    EXPECT_STREQ(path_of("/a/b").last_segment(), "b");
-    EXPECT_EQ(LmfPathname().last_segment(), nullptr);
-}
-
-TEST(Strings, LastSegmentOfASplitPathKeepsItsSegments)
-{
-    const LmfPathname path = path_of("/a/b");
-    path.makeSegments();
-    const char* const first = path.segments()->getSegment(1, nullptr, nullptr);
-    EXPECT_STREQ(path.last_segment(), "b");
-    EXPECT_EQ(path.segments()->getSegment(1, nullptr, nullptr), first);
-}
-
 } // namespace
