@@ -4,6 +4,7 @@
 
 #include <cstdio>
 #include <fcntl.h>
+#include <sys/statvfs.h>
 
 namespace
 {
@@ -48,30 +49,46 @@ bool cannot_open_again(int error)
     return error == ENOENT && access(descriptors, F_OK) != 0;
 }
 
-// `open_by_name` opens the file for reading in the way in which it was found.
-template <typename OpenByName>
-RegularFile open_found(RegularFile found, OpenByName open_by_name)
+bool is_found_regular(int folder, const char* name)
 {
-    if (!found.file.is_open())
-        return found;
-    OpenFile file = open_again(found.file);
-    if (!file.is_open() && cannot_open_again(errno))
-        return checked(open_by_name());
-    found.file = std::move(file);
-    return found;
+    const FileStatus status = status_of(folder, name);
+    return status && is_regular(*status);
 }
 
 } // namespace
 
-RegularFile open_regular_file(int folder, const char* name)
+Devices devices_in(int folder)
 {
-    return open_found(checked(OpenFile(openat(folder, name, to_look | O_NOFOLLOW))),
-                      [=] { return OpenFile(openat(folder, name, to_read_by_name | O_NOFOLLOW)); });
+    struct statvfs status {
+    };
+    const bool refused = fstatvfs(folder, &status) == 0 && (status.f_flag & ST_NODEV) != 0;
+    return refused ? Devices::are_refused : Devices::may_be_opened;
+}
+
+RegularFile open_regular_file(int folder, const char* name, Devices devices)
+{
+    // What was opened is looked at, too: it may be another file by now. This takes a fifth less
+    // time than to open again what was opened for a look.
+    if (devices == Devices::are_refused || is_found_regular(folder, name)) {
+        RegularFile opened = checked(OpenFile(openat(folder, name, to_read_by_name | O_NOFOLLOW)));
+        if (opened.file.is_open())
+            return opened;
+    }
+    // Tells why it is no regular file, or waits for who has a lease on it.
+    RegularFile found = checked(OpenFile(openat(folder, name, to_look | O_NOFOLLOW)));
+    if (found.file.is_open())
+        found.file = open_again(found.file);
+    return found;
 }
 
 RegularFile open_regular_file_beneath(int folder, const char* path)
 {
-    return open_found(checked(open_beneath(folder, path, to_look, Links::that_stay_below)), [=] {
-        return open_beneath(folder, path, to_read_by_name, Links::that_stay_below);
-    });
+    RegularFile found = checked(open_beneath(folder, path, to_look, Links::that_stay_below));
+    if (!found.file.is_open())
+        return found;
+    OpenFile file = open_again(found.file);
+    if (!file.is_open() && cannot_open_again(errno))
+        return checked(open_beneath(folder, path, to_read_by_name, Links::that_stay_below));
+    found.file = std::move(file);
+    return found;
 }

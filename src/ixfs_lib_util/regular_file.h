@@ -18,11 +18,17 @@ struct RegularFile {
 // never ends.
 constexpr off_t most_growth = 64L << 20;
 
+// Whether the kernel opens the devices that lie in a folder.
+enum class Devices { may_be_opened, are_refused };
+
+// Returns are_refused where the mount of an open directory forbids devices, as FUSE's mostly do.
+Devices devices_in(int folder);
+
 // Opens the regular file `name` in an open directory. Anything else is not opened, since the
 // opening alone may wait or do something: a FIFO waits for its writer, a device may start to work.
 // If nothing is open, errno says why: ELOOP for a symbolic link, EISDIR for a folder, EINVAL for
-// what else is no regular file.
-RegularFile open_regular_file(int folder, const char* name);
+// what else is no regular file. `devices`: what devices_in said of the directory.
+RegularFile open_regular_file(int folder, const char* name, Devices devices);
 
 // The same for the file that `path` leads to below an open directory; see open_beneath. Follows the
 // links that stay below.

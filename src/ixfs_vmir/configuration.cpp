@@ -25,7 +25,7 @@ bool wait_for_file(_ixfs_control_t* handle, const Log& log, Image& image, const 
 {
     constexpr int most_checks = 3;
     constexpr timespec pause = {10, 0};
-    const char* const path = file.path.display_str();
+    const char* const path = file.path();
     int failed_checks = 0;
     for (;;) {
         const int result = call_again_on_etime([&] { return image.access(file); });
@@ -112,7 +112,7 @@ ec_status readXml(_ixfs_control_t* handle, Image& image, const ImageFile& file,
                   std::string& content)
 {
     const Log log(handle, "readXml");
-    const char* const path = file.path.display_str();
+    const char* const path = file.path();
     if (!wait_for_file(handle, log, image, file))
         return EC_FILE_NOT_FOUND;
     prime(image, file);

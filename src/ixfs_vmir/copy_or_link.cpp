@@ -14,7 +14,7 @@ namespace
 bool source_exists(OpenView& view, const ImageFile& source)
 {
     const int result = call_again_on_etime([&] { return view.image().access(source); });
-    return report_access(view.handle(), source.path.display_str(), result);
+    return report_access(view.handle(), source.path(), result);
 }
 
 bool destination_exists(OpenView& view, const ImageFile& destination)
@@ -22,14 +22,14 @@ bool destination_exists(OpenView& view, const ImageFile& destination)
     const int result = call_again_on_etime([&] {
         if (!view.open())
             return -1;
-        return readable(view.folder(), destination.name.c_str());
+        return readable(view.folder(), destination.name());
     });
-    return report_access(view.handle(), destination.path.display_str(), result);
+    return report_access(view.handle(), destination.path(), result);
 }
 
 ec_status reuse(const Log& log, const ImageFile& destination)
 {
-    log.info("INF - File already exists, reusing: %s\n", destination.path.display_str());
+    log.info("INF - File already exists, reusing: %s\n", destination.path());
     return EC_OK;
 }
 
@@ -40,8 +40,8 @@ ec_status reuse(const Log& log, const ImageFile& destination)
 // because link_file takes EPERM as success.
 int link_regular_file(int folder, const ImageFile& source, int view, const ImageFile& destination)
 {
-    const char* const from = source.name.c_str();
-    const char* const to = destination.name.c_str();
+    const char* const from = source.name();
+    const char* const to = destination.name();
     if (linkat(folder, from, view, to, 0) != 0) {
         const int error = errno;
         const FileStatus refused = error == EPERM ? status_of(folder, from) : std::nullopt;
@@ -56,17 +56,16 @@ int link_regular_file(int folder, const ImageFile& source, int view, const Image
 
 bool links_the_same(OpenView& view, const ImageFile& source, const ImageFile& destination)
 {
-    const ImageFolder* const folder = view.open() ? view.image().folder(source.folder) : nullptr;
-    return folder != nullptr &&
-           is_same_file(status_of(folder->open.descriptor(), source.name.c_str()),
-                        status_of(view.folder(), destination.name.c_str()));
+    const ImageFolder* const folder = view.open() ? view.image().folder(source.folder()) : nullptr;
+    return folder != nullptr && is_same_file(status_of(folder->open.descriptor(), source.name()),
+                                             status_of(view.folder(), destination.name()));
 }
 
 // A link that was not there when the disks were checked may be that of another preparation, which
 // has the disks in another order.
 bool is_right_link(OpenView& view, const ImageFile& source, const ImageFile& destination)
 {
-    return view.is_checked_link(destination.name) || links_the_same(view, source, destination);
+    return view.is_checked_link(destination.name()) || links_the_same(view, source, destination);
 }
 
 // A link that another process made since it was found missing is as good as one's own: both prepare
@@ -75,20 +74,18 @@ ec_status link_file(OpenView& view, const Log& log, const ImageFile& source,
                     const ImageFile& destination)
 {
     constexpr ec_status failed = EC_SYSTEM_ERROR;
-    const ImageFolder* const folder = view.open() ? view.image().folder(source.folder) : nullptr;
+    const ImageFolder* const folder = view.open() ? view.image().folder(source.folder()) : nullptr;
     const int from = folder != nullptr ? folder->open.descriptor() : -1;
     const int error =
         folder != nullptr ? link_regular_file(from, source, view.folder(), destination) : errno;
-    const int result = report_link(view.handle(), source.path.display_str(),
-                                   destination.path.display_str(), error);
+    const int result = report_link(view.handle(), source.path(), destination.path(), error);
     if (result == EEXIST && links_the_same(view, source, destination))
         return reuse(log, destination);
     if (result != 1) { // 1: success or EPERM, as of _ixfs_create_hard_link
-        log.error("ERR - Could not create link for %s, error %d\n", destination.path.display_str(),
-                  failed);
+        log.error("ERR - Could not create link for %s, error %d\n", destination.path(), failed);
         return failed;
     }
-    log.info("INF - Created link file: %s\n", destination.path.display_str());
+    log.info("INF - Created link file: %s\n", destination.path());
     return EC_OK;
 }
 
@@ -131,12 +128,12 @@ ec_status copy_file(OpenView& view, const Log& log, const ImageFile& source,
                     const ImageFile& destination, bool is_there, const LmfString& extent_name)
 {
     constexpr ec_status failed = EC_FILE_NOT_COPIED;
-    const char* const from = source.path.display_str();
-    const char* const to = destination.path.display_str();
+    const char* const from = source.path();
+    const char* const to = destination.path();
     const int copied = copy_descriptor(
         view.handle(), from, to, extent_name.text().c_str(),
         [&] { return open_descriptor(view.image(), source); },
-        [&] { return make_new(view, destination.name.c_str(), is_there); });
+        [&] { return make_new(view, destination.name(), is_there); });
     if (copied != 1) {
         log.error("ERR - Failed copying Disk Descriptor (%d): from %s to %s\n", failed, from, to);
         return failed;
@@ -162,7 +159,7 @@ ec_status copyOrLinkPath(OpenView& view, const LmfString& source, const LmfStrin
     const ImageFile from = view.image().file(source);
     const ImageFile to = view.image().file(destination);
     if (!source_exists(view, from)) {
-        log.error("ERR - Failed to find source file for copy/link: %s\n", from.path.display_str());
+        log.error("ERR - Failed to find source file for copy/link: %s\n", from.path());
         return EC_FILE_NOT_FOUND;
     }
     // Looked at in both cases, so that the log shows whether a descriptor was written over.

@@ -2,10 +2,10 @@
 #ifndef IXFS_COPY_OR_LINK_H
 #define IXFS_COPY_OR_LINK_H
 
+#include "disk_checks.h"
 #include "image.h"
 
-#include <set>
-#include <string>
+#include <string_view>
 #include <utility>
 
 // A view that is being built.
@@ -26,8 +26,8 @@ public:
 
     // The data links in the view that were found to be right. One that somebody makes meanwhile is
     // looked at when it is met.
-    void set_checked_links(std::set<std::string> names) { checked_links_ = std::move(names); }
-    bool is_checked_link(const std::string& name) const { return checked_links_.count(name) != 0; }
+    void set_checked_links(LinkNames names) { checked_links_ = std::move(names); }
+    bool is_checked_link(std::string_view name) const { return checked_links_.count(name) != 0; }
 
     _ixfs_control_t* handle() const { return handle_; }
     Image& image() const { return image_; }
@@ -38,7 +38,7 @@ private:
     Image& image_;
     ImageFile place_;
     OpenFile folder_;
-    std::set<std::string> checked_links_;
+    LinkNames checked_links_;
 };
 
 // Copies a descriptor, or hard-links a data file, under a new name.

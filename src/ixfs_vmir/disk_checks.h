@@ -6,9 +6,13 @@
 #include "image_paths.h"
 #include "log.h"
 
+#include <functional>
 #include <set>
 #include <string>
 #include <vector>
+
+// Names of data links in the view. Looked up by any text.
+using LinkNames = std::set<std::string, std::less<>>;
 
 // Refuses what would write over one of the VM's own files or mix up its disks:
 //
@@ -20,7 +24,7 @@
 // Throws EcStatusException with EC_INVALID_PARAMETER after a line with severity IXFS_LOG_ERR, tag
 // `log`'s, that names the disk. Changes nothing. Returns the names of the data links that are in
 // the view already; none of them is refused.
-std::set<std::string> checkDisks(const Log& log, Image& image, const ImageLocation& location,
-                                 const std::vector<VmirPath>& records);
+LinkNames checkDisks(const Log& log, Image& image, const ImageLocation& location,
+                     const std::vector<VmirPath>& records);
 
 #endif

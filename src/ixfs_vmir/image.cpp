@@ -2,10 +2,11 @@
 
 #include "beneath.h"
 #include "image_layout.h"
+#include "path_text.h"
 
+#include <algorithm>
+#include <cstring>
 #include <fcntl.h>
-#include <optional>
-#include <tuple>
 #include <utility>
 
 namespace
@@ -20,15 +21,6 @@ constexpr std::size_t most_open_folders = 4;
 // Nobody has this many folders one below the other.
 constexpr int most_levels = 10000;
 
-// Returns what stands before the last "/" of a path, and what stands behind it.
-std::pair<std::string, std::string> split(const std::string& path)
-{
-    const std::size_t slash = path.rfind('/');
-    if (slash == std::string::npos)
-        return {"", path};
-    return {path.substr(0, slash), path.substr(slash + 1)};
-}
-
 OpenFile open_below(const OpenFile& root, const std::string& path, Links links)
 {
     return open_beneath(root.descriptor(), path.empty() ? "." : path.c_str(), as_folder, links);
@@ -37,9 +29,10 @@ OpenFile open_below(const OpenFile& root, const std::string& path, Links links)
 } // namespace
 
 ImageFile::ImageFile(const LmfString& mount_point, const LmfString& relative_path)
-    : path(convertUnixPathToPlatformPath(mount_point, relative_path))
+    : path_(joined_path(mount_point.text().c_str(), relative_path.text().c_str())),
+      relative_(path_.size() - std::strlen(relative_path.text().c_str())),
+      name_(std::max(relative_, path_.rfind('/') + 1))
 {
-    std::tie(folder, name) = split(relative_path.text());
 }
 
 Image::Image(const char* mount_point) : mount_point_(default_narrow(mount_point)) {}
@@ -52,7 +45,7 @@ bool Image::open_root()
     return root_.is_open();
 }
 
-const ImageFolder* Image::folder(const std::string& path)
+const ImageFolder* Image::folder(std::string_view path)
 {
     for (const ImageFolder& folder : folders_) {
         if (folder.path == path)
@@ -60,14 +53,16 @@ const ImageFolder* Image::folder(const std::string& path)
     }
     if (!open_root())
         return nullptr;
+    ImageFolder folder{std::string(path), {}, false, Devices::may_be_opened};
     // Without links first: so it is known whether there are any.
-    OpenFile open = open_below(root_, path, Links::none);
-    const bool through_link = !open.is_open() && errno == ELOOP;
-    if (through_link)
-        open = open_below(root_, path, Links::that_stay_below);
-    if (!open.is_open())
+    folder.open = open_below(root_, folder.path, Links::none);
+    folder.through_link = !folder.open.is_open() && errno == ELOOP;
+    if (folder.through_link)
+        folder.open = open_below(root_, folder.path, Links::that_stay_below);
+    if (!folder.open.is_open())
         return nullptr;
-    folders_.push_front({path, std::move(open), through_link});
+    folder.devices = devices_in(folder.open.descriptor());
+    folders_.push_front(std::move(folder));
     if (folders_.size() > most_open_folders)
         folders_.pop_back();
     return &folders_.front();
@@ -75,36 +70,35 @@ const ImageFolder* Image::folder(const std::string& path)
 
 OpenFile Image::open_folder(const ImageFile& place)
 {
-    const ImageFolder* const in = folder(place.folder);
-    return OpenFile(in != nullptr
-                        ? openat(in->open.descriptor(), place.name.c_str(), as_folder | O_NOFOLLOW)
-                        : -1);
+    const ImageFolder* const in = folder(place.folder());
+    return OpenFile(
+        in != nullptr ? openat(in->open.descriptor(), place.name(), as_folder | O_NOFOLLOW) : -1);
 }
 
 int Image::access(const ImageFile& file)
 {
-    const ImageFolder* const in = folder(file.folder);
+    const ImageFolder* const in = folder(file.folder());
     if (in == nullptr)
         return errno == EXDEV ? 0 : -1; // EXDEV: a link leads out
-    return readable(in->open.descriptor(), file.name.c_str());
+    return readable(in->open.descriptor(), file.name());
 }
 
 RegularFile Image::open_for_reading(const ImageFile& file)
 {
-    const ImageFolder* const in = folder(file.folder);
+    const ImageFolder* const in = folder(file.folder());
     if (in == nullptr)
         return {};
-    RegularFile opened = open_regular_file(in->open.descriptor(), file.name.c_str());
+    RegularFile opened = open_regular_file(in->open.descriptor(), file.name(), in->devices);
     if (opened.file.is_open() || errno != ELOOP)
         return opened;
-    const std::string path = in->path.empty() ? file.name : in->path + '/' + file.name;
+    const std::string path = in->path.empty() ? file.name() : in->path + '/' + file.name();
     return open_regular_file_beneath(root_.descriptor(), path.c_str());
 }
 
 int Image::make_folder(const ImageFile& place, mode_t mode)
 {
-    const ImageFolder* const in = folder(place.folder);
-    return in != nullptr ? mkdirat(in->open.descriptor(), place.name.c_str(), mode) : -1;
+    const ImageFolder* const in = folder(place.folder());
+    return in != nullptr ? mkdirat(in->open.descriptor(), place.name(), mode) : -1;
 }
 
 void Image::close()

@@ -7,21 +7,38 @@
 
 #include <list>
 #include <string>
+#include <string_view>
 
 // An open folder of the image.
 struct ImageFolder {
     std::string path; // relative to the mount point
     OpenFile open;
     bool through_link; // whether a symbolic link led here
+    Devices devices;
 };
 
 // One file of the image: a name in a folder.
-struct ImageFile {
+class ImageFile
+{
+public:
     ImageFile(const LmfString& mount_point, const LmfString& relative_path);
 
-    std::string folder; // relative to the mount point
-    std::string name;
-    LmfPathname path; // in full, as the log shows it
+    // In full, as the log shows it.
+    const char* path() const { return path_.c_str(); }
+
+    // Relative to the mount point.
+    std::string_view folder() const
+    {
+        const std::size_t length = name_ == relative_ ? 0 : name_ - 1 - relative_;
+        return std::string_view(path_).substr(relative_, length);
+    }
+
+    const char* name() const { return path_.c_str() + name_; }
+
+private:
+    std::string path_;
+    std::size_t relative_; // where the path relative to the mount point begins
+    std::size_t name_;     // where the name begins
 };
 
 // A mounted image, of which others write every part. So each file is reached from an open folder,
@@ -38,9 +55,9 @@ public:
 
     ImageFile file(const LmfString& relative_path) const { return {mount_point_, relative_path}; }
 
-    // Returns a folder by its path relative to the mount point, or null. Valid until 16 others have
-    // been opened, or close() is called.
-    const ImageFolder* folder(const std::string& path);
+    // Returns a folder by its path relative to the mount point, or null. Valid until another is
+    // asked for, or close() is called.
+    const ImageFolder* folder(std::string_view path);
 
     // Opens a real folder. A symbolic link is none, wherever it leads (ENOTDIR).
     OpenFile open_folder(const ImageFile& place);

@@ -1,8 +1,8 @@
 #include "image_layout.h"
 
-LmfString default_narrow(const char* text)
+LmfString default_narrow(std::string_view text)
 {
-    return {text, LmfString::to_nul, StringConverter::getDefaultNarrowCodePage(false), 0};
+    return {text.data(), text.size(), StringConverter::getDefaultNarrowCodePage(false), 0};
 }
 
 const LmfString VIEW_DIR_NAME = default_narrow("_vmir");

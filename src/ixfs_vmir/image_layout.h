@@ -4,12 +4,14 @@
 
 #include "ixfs_vmir.h"
 
+#include <string_view>
+
 extern const LmfString VIEW_DIR_NAME;          // the view folder in an image directory
 extern const LmfString backupsPathElement;     // where all images lie
 extern const LmfString dotDescFileType;        // ".desc": the descriptor of x.vmdk is x.vmdk.desc
 extern const LmfString dotVmdkDotDescFileType; // ".vmdk.desc": how a disk's descriptor ends
 
-// A narrow text in the default code page; up to its NUL.
-LmfString default_narrow(const char* text);
+// A narrow text in the default code page.
+LmfString default_narrow(std::string_view text);
 
 #endif

@@ -9,6 +9,7 @@
 #include "folder_delete.h"
 #include "image_layout.h"
 #include "log.h"
+#include "path_text.h"
 
 #include <sys/stat.h>
 #include <utility>
@@ -58,7 +59,7 @@ bool create_view_folder(const OpenView& view, const ImageLocation& location)
     // What stands before the view folder's own segments. Not the mount point's: that of "/" is
     // none.
     const long outside =
-        segment_count(view.place().path.text()) - segment_count(location.view_folder.text());
+        segment_count(view.place().path()) - segment_count(location.view_folder.text());
     const auto make = [&](int number, const char* path) {
         constexpr mode_t mode = 0755;
         if (number <= outside)
@@ -85,7 +86,7 @@ void makeViewFolder(OpenView& view, const ImageLocation& location)
     constexpr char step[] = "makeViewFolder";
     constexpr int failed = 1; // as of _ixfs_folder_create
     const Log log(view.handle(), step);
-    const char* const path = view.place().path.display_str();
+    const char* const path = view.place().path();
     const int result = call_again_on_etime([&] { return view.image().access(view.place()); });
     const bool exists = report_access(view.handle(), path, result);
     if ((!exists && !create_view_folder(view, location)) || is_no_folder(view)) {
@@ -102,22 +103,14 @@ void delete_view_folder(OpenView& view)
 {
     const Log log(view.handle(), folder_delete_tag);
     const ImageFile& place = view.place();
-    const char* const path = place.path.display_str();
+    const char* const path = place.path();
     OpenFile folder = view.open() ? open_folder(view.folder(), ".") : OpenFile();
     const ImageFolder* const around =
-        folder.is_open() ? view.image().folder(place.folder) : nullptr;
+        folder.is_open() ? view.image().folder(place.folder()) : nullptr;
     if (around == nullptr)
         log_not_opened(log, path, errno);
     else
-        delete_folder(log, around->open.descriptor(), place.name.c_str(), std::move(folder), path);
-}
-
-// What stands behind the last "/": descriptors name their data file without a folder.
-LmfString file_name_of(const LmfString& path)
-{
-    LmfPathname pathname;
-    pathname.makeFilename(path.text().c_str(), false);
-    return default_narrow(pathname.last_segment());
+        delete_folder(log, around->open.descriptor(), place.name(), std::move(folder), path);
 }
 
 // The descriptor comes first: it is written anew each time, while a data link, once made, stays.
@@ -125,7 +118,8 @@ void copyAndLinkOneVmirPath(OpenView& view, const VmirPath& disk)
 {
     constexpr char step[] = "copyAndLinkOneVmirPath";
     const Log log(view.handle(), step);
-    const LmfString data_name = file_name_of(disk.viewVmdkPath);
+    // Descriptors name their data file without a folder.
+    const LmfString data_name = default_narrow(last_segment_of(disk.viewVmdkPath.text().c_str()));
     ec_status status =
         copyOrLinkPath(view, disk.originalDescPath, disk.viewDescPath, false, true, data_name);
     if (status != EC_OK) {

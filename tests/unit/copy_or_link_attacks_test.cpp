@@ -235,7 +235,7 @@ TEST_F(CopyOrLinkAttacks, DescriptorsAreReadAlsoWithoutProc)
         errno = ENOENT;
         return std::optional<int>(-1);
     });
-    EXPECT_EQ(prepare(), 12) << "a server may say so, too";
+    EXPECT_EQ(prepare(), 14) << "a server may say so, too";
     auto access = interpose::on_access([](const char* path, int) {
         if (std::strstr(path, "/fd") == nullptr)
             return std::optional<int>();
