@@ -1,7 +1,7 @@
 // Preparations that are killed on their way, and what the next one makes of that.
 #include "child_process.h"
 #include "loopback_test.h"
-#include "syscall_killer.h"
+#include "traced_calls.h"
 #include "temp_dir.h"
 #include "watchdog.h"
 

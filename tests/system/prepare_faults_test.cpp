@@ -77,10 +77,6 @@ using stage::begins_unmount, stage::has_mount_directory, stage::has_mount_point,
 
 const auto is_mount_table = is_about("mountinfo");
 
-const auto is_image_file = [](const char* path, int flags) {
-    return !is_mount_table(path, flags) && !is_to_write(path, flags);
-};
-
 // Only a configuration is waited for, and what is to be made need not be there.
 Outcomes not_found(int config_result)
 {
@@ -179,7 +175,7 @@ const FaultCases mount_faults{
 };
 
 // The helper's answers, the configuration, which is first opened and read for nothing, and the
-// disks' descriptors. A file that is not opened by its name is opened for a look and from there.
+// disks' descriptors. Each file is opened twice, for a look and for reading.
 const FaultCases reading_faults{
     {fails(on_read, EIO),
      {{has_mount_directory, makes_no_difference}, // the mount table's
@@ -190,17 +186,21 @@ const FaultCases reading_faults{
       {begins_unmount, makes_no_difference}}},
     {only_once(fails(on_read, EINTR)), makes_no_difference},
     {fails_where(on_open, EMFILE, is_mount_table), makes_no_difference},
-    {only_once(fails_where(on_open, EMFILE, is_image_file)), makes_no_difference},
-    {for_good(fails_where(on_open, EMFILE, is_image_file)),
+    {at_first(only_once(fails_where(on_open, EMFILE, unless(is_mount_table))), 2),
+     makes_no_difference},
+    {at_first(for_good(fails_where(on_open, EMFILE, unless(is_mount_table))), 2),
+     EC_FILE_NOT_OPENED},
+    {later(fails_where(on_open, EMFILE, unless(is_mount_table)), 2),
      {{finds_config, EC_FILE_NOT_OPENED}, {has_read_config, EC_FILE_NOT_COPIED}}},
     {fails(on_close, EIO), makes_no_difference},
 };
 
-// What is not known for a plain file at the second look either is not read. A data link is looked
-// at when it is made.
+// The first look is for the read that nobody depends on. What is not known for a plain file is not
+// read. A data link is looked at when it is made.
 const FaultCases look_faults{
-    {only_once(fails(on_stat, EIO)), makes_no_difference},
-    {for_good(fails(on_stat, EIO)),
+    {at_first(only_once(fails(on_stat, EIO))), makes_no_difference},
+    {at_first(for_good(fails(on_stat, EIO))), EC_FILE_NOT_OPENED},
+    {later(fails(on_stat, EIO)),
      {{finds_config, EC_FILE_NOT_OPENED},
       {has_read_config, EC_FILE_NOT_COPIED},
       {has_copied_descriptor, makes_no_difference},

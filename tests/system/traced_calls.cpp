@@ -1,14 +1,19 @@
-#include "syscall_killer.h"
+#include "traced_calls.h"
 
 #include "child_process.h"
+#include "ixfs_lib_util/open_file.h"
 
 #include <cerrno>
 #include <csignal>
+#include <cstdint>
+#include <optional>
 #include <stdexcept>
 #include <system_error>
 
+#include <fcntl.h>
 #include <sys/prctl.h>
 #include <sys/ptrace.h>
+#include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -16,6 +21,8 @@ namespace
 {
 
 enum Outcome : int { killed, ran_to_its_end };
+
+using SystemCall = std::uint64_t; // its number
 
 constexpr int mark = SIGSTOP; // by which the process tells begin and end of the body
 constexpr int system_call_stop = SIGTRAP | 0x80; // told from true traps by PTRACE_O_TRACESYSGOOD
@@ -41,18 +48,18 @@ public:
               "PTRACE_SETOPTIONS");
     }
 
-    // Returns whether the process came to the call.
-    bool goes_on_to_call(int number) const
+    // Lets the process run to its next system call. Returns that, or nothing at the body's end.
+    std::optional<SystemCall> goes_on() const
     {
-        int calls = 0;
         for (int signal = 0;;) {
             check(ptrace(PTRACE_SYSCALL, process_, nullptr, signal) == 0, "PTRACE_SYSCALL");
             const int stop = next_stop();
             if (stop == mark)
-                return false;
+                return std::nullopt;
             signal = stop == system_call_stop ? 0 : stop;
-            if (stop == system_call_stop && is_entry() && ++calls == number)
-                return true;
+            const std::optional<SystemCall> call = signal == 0 ? entered() : std::nullopt;
+            if (call)
+                return call;
         }
     }
 
@@ -84,37 +91,70 @@ private:
         return WSTOPSIG(status);
     }
 
-    bool is_entry() const
+    // The system call that it stopped before, if it did.
+    std::optional<SystemCall> entered() const
     {
         __ptrace_syscall_info info{};
         check(ptrace(PTRACE_GET_SYSCALL_INFO, process_, sizeof(info), &info) > 0,
               "PTRACE_GET_SYSCALL_INFO");
-        return info.op == PTRACE_SYSCALL_INFO_ENTRY;
+        if (info.op != PTRACE_SYSCALL_INFO_ENTRY)
+            return std::nullopt;
+        return info.entry.nr;
     }
 
     pid_t process_;
 };
 
-Outcome run_to_call(int call, const std::function<void()>& body)
+// Ends a traced process, and waits for what it started, which has become this process's own.
+void end(const Traced& process)
 {
-    check(prctl(PR_SET_CHILD_SUBREAPER, 1) == 0, "prctl");
-    const Traced process(body);
-    const bool came_to_call = process.goes_on_to_call(call);
     process.kill();
-    while (wait(nullptr) != -1) // what it started has become this process's own
+    while (wait(nullptr) != -1)
         continue;
-    return came_to_call ? killed : ran_to_its_end;
+}
+
+Outcome run_to_call(int number, const std::function<void()>& body)
+{
+    const Traced process(body);
+    int calls = 0;
+    while (calls < number && process.goes_on())
+        ++calls;
+    end(process);
+    return calls == number ? killed : ran_to_its_end;
+}
+
+bool is_about_memory(SystemCall call)
+{
+    return call == SYS_brk || call == SYS_mmap || call == SYS_munmap || call == SYS_mremap ||
+           call == SYS_mprotect || call == SYS_madvise;
+}
+
+int count_calls(const std::function<void()>& body)
+{
+    const Traced process(body);
+    int calls = 0;
+    while (const std::optional<SystemCall> call = process.goes_on())
+        calls += is_about_memory(*call) ? 0 : 1;
+    end(process);
+    return calls;
+}
+
+// A process of its own traces, so that it can wait for all that it becomes the parent of. An
+// exception ends it, or it would go on as a second test program. Returns its exit status.
+int run_tracer(const std::function<int()>& trace)
+{
+    ChildProcess tracer(STDERR_FILENO, [&](ChildProcess::Parent&) noexcept {
+        check(prctl(PR_SET_CHILD_SUBREAPER, 1) == 0, "prctl");
+        return trace();
+    });
+    return tracer.wait();
 }
 
 } // namespace
 
-// A process of its own traces, so that it can wait for all that it becomes the parent of. An
-// exception ends it, or it would go on as a second test program.
 bool killed_at_system_call(int call, const std::function<void()>& body)
 {
-    ChildProcess tracer(STDERR_FILENO,
-                        [&](ChildProcess::Parent&) noexcept { return run_to_call(call, body); });
-    switch (tracer.wait()) {
+    switch (run_tracer([&] { return run_to_call(call, body); })) {
     case killed:
         return true;
     case ran_to_its_end:
@@ -122,4 +162,21 @@ bool killed_at_system_call(int call, const std::function<void()>& body)
     default:
         throw std::runtime_error("a process could not be traced to its end");
     }
+}
+
+int system_calls_made_by(const std::function<void()>& body)
+{
+    int ends[2]; // an exit status has no room for the number
+    check(pipe2(ends, O_CLOEXEC) == 0, "pipe2");
+    const OpenFile from_tracer(ends[0]);
+    const OpenFile to_test(ends[1]);
+    const auto tell = [&] {
+        const int calls = count_calls(body);
+        return write(to_test.descriptor(), &calls, sizeof(calls)) == sizeof(calls) ? 0 : 1;
+    };
+    int calls = 0;
+    if (run_tracer(tell) != 0 ||
+        read(from_tracer.descriptor(), &calls, sizeof(calls)) != sizeof(calls))
+        throw std::runtime_error("the calls of a process could not be counted");
+    return calls;
 }
