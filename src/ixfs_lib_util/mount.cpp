@@ -1,7 +1,6 @@
 #include "control.h"
 #include "helper_command.h"
 #include "mount_record.h"
-#include "mount_table.h"
 
 #include <cerrno>
 #include <cstdio>
@@ -11,7 +10,6 @@
 namespace
 {
 
-constexpr char mount_base[] = "/usr/varnis/var/ixfs";
 constexpr mode_t mount_directory_mode = 0700;
 
 char* fail(_ixfs_control_t* handle, ec_status status)
@@ -150,7 +148,7 @@ char* ixfs_mount(_ixfs_control_t* handle, const char* mount_cred, const char* un
 
     // A helper that never reports an exit status is judged by the directory's creation.
     MountReport report{directory->creation_result, false};
-    const MountTable before;
+    record->before.read();
     const ec_status status = run_mount_command(record, log, directory->path, report);
     if (status != EC_OK)
         return fail(handle, status);
@@ -158,7 +156,6 @@ char* ixfs_mount(_ixfs_control_t* handle, const char* mount_cred, const char* un
         log.error("ERR - nothing is mounted\n");
         return fail(handle, EC_SYSTEM_ERROR);
     }
-    record->appeared = MountTable().since(before, mount_base);
     const ec_status flaw = find_flaw(record, report);
     record->mutex.release();
     if (flaw != EC_OK) {

@@ -12,6 +12,9 @@
 #include "owned_text.h"
 #include "zero_filled.h"
 
+// Where the helper mounts: each server has a directory in it.
+inline constexpr char mount_base[] = "/usr/varnis/var/ixfs";
+
 // Everything that it holds ends with it; see _ixfs_mount_delete. The order of the fields is fixed.
 struct _ixfs_mount_t : ZeroFilled {
     _ixfs_control_t* control;    // the handle that owns it
@@ -26,8 +29,8 @@ struct _ixfs_mount_t : ZeroFilled {
     ACE_Event* event;   // the watch's stop event; null without a watch
     int thread_result;  // 0 once the validation thread was started, else -1
 
-    MountWatchPtr watch;       // null, or shared with the validation thread, which may end later
-    AppearedMounts appeared{}; // while the helper ran; known once it has mounted
+    MountWatchPtr watch; // null, or shared with the validation thread, which may end later
+    MountTable before{}; // what was mounted before the helper ran
 };
 
 // The caller's arguments that a mount and a minimal context have in common.

@@ -3,7 +3,6 @@
 #include "interruption.h"
 #include "open_file.h"
 
-#include <algorithm>
 #include <climits>
 #include <cstdio>
 #include <cstdlib>
@@ -90,15 +89,26 @@ private:
     std::string_view identity_;
 };
 
-std::vector<Mount> mounts_of(std::string_view table)
+// Returns the first mount of a table that is wanted, if there is one.
+template <typename IsWanted>
+std::optional<Mount> find_mount(std::string_view table, IsWanted is_wanted)
 {
-    std::vector<Mount> mounts;
     while (!table.empty()) {
         const std::size_t end = table.find('\n');
-        mounts.emplace_back(table.substr(0, end));
+        const Mount mount(table.substr(0, end));
+        if (is_wanted(mount))
+            return mount;
         table.remove_prefix(end == std::string_view::npos ? table.size() : end + 1);
     }
-    return mounts;
+    return std::nullopt;
+}
+
+// The table has all mounts but one: that of a root which is a folder somewhere in it, as in a
+// chroot.
+bool is_in_mount_of_root(int id)
+{
+    const OpenFile root(open("/", O_PATH | O_DIRECTORY | O_CLOEXEC));
+    return mount_id(root.descriptor()) == id;
 }
 
 // The path as the table has it, without symbolic links.
@@ -135,15 +145,7 @@ bool is_top(int directory)
     return readlink(link, path, sizeof(path)) == 1 && path[0] == '/';
 }
 
-bool AppearedMounts::may_hold(int directory) const
-{
-    if (!known_)
-        return true;
-    const std::optional<int> id = mount_id(directory);
-    return !id || std::find(ids_.begin(), ids_.end(), *id) != ids_.end();
-}
-
-MountTable::MountTable() noexcept
+void MountTable::read() noexcept
 {
     try {
         text_ = text_of(table_path);
@@ -152,24 +154,19 @@ MountTable::MountTable() noexcept
     }
 }
 
-AppearedMounts MountTable::since(const MountTable& earlier, const char* base) const noexcept
-{
-    if (text_.empty() || earlier.text_.empty())
-        return {};
-    try {
-        std::vector<std::string_view> known;
-        for (const Mount& mount : mounts_of(earlier.text_))
-            known.push_back(mount.identity());
-        std::sort(known.begin(), known.end());
-        const std::string folder = real_path(base);
-        std::vector<int> ids;
-        for (const Mount& mount : mounts_of(text_)) {
-            if (mount.lies_below(folder) ||
-                !std::binary_search(known.begin(), known.end(), mount.identity()))
-                ids.push_back(mount.id());
-        }
-        return AppearedMounts(std::move(ids));
-    } catch (const std::exception&) { // memory is short
-        return {};
-    }
+bool MountTable::may_lack_mount_of(int directory, const char* base) const noexcept
+try {
+    const std::string now = text_of(table_path);
+    const std::optional<int> id = mount_id(directory);
+    if (text_.empty() || now.empty() || !id)
+        return true;
+    const auto mount = find_mount(now, [&](const Mount& other) { return other.id() == *id; });
+    if (!mount)
+        return !is_in_mount_of_root(*id); // it was just taken away
+    const auto is_same = [&](const Mount& other) {
+        return other.identity() == mount->identity();
+    };
+    return mount->lies_below(real_path(base)) || !find_mount(text_, is_same);
+} catch (const std::exception&) { // memory is short
+    return true;
 }

@@ -4,7 +4,6 @@
 
 #include <optional>
 #include <string>
-#include <vector>
 
 // Returns the kernel's number of the mount that an open file or directory lies in, or nothing if it
 // cannot be had. Logs nothing.
@@ -13,36 +12,23 @@ std::optional<int> mount_id(int descriptor);
 // Whether an open directory is the topmost one, which nothing contains.
 bool is_top(int directory);
 
-// The mounts that appeared while something ran.
-class AppearedMounts
-{
-public:
-    // Not known: any directory may lie in one.
-    AppearedMounts() = default;
-    explicit AppearedMounts(std::vector<int> ids) : ids_(std::move(ids)), known_(true) {}
-
-    // Whether an open directory lies in one of these mounts, or it cannot be told. A directory that
-    // is open keeps its mount, so the mount is still there.
-    bool may_hold(int directory) const;
-
-private:
-    std::vector<int> ids_; // the kernel's numbers
-    bool known_ = false;
-};
-
-// All mounts at the time when the object is made.
+// All mounts at one time, to be compared with those of a later one. Comparing is left until
+// something is to be deleted, which few unmounts do: a second table after each mount took a mount
+// and its unmount 50 us.
 class MountTable
 {
 public:
-    MountTable() noexcept;
+    // Reads the mounts of now. If that fails, nothing is known.
+    void read() noexcept;
 
-    // Returns the mounts that `earlier` lacks, and all that lie below the folder `base`: the kernel
-    // gives a number again once its mount is gone, so a mount that took another's place can look
-    // like that one. Nothing is known if a table could not be read or memory is short.
-    AppearedMounts since(const MountTable& earlier, const char* base) const noexcept;
+    // Whether an open directory lies in a mount that the table lacks, or in one that lies below the
+    // folder `base`: the kernel gives a number again once its mount is gone, so a mount that took
+    // another's place can look like that one. Also true if the mount was taken away since the
+    // directory was opened, or if it cannot be told: a table could not be read, or memory is short.
+    bool may_lack_mount_of(int directory, const char* base) const noexcept;
 
 private:
-    std::string text_; // empty if the table could not be read
+    std::string text_; // empty if nothing is known
 };
 
 #endif

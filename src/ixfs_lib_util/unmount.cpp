@@ -30,7 +30,7 @@ bool is_absolute(const Log& log, const char* mount_point)
 bool leads_into_mount(const OpenFile& directory, const _ixfs_mount_t& record)
 {
     return mount_root(directory.descriptor()) != MountRoot::no ||
-           record.appeared.may_hold(directory.descriptor());
+           record.before.may_lack_mount_of(directory.descriptor(), mount_base);
 }
 
 void log_still_mounted(const Log& log, const char* path)

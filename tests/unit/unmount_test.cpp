@@ -1,4 +1,6 @@
 // Unmounting through the helper.
+#include "canned_helper.h"
+#include "child_process.h"
 #include "fake_time.h"
 #include "hidden_mounts.h"
 #include "mount_fixture.h"
@@ -419,21 +421,68 @@ TEST_F(Unmount, WithMountPathDeletesAFolderOfAnOlderMount)
     EXPECT_TRUE(image.exists("."));
 }
 
-TEST_F(Unmount, WithMountPathDeletesNothingWhenTheMountTableCannotBeRead)
+TEST_F(Unmount, WithMountPathKeepsAFolderOfAMountThatCameAfterTheHelper)
 {
-    for (const bool at_mount : {true, false}) {
+    image.make_folder("inner/backups");
+    helper.answers({{"MNTPATH=/m/x", "MOUNTPOINT=" + image / "inner", "EXIT_STATUS=0"}});
+    ASSERT_NE(mount(), nullptr);
+    const auto mounted = RealMount::bind(image.path(), image.path());
+    EXPECT_EQ(ixfs_unmount(handle.get()), EC_OK);
+    EXPECT_EQ(log.with_message(still_mounted("/inner").message), Lines{still_mounted("/inner")});
+    EXPECT_TRUE(image.exists("inner/backups"));
+}
+
+TEST_F(Unmount, WithMountPathKeepsAFolderOfAMountThatIsTakenAwayMeanwhile)
+{
+    given_folder_of_image();
+    const auto open = interpose::on_open([&](const char* path, int) -> std::optional<int> {
+        if (std::string(path).find("mountinfo") != std::string::npos)
+            umount2(image.path().c_str(), MNT_DETACH);
+        return std::nullopt;
+    });
+    EXPECT_EQ(ixfs_unmount(handle.get()), EC_OK);
+    EXPECT_FALSE(image.exists("inner"));
+    EXPECT_EQ(log.with_message(still_mounted("/inner").message), Lines{still_mounted("/inner")});
+    EXPECT_EQ(log.with_tag("_ixfs_folder_delete()"), Lines{});
+}
+
+// The mount table of a process does not have what the process's root is a folder of.
+TEST_F(Unmount, WithMountPathDeletesTheMountPointInAChangedRoot)
+{
+    for (const char* const folder : {"proc", "usr/varnis/var/ixfs", "m/backups"})
+        image.make_folder(folder);
+    const auto process_files = RealMount::bind("/proc", image / "proc");
+    ChildProcess child(STDERR_FILENO, [this](ChildProcess::Parent&) -> int {
+        const CannedHelper canned("MNTPATH=/m/x\nMOUNTPOINT=/m\nEXIT_STATUS=0\n");
+        if (chroot(image.path().c_str()) != 0 || chdir("/") != 0)
+            return -1;
+        const Handle own(ixfs_init(0, nullptr, nullptr, nullptr, nullptr));
+        ixfs_mount(own.get(), "a", "b", port, server, 0, nullptr);
+        return ixfs_unmount(own.get());
+    });
+    EXPECT_EQ(child.wait(), EC_OK);
+    EXPECT_FALSE(image.exists("m"));
+}
+
+TEST_F(Unmount, WithMountPathDeletesNothingWhenAMountTableCannotBeRead)
+{
+    const auto unmounts_without = [&](const char* at_mount, const char* at_unmount) {
         image.make_folder("backups");
-        std::optional<NoProcFile> no_table;
-        if (at_mount)
-            no_table.emplace("mountinfo");
+        std::optional<NoProcFile> unreadable;
+        if (at_mount != nullptr)
+            unreadable.emplace(at_mount);
         given_mount(mounts_image_with_path());
-        if (!at_mount)
-            no_table.emplace("fdinfo/");
+        unreadable.reset();
+        if (at_unmount != nullptr)
+            unreadable.emplace(at_unmount);
         EXPECT_EQ(ixfs_unmount(handle.get()), EC_OK);
         EXPECT_EQ(log.lines_here(),
                   lines_of_first_run({"EXIT_STATUS=0"}) + still_mounted() + mount_path_lines);
         EXPECT_TRUE(image.exists("backups"));
-    }
+    };
+    unmounts_without("mountinfo", nullptr);
+    unmounts_without(nullptr, "mountinfo");
+    unmounts_without(nullptr, "fdinfo/");
 }
 
 // A mount point that is no absolute path
