@@ -280,10 +280,10 @@ IXFS_API char* ixfs_mount(_ixfs_control_t* handle, const char* mount_cred, const
  * the helper had reported a mount path at the mount, the directory is removed in the same way after
  * its run.
  *
- * The directory stays if a file system is still mounted there, if it lies in a file system that the
- * helper mounted and that is still there, or if this cannot be found out. A mount point that is no
- * absolute path is neither unmounted nor removed by the library. A line with severity IXFS_LOG_ERR
- * says so.
+ * The directory stays if a file system is still mounted there, if it lies in a file system that
+ * came since the mount began, such as one that the helper mounted and that is still there, or if
+ * this cannot be found out. A mount point that is no absolute path is neither unmounted nor removed
+ * by the library. A line with severity IXFS_LOG_ERR says so.
  *
  * Returns
  *   EC_OK                 the helper reported success; or no exit status at all, as when it is
