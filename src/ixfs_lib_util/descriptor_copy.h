@@ -5,7 +5,6 @@
 #include "ixfs.h"
 #include "open_file.h"
 
-#include <functional>
 #include <optional>
 #include <sys/types.h>
 
@@ -15,10 +14,19 @@ struct OldDescriptor {
     std::optional<off_t> size; // in bytes, where that is known
 };
 
-// Does what _ixfs_copy_desc does, with the files that `open_old` and then `open_new` give. The
-// paths are for the log.
+// Where the two files of a copy come from.
+class DescriptorFiles
+{
+public:
+    virtual OldDescriptor open_old() = 0;
+    virtual OpenFile open_new() = 0; // called once the old one is open
+
+protected:
+    ~DescriptorFiles() = default;
+};
+
+// Does what _ixfs_copy_desc does, with the files that `files` opens. The paths are for the log.
 int copy_descriptor(_ixfs_control_t* handle, const char* old_path, const char* new_path,
-                    const char* extent_name, const std::function<OldDescriptor()>& open_old,
-                    const std::function<OpenFile()>& open_new);
+                    const char* extent_name, DescriptorFiles& files);
 
 #endif

@@ -5,11 +5,28 @@
 #include "bounded_text.h"
 #include "open_file.h"
 
+#include <memory>
 #include <optional>
 #include <string_view>
 #include <sys/types.h>
 
-// Reads a file line by line, a line that is longer than 1,023 bytes in pieces of that size.
+// No more: a caller may have a small stack. An ordinary descriptor is shorter.
+constexpr std::size_t descriptor_block_size = 4 * text_size;
+
+// Takes the first line off the front of `lines` and returns it, its newline included. A line that
+// is longer than 1,023 bytes comes in pieces of that size, each a line of its own.
+inline std::string_view take_line(std::string_view& lines)
+{
+    constexpr std::size_t longest = text_size - 1;
+    const std::string_view front = lines.substr(0, longest);
+    const std::size_t newline = front.find('\n');
+    const std::string_view line =
+        newline != std::string_view::npos ? front.substr(0, newline + 1) : front;
+    lines.remove_prefix(line.size());
+    return line;
+}
+
+// Reads a file's lines, many at once.
 class LineReader
 {
 public:
@@ -17,9 +34,9 @@ public:
     // only finds the end, and a file that gets much longer is given up as endless (EFBIG).
     LineReader(OpenFile file, std::optional<off_t> size) : file_(std::move(file)), size_(size) {}
 
-    // Sets `line` to the next line or piece, its newline included, and returns true; false at the
-    // end and after an error. The line is valid until the next call.
-    bool next(std::string_view& line);
+    // Sets `lines` to the next lines or pieces and returns true; false at the end and after an
+    // error. They are whole, for take_line, and valid until the next call.
+    bool next(std::string_view& lines);
 
     // 0, or what ended the reading too early.
     int error() const { return error_; }
@@ -27,14 +44,17 @@ public:
     void close() { file_.close(); }
 
 private:
-    static constexpr std::size_t longest = text_size - 1;
-
+    std::size_t whole_lines() const;
     void fill();
+    void use_large_block();
 
     OpenFile file_;
     std::optional<off_t> size_;
-    off_t read_ = 0;             // bytes so far
-    char buffer_[4 * text_size]; // no more: a caller may have a small stack
+    off_t read_ = 0; // bytes so far
+    char small_block_[descriptor_block_size];
+    std::unique_ptr<char[]> large_block_; // for a long file
+    char* block_ = small_block_;
+    std::size_t capacity_ = sizeof(small_block_);
     std::size_t begin_ = 0;
     std::size_t end_ = 0;
     bool at_end_ = false;
@@ -47,6 +67,7 @@ class BlockWriter
 public:
     explicit BlockWriter(OpenFile file) : file_(std::move(file)) {}
 
+    // A long text is written at once, a short one together with others.
     void write(std::string_view text);
 
     // Writes what is not written yet. Returns 0 if the file took all there was, else the first
@@ -54,8 +75,10 @@ public:
     int flush();
 
 private:
+    void write_out(std::string_view text);
+
     OpenFile file_;
-    char buffer_[4 * text_size]; // no more: a caller may have a small stack
+    char block_[descriptor_block_size];
     std::size_t size_ = 0;
     int error_ = 0;
 };

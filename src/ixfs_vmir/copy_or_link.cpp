@@ -124,16 +124,34 @@ OpenFile make_new(OpenView& view, const char* name, bool is_there)
     }
 }
 
+// The descriptor in the image, and its copy in the view.
+class FilesOfView final : public DescriptorFiles
+{
+public:
+    FilesOfView(OpenView& view, const ImageFile& source, const ImageFile& destination,
+                bool is_there)
+        : view_(view), source_(source), destination_(destination), is_there_(is_there)
+    {
+    }
+
+    OldDescriptor open_old() override { return open_descriptor(view_.image(), source_); }
+    OpenFile open_new() override { return make_new(view_, destination_.name(), is_there_); }
+
+private:
+    OpenView& view_;
+    const ImageFile& source_;
+    const ImageFile& destination_;
+    bool is_there_;
+};
+
 ec_status copy_file(OpenView& view, const Log& log, const ImageFile& source,
                     const ImageFile& destination, bool is_there, const LmfString& extent_name)
 {
     constexpr ec_status failed = EC_FILE_NOT_COPIED;
     const char* const from = source.path();
     const char* const to = destination.path();
-    const int copied = copy_descriptor(
-        view.handle(), from, to, extent_name.text().c_str(),
-        [&] { return open_descriptor(view.image(), source); },
-        [&] { return make_new(view, destination.name(), is_there); });
+    FilesOfView files(view, source, destination, is_there);
+    const int copied = copy_descriptor(view.handle(), from, to, extent_name.text().c_str(), files);
     if (copied != 1) {
         log.error("ERR - Failed copying Disk Descriptor (%d): from %s to %s\n", failed, from, to);
         return failed;
