@@ -1,29 +1,30 @@
 #include "ixfs_uuid.h"
 
 #include <boost/uuid/random_generator.hpp>
-#include <boost/uuid/uuid_io.hpp>
-
-#include <algorithm>
 
 namespace
 {
 
-std::string random_hexadecimal_digits()
+boost::uuids::uuid random_uuid()
 {
     // Seeded anew at each call: disks are few, and so threads share no generator.
     boost::uuids::random_generator generate;
-    std::string digits = to_string(generate());
-    digits.erase(std::remove(digits.begin(), digits.end(), '-'), digits.end());
-    return digits;
+    return generate();
 }
 
 } // namespace
 
 std::string getVmdkUuid()
 {
-    std::string uuid = random_hexadecimal_digits();
-    const std::size_t middle = uuid.size() / 2;
-    for (std::size_t position = uuid.size() - 2; position > 0; position -= 2) // from the end on
-        uuid.insert(position, 1, position == middle ? '-' : ' ');
-    return uuid;
+    constexpr char digits[] = "0123456789abcdef";
+    const boost::uuids::uuid bytes = random_uuid();
+    std::string text(3 * bytes.size() - 1, ' '); // a blank behind each byte but the last
+    std::size_t position = 0;
+    for (const unsigned byte : bytes) {
+        text[position] = digits[byte / 16];
+        text[position + 1] = digits[byte % 16];
+        position += 3;
+    }
+    text[text.size() / 2] = '-';
+    return text;
 }
