@@ -183,6 +183,57 @@ TEST_F(Configuration, LargeFileIsReadWhole)
     EXPECT_TRUE(config == text);
 }
 
+TEST_F(Configuration, FilesOfAllSizesAreReadWhole)
+{
+    for (const std::size_t size : {14U, 15U, 16U, 8192U, 131'072U, 1U << 20, 1U << 21}) {
+        for (const std::size_t length : {size - 1, size, size + 1}) {
+            std::string text(length, 'x');
+            text.back() = 'y';
+            write_config(text);
+            config.clear();
+            config.shrink_to_fit();
+            ASSERT_EQ(prepare(), EC_OK) << length;
+            ASSERT_TRUE(config == text) << length;
+        }
+    }
+}
+
+TEST_F(Configuration, LargeFileIsReadByFewCallsIntoRoomForItsTextAlone)
+{
+    const std::string text(20 << 20, 'x');
+    write_config(text);
+    auto read = interpose::on_read.watch();
+    EXPECT_EQ(prepare(), EC_OK);
+    EXPECT_TRUE(config == text);
+    EXPECT_LT(read.calls(), 300);
+    EXPECT_LE(config.capacity(), text.size() + 1);
+}
+
+TEST_F(Configuration, LargeTextKeepsNoRoomForItsPadding)
+{
+    const std::string text(3 << 20, 'x');
+    write_config(text);
+    fs::resize_file(config_path(), 200 << 20);
+    EXPECT_EQ(prepare(), EC_OK);
+    EXPECT_TRUE(config == text);
+    EXPECT_LE(config.capacity(), 2 * text.size());
+}
+
+#ifndef IXFS_SANITIZER_DEFINES_NEW
+TEST_F(Configuration, LargeFileForWhichThereIsNotAllTheMemoryIsReadUpToItsNul)
+{
+    const std::string text(3 << 20, 'x');
+    constexpr std::size_t size = 200 << 20;
+    write_config(text);
+    fs::resize_file(config_path(), size);
+    const auto memory = interpose::on_allocation([](std::size_t wanted) {
+        return wanted >= size ? std::optional<void*>(nullptr) : std::nullopt;
+    });
+    EXPECT_EQ(prepare(), EC_OK);
+    EXPECT_TRUE(config == text);
+}
+#endif
+
 TEST_F(Configuration, EarlierContentIsReplaced)
 {
     config = "earlier content, longer than the file's";
@@ -400,7 +451,7 @@ TEST_F(Configuration, FileThatCannotBeOpenedIs12)
 
 TEST_F(Configuration, FileThatCannotBeReadIs13)
 {
-    const std::string text(100'000, 'x');
+    const std::string text(1'000'000, 'x');
     write_config(text);
     auto read = on_config_read([](int number) { return number == 3 ? EIO : 0; });
     EXPECT_EQ(prepare(), 13);

@@ -107,6 +107,34 @@ TEST_F(DescriptorCopyFailures, LongerNewFileIsCutToTheCopy)
     EXPECT_EQ(copied(), new_extent);
 }
 
+TEST_F(DescriptorCopyFailures, NewFileThatIsALinkIsFollowed)
+{
+    dir.write("target", std::string(5000, 'x'));
+    fs::create_symlink("target", dir / "new");
+    EXPECT_EQ(copy(old_extent), 1);
+    EXPECT_EQ(dir.read("target"), new_extent);
+    EXPECT_TRUE(fs::is_symlink(dir / "new"));
+}
+
+TEST_F(DescriptorCopyFailures, NewFileThatIsALinkToNothingIsMadeWhereItLeads)
+{
+    fs::create_symlink("target", dir / "new");
+    EXPECT_EQ(copy(old_extent), 1);
+    EXPECT_EQ(dir.read("target"), new_extent);
+    EXPECT_TRUE(fs::is_symlink(dir / "new"));
+}
+
+TEST_F(DescriptorCopyFailures, PathOfAFolderForANewFileTellsWhatIsThere)
+{
+    dir.write("old", old_extent);
+    dir.write("file", "kept");
+    EXPECT_EQ(copy_file(dir / "old", dir / "file/"), 0);
+    EXPECT_EQ(log.take(), Lines{error("can't open new " + dir / "file/" + ", err 20")});
+    EXPECT_EQ(copy_file(dir / "old", dir / "missing/"), 0);
+    EXPECT_EQ(log.take(), Lines{error("can't open new " + dir / "missing/" + ", err 21")});
+    EXPECT_EQ(dir.read("file"), "kept");
+}
+
 TEST_F(DescriptorCopyFailures, NewFileThatSharesItsDataIsReplaced)
 {
     dir.write("data", "the backup's data");
