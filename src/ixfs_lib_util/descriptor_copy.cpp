@@ -21,7 +21,7 @@ namespace
 constexpr std::string_view extent_key = "RW ";
 constexpr std::string_view uuid_key = "ddb.uuid ";
 
-// The standard library's find takes ten times as long.
+// std::string_view::find takes twice as long.
 bool holds(std::string_view text, std::string_view key)
 {
     return memmem(text.data(), text.size(), key.data(), key.size()) != nullptr;
@@ -33,28 +33,25 @@ bool begins_with(std::string_view line, std::string_view prefix)
            std::memcmp(line.data(), prefix.data(), prefix.size()) == 0;
 }
 
-// Where nothing is known of a file, it may be, too.
-bool may_be_one_of_several_hard_links(const FileStatus& status)
+// Returns true also when the look fails for another reason than that there is nothing.
+bool may_be_one_of_several_hard_links(const char* path)
 {
-    return !status || (is_regular(*status) && status->st_nlink > 1);
+    const FileStatus status = status_of(AT_FDCWD, path);
+    return status ? is_regular(*status) && status->st_nlink > 1 : errno != ENOENT;
 }
 
 // Writing to one of several hard links would change the file under its other names too, and one of
 // those may be a disk's data in the backup. So such a name is taken away first.
 bool break_hard_link(const char* path)
 {
-    const FileStatus status = status_of(AT_FDCWD, path);
-    const bool is_there = status || errno != ENOENT;
-    return !is_there || !may_be_one_of_several_hard_links(status) || unlink(path) == 0 ||
-           errno == ENOENT;
+    return !may_be_one_of_several_hard_links(path) || unlink(path) == 0 || errno == ENOENT;
 }
 
-constexpr int to_write = O_WRONLY | O_CREAT | O_CLOEXEC;
-constexpr mode_t mode = 0666; // less the umask
-
-// Mostly the file is new: then there is nothing to look at.
+// Mostly the file is new, and no look at it is needed: that saves a tenth of a short copy.
 OpenFile create_or_overwrite(const char* path)
 {
+    constexpr int to_write = O_WRONLY | O_CREAT | O_CLOEXEC;
+    constexpr mode_t mode = 0666; // less the umask
     OpenFile file(open(path, to_write | O_EXCL, mode));
     const bool may_be_there = errno == EEXIST || errno == EISDIR; // EISDIR: it ends in a slash
     if (file.is_open() || !may_be_there || !break_hard_link(path))

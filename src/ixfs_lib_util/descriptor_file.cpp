@@ -10,8 +10,6 @@
 namespace
 {
 
-constexpr std::size_t longest_line = text_size - 1;
-
 constexpr std::size_t large_block_size = std::size_t{64} << 10;
 
 } // namespace

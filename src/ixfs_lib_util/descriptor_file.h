@@ -13,12 +13,13 @@
 // No more: a caller may have a small stack. An ordinary descriptor is shorter.
 constexpr std::size_t descriptor_block_size = 4 * text_size;
 
+constexpr std::size_t longest_line = text_size - 1;
+
 // Takes the first line off the front of `lines` and returns it, its newline included. A line that
 // is longer than 1,023 bytes comes in pieces of that size, each a line of its own.
 inline std::string_view take_line(std::string_view& lines)
 {
-    constexpr std::size_t longest = text_size - 1;
-    const std::string_view front = lines.substr(0, longest);
+    const std::string_view front = lines.substr(0, longest_line);
     const std::size_t newline = front.find('\n');
     const std::string_view line =
         newline != std::string_view::npos ? front.substr(0, newline + 1) : front;

@@ -71,8 +71,8 @@ long size_of(const OpenFile& file)
     return lseek(file.descriptor(), 0, SEEK_SET) == 0 ? size : -1;
 }
 
-// Lets the kernel provide a block's pages together. Coming one by one they cost a quarter of the
-// time in which a large file is read. A kernel that cannot do it lets them come one by one.
+// Lets the kernel provide a block's pages together. One by one, as they come where it cannot do
+// that, they take a quarter of the time of reading a large file.
 void provide_pages(char* block, std::size_t size)
 {
     const auto page_size = static_cast<std::size_t>(sysconf(_SC_PAGESIZE));
@@ -119,8 +119,8 @@ private:
         return true;
     }
 
-    // A string's room must be zeroed before it can be read into. In small steps that costs next to
-    // nothing: it is still in the cache when the bytes come.
+    // A string's room is zeroed before it can be read into. In small steps that costs little: it is
+    // still in the cache when the bytes come.
     ssize_t read_into_text()
     {
         const std::size_t begin = text_.size();
@@ -137,8 +137,8 @@ private:
         return length;
     }
 
-    // Makes all the room at once that a credible file needs: doubling it again and again, and
-    // copying the text each time, takes as long as reading it.
+    // Makes room for all of a credible file at once: doubling it, and copying the text each time,
+    // took a quarter of the time.
     void make_more_room()
     {
         const std::size_t all = room_for(expected_size_);
