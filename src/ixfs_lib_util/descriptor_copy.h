@@ -18,11 +18,9 @@ struct OldDescriptor {
 class DescriptorFiles
 {
 public:
+    virtual ~DescriptorFiles() = default;
     virtual OldDescriptor open_old() = 0;
     virtual OpenFile open_new() = 0; // called once the old one is open
-
-protected:
-    ~DescriptorFiles() = default;
 };
 
 // Does what _ixfs_copy_desc does, with the files that `files` opens. The paths are for the log.
