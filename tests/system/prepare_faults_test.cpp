@@ -207,15 +207,13 @@ const FaultCases look_faults{
       {has_linked_data, EC_FILE_NOT_COPIED}}},
 };
 
-// The mount point and the image folder are opened for the configuration, which is waited for. The
-// image folder is opened again to make the view folder, and that is opened where it is needed.
+// The mount point and the image folder are opened for the configuration, which is waited for, and
+// stay open. The view folder is opened where it is needed.
 const FaultCases folder_faults{
     {only_once(fails_where(on_opendir, EMFILE, is_about("plain"))), makes_no_difference},
     {for_good(fails_where(on_opendir, EMFILE, is_about("plain"))), EC_FILE_NOT_FOUND},
-    {only_once(fails_where(on_opendir, EMFILE, is_about("1700000000"))),
-     {{finds_config, makes_no_difference}, {makes_view_folder, EC_FOLDER_NOT_CREATED}}},
-    {for_good(fails_where(on_opendir, EMFILE, is_about("1700000000"))),
-     {{finds_config, EC_FILE_NOT_FOUND}, {makes_view_folder, EC_FOLDER_NOT_CREATED}}},
+    {only_once(fails_where(on_opendir, EMFILE, is_about("1700000000"))), makes_no_difference},
+    {for_good(fails_where(on_opendir, EMFILE, is_about("1700000000"))), EC_FILE_NOT_FOUND},
     {only_once(fails_where(on_opendir, EMFILE, is_about("_vmir"))), makes_no_difference},
     {fails_where(on_opendir, EMFILE, is_about("vm")), EC_FILE_NOT_FOUND},
 };
