@@ -1,5 +1,6 @@
 // Measures what figures.h names. Takes Google Benchmark's options, and --short.
 #include "figures.h"
+#include "support/files.h"
 #include "support/measure.h"
 
 #include <benchmark/benchmark.h>
@@ -46,6 +47,10 @@ int main(int count, char** values)
             "ixfs_bench: run it by script/bench, or by tests/support/in_namespace --helper\n",
             stderr);
         return 2;
+    }
+    if (!mount_work_folders()) {
+        std::perror("ixfs_bench: cannot mount a tmpfs");
+        return 1;
     }
     std::vector<char*> arguments(values, values + count);
     const Extent extent = take_extent(arguments);

@@ -1,9 +1,12 @@
-// A whole preparation of an image, for more and more disks. The floor does without the mount.
+// A whole preparation of an image, for more and more disks. The floor does without the mount,
+// but for the one without disks.
 #include "figures.h"
+#include "floor/empty_prepare.h"
 #include "floor/prepare.h"
 #include "support/counting_log.h"
 #include "support/image.h"
 #include "support/measure.h"
+#include "support/mounting.h"
 
 #include <map>
 #include <sys/stat.h>
@@ -105,6 +108,28 @@ private:
     std::vector<floor_disk> disks_;
 };
 
+// Without disks.
+class EmptyFloor : public Work
+{
+public:
+    bool call() override { return floor_empty_prepare(mount_.c_str(), unmount_.c_str()) == 0; }
+
+private:
+    const std::string mount_ = mount_command("disks0");
+    const std::string unmount_ = unmount_command("disks0");
+};
+
+// The same work where devices may be opened, so that a file is looked at before it is opened.
+template <typename Preparer>
+class WithDevices : public Preparer
+{
+public:
+    using Preparer::Preparer;
+
+private:
+    const FolderWithDevices devices_{this->image().mount_point()};
+};
+
 constexpr int most_disks = 32768;
 
 template <typename MakeWork>
@@ -126,5 +151,13 @@ void add_prepare_figures(Extent extent)
         add(figure, "ours", disks, [disks] { return std::make_unique<Ours>(disks); });
         if (disks > 0)
             add(figure, "floor", disks, [disks] { return std::make_unique<Floor>(disks); });
+        else
+            add(figure, "floor", disks, [] { return std::make_unique<EmptyFloor>(); });
     }
+    if (extent == Extent::short_run)
+        return;
+    static constexpr int disks = 512;
+    const std::string figure = "prepare_512_disks_with_devices";
+    add_benchmark(figure, "ours", [] { return std::make_unique<WithDevices<Ours>>(disks); });
+    add_benchmark(figure, "floor", [] { return std::make_unique<WithDevices<Floor>>(disks); });
 }

@@ -1,12 +1,37 @@
 #include "files.h"
 
+#include <cerrno>
 #include <filesystem>
 #include <fstream>
+#include <sys/mount.h>
+#include <system_error>
+#include <utility>
 
 namespace fs = std::filesystem;
 
 // The helper knows this path, too.
-WorkFolder::WorkFolder(const std::string& name) : path_("/usr/varnis/var/bench/" + name)
+constexpr char all_work_folders[] = "/usr/varnis/var/bench";
+
+bool mount_work_folders()
+{
+    fs::create_directories(all_work_folders);
+    return mount("ixfs_bench", all_work_folders, "tmpfs", MS_NOSUID | MS_NODEV, nullptr) == 0;
+}
+
+FolderWithDevices::FolderWithDevices(std::string folder) : folder_(std::move(folder))
+{
+    const char* const path = folder_.c_str();
+    if (mount(path, path, nullptr, MS_BIND, nullptr) != 0 ||
+        mount(nullptr, path, nullptr, MS_BIND | MS_REMOUNT | MS_NOSUID, nullptr) != 0)
+        throw std::system_error(errno, std::generic_category(), folder_);
+}
+
+FolderWithDevices::~FolderWithDevices()
+{
+    umount2(folder_.c_str(), MNT_DETACH);
+}
+
+WorkFolder::WorkFolder(const std::string& name) : path_(std::string(all_work_folders) + '/' + name)
 {
     fs::create_directories(path_);
 }

@@ -4,6 +4,23 @@
 
 #include <string>
 
+// Puts a file system in memory where the work folders are made. It forbids devices, as FUSE's
+// mounts mostly do. Returns whether it is there. Call this before any work folder is made.
+bool mount_work_folders();
+
+// A folder in which devices may be opened, for as long as the object lives.
+class FolderWithDevices
+{
+public:
+    explicit FolderWithDevices(std::string folder);
+    FolderWithDevices(const FolderWithDevices&) = delete;
+    FolderWithDevices& operator=(const FolderWithDevices&) = delete;
+    ~FolderWithDevices();
+
+private:
+    std::string folder_;
+};
+
 // A folder for one benchmark's files; it ends with its owner, and its files with it.
 class WorkFolder
 {

@@ -32,6 +32,9 @@ public:
     std::string view_folder() const { return root_.path() + "/" + folder_ + "/_vmir"; }
     std::string configuration_file() const;
 
+    // Where the helper mounts the image.
+    const std::string& mount_point() const { return root_.path(); }
+
     // Removes the view folder with all that is in it, if it is there.
     void remove_view() const;
 
