@@ -1,8 +1,8 @@
 // Preparations that are killed on their way, and what the next one makes of that.
 #include "child_process.h"
 #include "loopback_test.h"
-#include "traced_calls.h"
 #include "temp_dir.h"
+#include "traced_calls.h"
 #include "watchdog.h"
 
 #include <cerrno>
