@@ -210,6 +210,17 @@ TEST_F(ViewCreation, FolderThatCannotBeMadeIs1AndNothingIsDeleted)
     expect_no_folder_touched();
 }
 
+TEST_F(ViewCreation, ImageDirectoryThatIsGoneIsNotMadeAnew)
+{
+    auto access = interpose::on_access([&](const char* path, int) {
+        if (path == view_folder)
+            fs::remove_all(in_image(""));
+        return std::optional<int>();
+    });
+    EXPECT_EQ(prepare(), 1);
+    EXPECT_FALSE(fs::exists(in_image("")));
+}
+
 // ---- Disks that would overwrite each other ------------------------------------------------------
 
 TEST_F(ViewCreation, DiskNamedLikeAnothersDataLinkIsRefused)
