@@ -51,8 +51,7 @@ void LineReader::fill()
     end_ -= begin_;
     begin_ = 0;
     const std::size_t room = capacity_ - end_;
-    const ssize_t length =
-        uninterrupted([=] { return read(file_.descriptor(), block_ + end_, room); });
+    const ssize_t length = read_regular_file(file_.descriptor(), block_ + end_, room);
     if (length <= 0) {
         at_end_ = true;
         error_ = length == 0 ? 0 : errno;

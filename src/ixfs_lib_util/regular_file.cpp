@@ -1,6 +1,7 @@
 #include "regular_file.h"
 
 #include "beneath.h"
+#include "interruption.h"
 
 #include <cstdio>
 #include <fcntl.h>
@@ -91,4 +92,18 @@ RegularFile open_regular_file_beneath(int folder, const char* path)
     return open_found(checked(open_beneath(folder, path, to_look, Links::that_stay_below)), [=] {
         return open_beneath(folder, path, to_read_by_name, Links::that_stay_below);
     });
+}
+
+ssize_t read_regular_file(int file, char* block, std::size_t size)
+{
+    const auto read_once = [=] {
+        return uninterrupted([=] { return read(file, block, size); });
+    };
+    const ssize_t length = read_once();
+    if (length != -1 || errno != EAGAIN)
+        return length;
+    const int flags = fcntl(file, F_GETFL);
+    if ((flags & O_NONBLOCK) == 0 || fcntl(file, F_SETFL, flags & ~O_NONBLOCK) != 0)
+        return length;
+    return read_once();
 }

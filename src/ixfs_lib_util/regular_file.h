@@ -34,4 +34,9 @@ RegularFile open_regular_file(int folder, const char* name, Devices devices);
 // links that stay below.
 RegularFile open_regular_file_beneath(int folder, const char* path);
 
+// Reads from a file that one of these has opened, as read does. No signal ends it. Waits for the
+// bytes, also where the file was opened without waiting: a file system that keeps files on tape
+// answers EAGAIN then.
+ssize_t read_regular_file(int file, char* block, std::size_t size);
+
 #endif

@@ -2,7 +2,6 @@
 
 #include "etime_retry.h"
 #include "files.h"
-#include "interruption.h"
 #include "log.h"
 
 #include <algorithm>
@@ -61,7 +60,7 @@ void prime(Image& image, const ImageFile& file)
     char scratch[100];
     const RegularFile opened = image.open_for_reading(file);
     [[maybe_unused]] const ssize_t unused =
-        read(opened.file.descriptor(), scratch, sizeof(scratch));
+        read_regular_file(opened.file.descriptor(), scratch, sizeof(scratch));
 }
 
 // Returns the file's size in bytes, -1 where that can't be told, and goes to the start.
@@ -129,7 +128,7 @@ private:
             provide_pages(text_.data() + begin, room);
         text_.resize(begin + room);
         char* const block = text_.data() + begin;
-        const ssize_t length = uninterrupted([=] { return read(file_.descriptor(), block, room); });
+        const ssize_t length = read_regular_file(file_.descriptor(), block, room);
         const std::size_t got = length > 0 ? static_cast<std::size_t>(length) : 0;
         const std::size_t text_length = strnlen(block, got);
         padding_ = static_cast<long>(got - text_length);
@@ -162,8 +161,7 @@ private:
     {
         char block[8192]; // no more: a caller may have a small stack
         while (padding_ <= most_padding_read) {
-            const ssize_t length =
-                uninterrupted([&] { return read(file_.descriptor(), block, sizeof(block)); });
+            const ssize_t length = read_regular_file(file_.descriptor(), block, sizeof(block));
             if (length <= 0)
                 return length == 0;
             size_ += length;

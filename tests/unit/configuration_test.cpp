@@ -464,6 +464,29 @@ TEST_F(Configuration, FileThatCannotBeReadIs13)
     expect_no_view();
 }
 
+TEST_F(Configuration, PaddingThatCannotBeReadIs13)
+{
+    const std::string text = "<vm/>" + std::string(3'000'000, '\0');
+    write_config(text);
+    auto read = on_config_read([](int number) { return number == 4 ? EIO : 0; });
+    EXPECT_EQ(prepare(), 13);
+    EXPECT_EQ(reading_lines(), (Lines{exists_line(config_path()), reported_size_line(text.size()),
+                                      found_line(text.size(), config_path()),
+                                      error("Failed to read contents of file: ")}));
+    EXPECT_EQ(config, "<vm/>");
+}
+
+// The room for its text grows with what is read.
+TEST_F(Configuration, TextOfAFileOfAnIncredibleSizeIsRead)
+{
+    const std::string text(3'000'000, 'x');
+    write_config(text);
+    std::filesystem::resize_file(config_path(), std::uintmax_t{1} << 32);
+    EXPECT_EQ(prepare(), EC_OK);
+    EXPECT_EQ(config, text);
+    EXPECT_LE(config.capacity(), 2 * text.size());
+}
+
 TEST_F(Configuration, AbsurdSizeIsThrownAtTheCallerAndTheImageUnmounted)
 {
     const auto seek = interpose::on_seek([](int, off64_t, int whence) {

@@ -115,6 +115,23 @@ TEST_F(CopyOrLinkAttacks, DescriptorWithALeaseIsWaitedForWhereDevicesAreForbidde
     EXPECT_EQ(puts, 1);
 }
 
+// As where files are fetched from tape.
+TEST_F(CopyOrLinkAttacks, FilesThatNeedAWaitAreWaitedForWhereDevicesAreForbiddenToo)
+{
+    const RealMount without_devices = RealMount::without_devices(mount_point.path());
+    auto read = interpose::on_read([this](int file, void*, std::size_t) {
+        if ((fcntl(file, F_GETFL) & O_NONBLOCK) == 0)
+            return std::optional<ssize_t>();
+        ++puts;
+        errno = EAGAIN;
+        return std::optional<ssize_t>(-1);
+    });
+    EXPECT_EQ(prepare(), EC_OK);
+    EXPECT_EQ(puts, 3) << "the first read of the configuration, the second, the descriptor's";
+    EXPECT_EQ(config, "<vm/>");
+    EXPECT_EQ(mount_point.read(view_path("a.vmdk")), descriptor("a-flat.vmdk"));
+}
+
 TEST_F(CopyOrLinkAttacks, FolderIsNoDescriptorWhereDevicesAreForbiddenEither)
 {
     const RealMount without_devices = RealMount::without_devices(mount_point.path());

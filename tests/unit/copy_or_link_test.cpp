@@ -36,6 +36,44 @@ TEST_F(CopyOrLink, SourceIsLookedForBelowTheMountPoint)
                                         folder + "/vm/a.vmdk", folder + "/_vmir/a-flat.vmdk"}));
 }
 
+TEST_F(CopyOrLink, DiskInTheMountPointItselfIsPrepared)
+{
+    mount_point.write("backups-b.vmdk.desc", descriptor("b-flat.vmdk"));
+    mount_point.write("backups-b.vmdk", "data of b");
+    entries = {"[ds]/backups-b.vmdk.desc"};
+    EXPECT_EQ(prepare(), EC_OK);
+    EXPECT_EQ(mount_point.read(view_path("backups-b.vmdk")), descriptor("backups-b-flat.vmdk"));
+    EXPECT_TRUE(fs::equivalent(in_view("backups-b-flat.vmdk"), mount_point / "backups-b.vmdk"));
+}
+
+TEST_F(CopyOrLink, DescriptorInTheMountPointItselfMayBeALink)
+{
+    fs::create_symlink(original_path("a.vmdk.desc"), mount_point / "backups-b.vmdk.desc");
+    mount_point.write("backups-b.vmdk", "data of b");
+    entries = {"[ds]/backups-b.vmdk.desc"};
+    EXPECT_EQ(prepare(), EC_OK);
+    EXPECT_EQ(mount_point.read(view_path("backups-b.vmdk")), descriptor("backups-b-flat.vmdk"));
+}
+
+TEST_F(CopyOrLink, OldCopyThatCannotBeTakenAwayIs14)
+{
+    make_view();
+    write_in_view("a.vmdk", "an old copy");
+    auto unlink = interpose::on_unlink([this](const char* path) {
+        if (path != view_desc_path)
+            return std::optional<int>();
+        errno = EACCES;
+        return std::optional<int>(-1);
+    });
+    EXPECT_EQ(prepare(), 14);
+    EXPECT_EQ(disk_lines(), (Lines{exists_line(desc_path),
+                                   exists_line(view_desc_path),
+                                   make_copy_line,
+                                   {IXFS_LOG_ERR, "_ixfs_copy_desc()",
+                                    "ERR - can't open new " + view_desc_path + ", err 13\n"},
+                                   copy_failed_line}));
+}
+
 TEST_F(CopyOrLink, MissingDescriptorIs142)
 {
     fs::remove(desc_path);

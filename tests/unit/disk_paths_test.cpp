@@ -160,6 +160,15 @@ TEST(DiskPaths, OnlyTheLastSegmentMakesTheBaseName)
     EXPECT_EQ(derived(buildBaseName, "x.vmdk.desc/y-000001.vmdk.desc"), "y");
     expect_refused(buildBaseName, "[ds] backups/x.vmdk.desc/y", "buildBaseName");
     EXPECT_EQ(derived(buildBaseName, "alone.vmdk.desc"), "alone");
+    EXPECT_EQ(derived(buildBaseName, "a/b.vmdk.desc//"), "b");
+}
+
+// The first segment keeps its separators.
+TEST(DiskPaths, OnlySegmentOfAnAbsolutePathMakesTheBaseName)
+{
+    EXPECT_EQ(derived(buildBaseName, "/alone.vmdk.desc"), "/alone");
+    EXPECT_EQ(derived(buildBaseName, "//alone.vmdk.desc/"), "//alone");
+    expect_refused(buildBaseName, "//", "buildBaseName");
 }
 
 // ---- View paths

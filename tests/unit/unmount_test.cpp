@@ -397,16 +397,21 @@ TEST_F(Unmount, WithMountPathDeletesTheFolderBelowWhenTheImageIsGone)
 }
 
 // The mount table writes a blank in a path as a number.
-TEST_F(Unmount, WithMountPathTakesMountsWithBlanksInTheirPathsForWhatTheyAre)
+TEST_F(Unmount, WithMountPathKeepsAFolderOfAnyMountBelowTheBaseWhateverTheBasesPath)
 {
     const TempDir elsewhere;
-    elsewhere.make_folder("a b");
-    const auto mounted = RealMount::tmpfs(elsewhere / "a b");
-    image.make_folder("inner/backups");
-    helper.answers({{"MNTPATH=/m/x", "MOUNTPOINT=" + image / "inner", "EXIT_STATUS=0"}});
+    elsewhere.make_folder("a b/old");
+    const std::filesystem::path base = std::filesystem::path(mount_directory).parent_path();
+    std::filesystem::remove_all(base);
+    std::filesystem::create_directory_symlink(elsewhere / "a b", base);
+    const auto mounted = RealMount::tmpfs(elsewhere / "a b/old");
+    elsewhere.make_folder("a b/old/inner/backups");
+    helper.answers(
+        {{"MNTPATH=/m/x", "MOUNTPOINT=" + elsewhere / "a b/old/inner", "EXIT_STATUS=0"}});
     ASSERT_NE(mount(), nullptr);
     EXPECT_EQ(ixfs_unmount(handle.get()), EC_OK);
-    EXPECT_FALSE(image.exists("inner"));
+    EXPECT_TRUE(elsewhere.exists("a b/old/inner/backups"));
+    std::filesystem::remove(base);
 }
 
 TEST_F(Unmount, WithMountPathDeletesAFolderOfAnOlderMount)
