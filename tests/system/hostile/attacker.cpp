@@ -86,7 +86,7 @@ Attacker::Step replacing(const std::string& place, const std::string& spare,
 Attacker::Step growing(const std::string& path)
 {
     return [=](unsigned int round) {
-        const off_t size = (off_t{1} << 20) + round * (off_t{64} << 20);
+        const off_t size = (off_t{256} << 20) + round * (off_t{64} << 20);
         require_or_too_late(truncate(path.c_str(), size), "truncate");
         usleep(1000);
     };
