@@ -99,11 +99,9 @@ ssize_t read_regular_file(int file, char* block, std::size_t size)
     const auto read_once = [=] {
         return uninterrupted([=] { return read(file, block, size); });
     };
-    const ssize_t length = read_once();
-    if (length != -1 || errno != EAGAIN)
-        return length;
-    const int flags = fcntl(file, F_GETFL);
-    if ((flags & O_NONBLOCK) == 0 || fcntl(file, F_SETFL, flags & ~O_NONBLOCK) != 0)
-        return length;
-    return read_once();
+    ssize_t length = read_once();
+    constexpr int waiting = 0; // of the flags that can be set
+    if (length == -1 && errno == EAGAIN && fcntl(file, F_SETFL, waiting) == 0)
+        length = read_once();
+    return length;
 }

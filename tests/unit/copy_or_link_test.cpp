@@ -55,6 +55,18 @@ TEST_F(CopyOrLink, DescriptorInTheMountPointItselfMayBeALink)
     EXPECT_EQ(mount_point.read(view_path("backups-b.vmdk")), descriptor("backups-b-flat.vmdk"));
 }
 
+TEST_F(CopyOrLink, OldCopyThatIsGoneWhenItIsTakenAwayIsNoFailure)
+{
+    make_view();
+    write_in_view("a.vmdk", "an old copy");
+    auto unlink = interpose::on_unlink([](const char* path) {
+        fs::remove(path);
+        return std::optional<int>(); // so that this one finds nothing
+    });
+    EXPECT_EQ(prepare(), EC_OK);
+    EXPECT_EQ(mount_point.read(view_path("a.vmdk")), descriptor("a-flat.vmdk"));
+}
+
 TEST_F(CopyOrLink, OldCopyThatCannotBeTakenAwayIs14)
 {
     make_view();

@@ -36,9 +36,9 @@ protected:
                         "ERR - Create view for VM Instant Recovery has failed: 20.\n"}}));
     }
 
-    void set_time(const std::string& path, long seconds)
+    void set_time(const std::string& path, long seconds, long nanoseconds = 0)
     {
-        const timespec times[2] = {{seconds, 0}, {seconds, 0}};
+        const timespec times[2] = {{seconds, nanoseconds}, {seconds, nanoseconds}};
         ASSERT_EQ(utimensat(AT_FDCWD, path.c_str(), times, 0), 0);
     }
 
@@ -94,6 +94,14 @@ TEST_F(DiskChecks, DataLinkOfAnotherTimeIsRefused)
     fs::copy_file(data_path, link_path);
     set_time(data_path, 1000);
     set_time(link_path, 1001);
+    expect_refused(other_data, entries[0]);
+}
+
+TEST_F(DiskChecks, DataLinkOfAnotherNanosecondIsRefused)
+{
+    fs::copy_file(data_path, link_path);
+    set_time(data_path, 1000);
+    set_time(link_path, 1000, 1);
     expect_refused(other_data, entries[0]);
 }
 

@@ -46,9 +46,11 @@ void Attacker::Unmapper::operator()(std::atomic<bool>* flag) const
 
 Attacker::Attacker(const Step& step)
     : stopped_(make_flag()), process_(STDERR_FILENO, [this, &step](ChildProcess::Parent& parent) {
+          unsigned int round = 0;
+          step(round);
           parent.pause();
-          for (unsigned int round = 0; !*stopped_; ++round)
-              step(round);
+          while (!*stopped_)
+              step(++round);
           return 0;
       })
 {

@@ -13,8 +13,8 @@
 class Attacker
 {
 public:
-    // What it does again and again, told how often it did so before. The step is always done to its
-    // end.
+    // What it does again and again, told how often it did so before; for the first time before the
+    // constructor returns. The step is always done to its end.
     using Step = std::function<void(unsigned int round)>;
 
     explicit Attacker(const Step& step);
