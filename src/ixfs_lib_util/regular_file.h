@@ -27,7 +27,10 @@ Devices devices_in(int folder);
 // Opens the regular file `name` in an open directory. Anything else is not opened, since the
 // opening alone may wait or do something: a FIFO waits for its writer, a device may start to work.
 // If nothing is open, errno says why: ELOOP for a symbolic link, EISDIR for a folder, EINVAL for
-// what else is no regular file. `devices`: what devices_in said of the directory.
+// what else is no regular file.
+//
+// `devices`: what devices_in said of the directory. Where they are refused, opening does nothing
+// and need not wait; so there a file may be opened first and looked at then.
 RegularFile open_regular_file(int folder, const char* name, Devices devices);
 
 // The same for the file that `path` leads to below an open directory; see open_beneath. Follows the

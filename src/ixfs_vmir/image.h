@@ -14,7 +14,7 @@ struct ImageFolder {
     std::string path; // relative to the mount point
     OpenFile open;
     bool through_link; // whether a symbolic link led here
-    Devices devices;
+    Devices devices;   // whether one could be opened here
 };
 
 // One file of the image: a name in a folder.
