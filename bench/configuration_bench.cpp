@@ -89,22 +89,15 @@ private:
     std::size_t read_ = 0;
 };
 
-template <typename Kind>
-benchmark::internal::Benchmark* add(const std::string& size, const char* what, std::size_t bytes)
-{
-    return add_benchmark("configuration_" + size, what,
-                         [bytes] { return std::make_unique<Kind>(bytes); });
-}
-
 } // namespace
 
 void add_configuration_figures(Extent extent)
 {
     constexpr std::size_t mebibyte = std::size_t{1} << 20;
-    add<Ours>("1_MiB", "ours", mebibyte);
-    add<Floor>("1_MiB", "floor", mebibyte);
+    add_work<Ours>("configuration_1_MiB", "ours", mebibyte);
+    add_work<Floor>("configuration_1_MiB", "floor", mebibyte);
     if (extent == Extent::short_run)
         return;
-    add<Ours>("64_MiB", "ours", 64 * mebibyte)->Repetitions(few_repetitions);
-    add<Floor>("64_MiB", "floor", 64 * mebibyte)->Repetitions(few_repetitions);
+    add_work<Ours>("configuration_64_MiB", "ours", 64 * mebibyte)->Repetitions(few_repetitions);
+    add_work<Floor>("configuration_64_MiB", "floor", 64 * mebibyte)->Repetitions(few_repetitions);
 }

@@ -69,24 +69,17 @@ public:
     bool call() override { return floor_copy(from(), to()) == 0; }
 };
 
-template <typename Kind>
-benchmark::internal::Benchmark* add(const std::string& size, const char* what, std::size_t bytes)
-{
-    return add_benchmark("copy_desc_" + size, what,
-                         [bytes] { return std::make_unique<Kind>(bytes); });
-}
-
 } // namespace
 
 void add_descriptor_figures(Extent extent)
 {
     constexpr std::size_t mebibyte = std::size_t{1} << 20;
-    add<Ours>("20_lines", "ours", 0);
-    add<Floor>("20_lines", "floor", 0);
-    add<Ours>("1_MiB", "ours", mebibyte);
-    add<Floor>("1_MiB", "floor", mebibyte);
+    add_work<Ours>("copy_desc_20_lines", "ours", std::size_t{0});
+    add_work<Floor>("copy_desc_20_lines", "floor", std::size_t{0});
+    add_work<Ours>("copy_desc_1_MiB", "ours", mebibyte);
+    add_work<Floor>("copy_desc_1_MiB", "floor", mebibyte);
     if (extent == Extent::short_run)
         return;
-    add<Ours>("64_MiB", "ours", 64 * mebibyte)->Repetitions(few_repetitions);
-    add<Floor>("64_MiB", "floor", 64 * mebibyte)->Repetitions(few_repetitions);
+    add_work<Ours>("copy_desc_64_MiB", "ours", 64 * mebibyte)->Repetitions(few_repetitions);
+    add_work<Floor>("copy_desc_64_MiB", "floor", 64 * mebibyte)->Repetitions(few_repetitions);
 }

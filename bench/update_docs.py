@@ -82,26 +82,25 @@ def table_part(results):
     return table([header, *rows])
 
 
+def comparison(results, figure, names, least, header, digits):
+    """Returns a table of a figure's kinds: the time of each, and by how much it is that of one."""
+    times = {what: results.median(figure, what) for what in names}
+    return table([header, *([name, time_text(times[what]), f"{times[what] / times[least]:.{digits}f}"]
+                            for what, name in names.items())])
+
+
 def alternatives_part(results):
     names = {"library_wall": "`ixfs_prepare_vmir`", "python": "`bench/alternatives/prepare.py`",
              "shell": "`bench/alternatives/prepare.sh`"}
-    own = results.median("prepare_512_disks", "library_wall")
-    lines = [["", "512 disks", "as many times as long"]]
-    for what, name in names.items():
-        seconds = results.median("prepare_512_disks", what)
-        lines.append([name, time_text(seconds), f"{seconds / own:.1f}"])
-    return table(lines)
+    return comparison(results, "prepare_512_disks", names, "library_wall",
+                      ["", "512 disks", "as many times as long"], 1)
 
 
 def log_part(results):
     names = {"nowhere": "none", "counted": "counts the lines",
              "buffered": "`fprintf` into a buffered file", "written": "`dprintf`: a `write` a line"}
-    least = results.median("prepare_512_disks_logged", "nowhere")
-    lines = [["callback", "512 disks", "as many times as long"]]
-    for what, name in names.items():
-        seconds = results.median("prepare_512_disks_logged", what)
-        lines.append([name, time_text(seconds), f"{seconds / least:.2f}"])
-    return table(lines)
+    return comparison(results, "prepare_512_disks_logged", names, "nowhere",
+                      ["callback", "512 disks", "as many times as long"], 2)
 
 
 def threads_part(results):

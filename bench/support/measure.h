@@ -44,6 +44,14 @@ add_benchmark(const std::string& figure, const std::string& what,
 benchmark::internal::Benchmark*
 add_benchmark(const std::string& name, const std::function<void(benchmark::State&)>& measure);
 
+// The same for a kind of work that is made of one argument.
+template <typename Kind, typename Argument>
+benchmark::internal::Benchmark* add_work(const std::string& figure, const char* what,
+                                         Argument argument)
+{
+    return add_benchmark(figure, what, [argument] { return std::make_unique<Kind>(argument); });
+}
+
 // Repetitions of a benchmark that takes long: what disturbs it for a moment hardly shows. Others are
 // repeated as often as the command line says.
 constexpr int few_repetitions = 5;

@@ -45,10 +45,11 @@ std::size_t LineReader::whole_lines() const
 // Puts more behind what is left, or notes the end.
 void LineReader::fill()
 {
+    char* const old_block = block_;
     if (end_ == capacity_ && capacity_ < large_block_size)
         use_large_block();
-    std::copy(block_ + begin_, block_ + end_, block_);
     end_ -= begin_;
+    std::memmove(block_, old_block + begin_, end_);
     begin_ = 0;
     const std::size_t room = capacity_ - end_;
     const ssize_t length = read_regular_file(file_.descriptor(), block_ + end_, room);
@@ -70,9 +71,6 @@ void LineReader::use_large_block()
     large_block_.reset(new (std::nothrow) char[large_block_size]);
     if (large_block_ == nullptr)
         return;
-    std::copy(block_ + begin_, block_ + end_, large_block_.get());
-    end_ -= begin_;
-    begin_ = 0;
     block_ = large_block_.get();
     capacity_ = large_block_size;
 }

@@ -54,9 +54,15 @@ int link_regular_file(int folder, const ImageFile& source, int view, const Image
     return error_of_type(*linked);
 }
 
+// Returns where a source lies, with the view open, too; or null, and errno is set.
+const ImageFolder* open_both(OpenView& view, const ImageFile& source)
+{
+    return view.open() ? view.image().folder(source.folder()) : nullptr;
+}
+
 bool links_the_same(OpenView& view, const ImageFile& source, const ImageFile& destination)
 {
-    const ImageFolder* const folder = view.open() ? view.image().folder(source.folder()) : nullptr;
+    const ImageFolder* const folder = open_both(view, source);
     return folder != nullptr && is_same_file(status_of(folder->open.descriptor(), source.name()),
                                              status_of(view.folder(), destination.name()));
 }
@@ -74,10 +80,10 @@ ec_status link_file(OpenView& view, const Log& log, const ImageFile& source,
                     const ImageFile& destination)
 {
     constexpr ec_status failed = EC_SYSTEM_ERROR;
-    const ImageFolder* const folder = view.open() ? view.image().folder(source.folder()) : nullptr;
-    const int from = folder != nullptr ? folder->open.descriptor() : -1;
-    const int error =
-        folder != nullptr ? link_regular_file(from, source, view.folder(), destination) : errno;
+    const ImageFolder* const folder = open_both(view, source);
+    const int error = folder != nullptr ? link_regular_file(folder->open.descriptor(), source,
+                                                            view.folder(), destination)
+                                        : errno;
     const int result = report_link(view.handle(), source.path(), destination.path(), error);
     if (result == EEXIST && links_the_same(view, source, destination))
         return reuse(log, destination);
