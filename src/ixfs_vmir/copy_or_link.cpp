@@ -38,19 +38,21 @@ ec_status reuse(const Log& log, const ImageFile& destination)
 // Returns 0 or an error number. Only a regular file gets into the view. The kernel would link
 // symbolic links and devices, too. It refuses folders with EPERM; that becomes another error,
 // because link_file takes EPERM as success.
-int link_regular_file(int folder, const ImageFile& source, int view, const ImageFile& destination)
+int link_regular_file(const ImageFolder& folder, const ImageFile& source, const OpenView& view,
+                      const ImageFile& destination)
 {
     const char* const from = source.name();
     const char* const to = destination.name();
-    if (linkat(folder, from, view, to, 0) != 0) {
+    const int source_folder = folder.open.descriptor();
+    if (linkat(source_folder, from, view.folder(), to, 0) != 0) {
         const int error = errno;
-        const FileStatus refused = error == EPERM ? status_of(folder, from) : std::nullopt;
+        const FileStatus refused = error == EPERM ? status_of(source_folder, from) : std::nullopt;
         return refused && !is_regular(*refused) ? error_of_type(*refused) : error;
     }
-    const FileStatus linked = status_of(view, to);
+    const FileStatus linked = status_of(view.folder(), to);
     if (!linked || is_regular(*linked))
         return 0;
-    unlinkat(view, to, 0);
+    unlinkat(view.folder(), to, 0);
     return error_of_type(*linked);
 }
 
@@ -80,10 +82,8 @@ ec_status link_file(OpenView& view, const Log& log, const ImageFile& source,
                     const ImageFile& destination)
 {
     constexpr ec_status failed = EC_SYSTEM_ERROR;
-    const ImageFolder* const folder = open_both(view, source);
-    const int error = folder != nullptr ? link_regular_file(folder->open.descriptor(), source,
-                                                            view.folder(), destination)
-                                        : errno;
+    const ImageFolder* const from = open_both(view, source);
+    const int error = from != nullptr ? link_regular_file(*from, source, view, destination) : errno;
     const int result = report_link(view.handle(), source.path(), destination.path(), error);
     if (result == EEXIST && links_the_same(view, source, destination))
         return reuse(log, destination);
