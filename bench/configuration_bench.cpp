@@ -94,10 +94,8 @@ private:
 void add_configuration_figures(Extent extent)
 {
     constexpr std::size_t mebibyte = std::size_t{1} << 20;
-    add_work<Ours>("configuration_1_MiB", "ours", mebibyte);
-    add_work<Floor>("configuration_1_MiB", "floor", mebibyte);
+    add_ours_and_floor<Ours, Floor>("configuration_1_MiB", mebibyte);
     if (extent == Extent::short_run)
         return;
-    add_work<Ours>("configuration_64_MiB", "ours", 64 * mebibyte)->Repetitions(few_repetitions);
-    add_work<Floor>("configuration_64_MiB", "floor", 64 * mebibyte)->Repetitions(few_repetitions);
+    add_ours_and_floor<Ours, Floor>("configuration_64_MiB", 64 * mebibyte, few_repetitions);
 }

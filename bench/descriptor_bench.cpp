@@ -74,12 +74,9 @@ public:
 void add_descriptor_figures(Extent extent)
 {
     constexpr std::size_t mebibyte = std::size_t{1} << 20;
-    add_work<Ours>("copy_desc_20_lines", "ours", std::size_t{0});
-    add_work<Floor>("copy_desc_20_lines", "floor", std::size_t{0});
-    add_work<Ours>("copy_desc_1_MiB", "ours", mebibyte);
-    add_work<Floor>("copy_desc_1_MiB", "floor", mebibyte);
+    add_ours_and_floor<Ours, Floor>("copy_desc_20_lines", std::size_t{0});
+    add_ours_and_floor<Ours, Floor>("copy_desc_1_MiB", mebibyte);
     if (extent == Extent::short_run)
         return;
-    add_work<Ours>("copy_desc_64_MiB", "ours", 64 * mebibyte)->Repetitions(few_repetitions);
-    add_work<Floor>("copy_desc_64_MiB", "floor", 64 * mebibyte)->Repetitions(few_repetitions);
+    add_ours_and_floor<Ours, Floor>("copy_desc_64_MiB", 64 * mebibyte, few_repetitions);
 }

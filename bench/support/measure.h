@@ -8,6 +8,7 @@
 
 #include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 
 class Work
@@ -44,17 +45,22 @@ add_benchmark(const std::string& figure, const std::string& what,
 benchmark::internal::Benchmark*
 add_benchmark(const std::string& name, const std::function<void(benchmark::State&)>& measure);
 
-// The same for a kind of work that is made of one argument.
-template <typename Kind, typename Argument>
-benchmark::internal::Benchmark* add_work(const std::string& figure, const char* what,
-                                         Argument argument)
-{
-    return add_benchmark(figure, what, [argument] { return std::make_unique<Kind>(argument); });
-}
-
 // Repetitions of a benchmark that takes long: what disturbs it for a moment hardly shows. Others are
 // repeated as often as the command line says.
 constexpr int few_repetitions = 5;
+
+// Adds "<figure>/ours" and "<figure>/floor", two kinds of work that are each made of one argument.
+template <typename Ours, typename Floor, typename Argument>
+void add_ours_and_floor(const std::string& figure, Argument argument,
+                        std::optional<int> repetitions = std::nullopt)
+{
+    for (benchmark::internal::Benchmark* const added :
+         {add_benchmark(figure, "ours", [=] { return std::make_unique<Ours>(argument); }),
+          add_benchmark(figure, "floor", [=] { return std::make_unique<Floor>(argument); })}) {
+        if (repetitions)
+            added->Repetitions(*repetitions);
+    }
+}
 
 // Ends a measurement that has gone wrong.
 void give_up(benchmark::State& state, const char* why);

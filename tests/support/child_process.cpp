@@ -43,6 +43,11 @@ bool receive_signal(int line)
 
 } // namespace
 
+void look_for_no_leaks()
+{
+    VALGRIND_CLO_CHANGE("--leak-check=no");
+}
+
 void ChildProcess::Parent::pause()
 {
     if (!send_signal(line_) || !receive_signal(line_))
@@ -60,8 +65,7 @@ ChildProcess::ChildProcess(int errors, const Body& body)
     if (process_ != 0)
         return;
     prctl(PR_SET_PDEATHSIG, SIGKILL);
-    // The parent's threads are not here, so valgrind would call lost what only they point to.
-    VALGRIND_CLO_CHANGE("--leak-check=no");
+    look_for_no_leaks();
     dup2(errors, STDERR_FILENO);
     Parent parent(line_);
     run_to_the_end(body, parent);

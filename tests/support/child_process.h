@@ -6,6 +6,10 @@
 
 #include <sys/types.h>
 
+// For a forked child: valgrind looks for no leaks in it. The parent's threads are not there, and what
+// only they point to would count as lost.
+void look_for_no_leaks();
+
 // A fork of the test process that runs a function of the test and then ends, without the test
 // program's own clean-up. Start one from a process without threads. Is killed, if it still runs,
 // with its object or with the test process.

@@ -420,8 +420,10 @@ TEST_F(ForkedHandle, ServesNoChildWithTheSameProcessId)
 TEST_F(ForkedHandle, ServesNoChildOfAForkThatTheCLibraryDoesNotTellOf)
 {
     const pid_t child = _Fork();
-    if (child == 0)
+    if (child == 0) {
+        look_for_no_leaks();
         _exit(ixfs_unmount(handle.get()) == EC_INVALID_PARAMETER ? 0 : 1);
+    }
     int status = -1;
     ASSERT_EQ(waitpid(child, &status, 0), child);
     EXPECT_EQ(status, 0);
