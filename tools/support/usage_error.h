@@ -1,6 +1,6 @@
 // What the caller of the program got wrong; the text says what to do about it.
-#ifndef IXFS_PREPARE_USAGE_ERROR_H
-#define IXFS_PREPARE_USAGE_ERROR_H
+#ifndef IXFS_TOOLS_USAGE_ERROR_H
+#define IXFS_TOOLS_USAGE_ERROR_H
 
 #include <stdexcept>
 

@@ -1,6 +1,6 @@
 // Which values may reach the mount helper: the library passes them through the shell unquoted.
-#ifndef IXFS_PREPARE_HELPER_ARGUMENT_H
-#define IXFS_PREPARE_HELPER_ARGUMENT_H
+#ifndef IXFS_TOOLS_HELPER_ARGUMENT_H
+#define IXFS_TOOLS_HELPER_ARGUMENT_H
 
 #include <string>
 

@@ -1,6 +1,6 @@
 // Standard input, output and error as file descriptors.
-#ifndef IXFS_PREPARE_STANDARD_STREAMS_H
-#define IXFS_PREPARE_STANDARD_STREAMS_H
+#ifndef IXFS_TOOLS_STANDARD_STREAMS_H
+#define IXFS_TOOLS_STANDARD_STREAMS_H
 
 #include <string_view>
 
