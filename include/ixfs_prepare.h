@@ -21,17 +21,17 @@ extern "C" {
  *     request.server = "media1";
  */
 struct ixfs_prepare_request {
-    size_t size;                    /* of this struct, in bytes; IXFS_PREPARE_REQUEST_INIT sets it */
-    const char* server;             /* media server name */
-    const char* mount_cred;         /* for the mount command */
-    const char* unmount_cred;       /* for the unmount command */
-    const char* backup_id;          /* "<client>_<time>" */
-    const char* const* disks;       /* the disks' descriptors in datastore form */
-    size_t disk_count;              /* how many; with 0, `disks` may be null */
-    int port;                       /* 1 or more */
-    int schedule_type;              /* 0 full; 1 or 4 incremental */
-    unsigned int timeout;           /* seconds, at most 60 are used; see ixfs_mount */
-    int new_disk_uuids;             /* not 0: give each descriptor copy a disk UUID of its own */
+    size_t size;              /* of this struct, in bytes; IXFS_PREPARE_REQUEST_INIT sets it */
+    const char* server;       /* media server name */
+    const char* mount_cred;   /* for the mount command */
+    const char* unmount_cred; /* for the unmount command */
+    const char* backup_id;    /* "<client>_<time>" */
+    const char* const* disks; /* the disks' descriptors in datastore form */
+    size_t disk_count;        /* how many; with 0, `disks` may be null */
+    int port;                 /* 1 or more */
+    int schedule_type;        /* 0 full; 1 or 4 incremental */
+    unsigned int timeout;     /* seconds, at most 60 are used; see ixfs_mount */
+    int new_disk_uuids;       /* not 0: give each descriptor copy a disk UUID of its own */
     ixfs_log_callback log_callback; /* null: no lines */
 };
 
@@ -46,3 +46,22 @@ struct ixfs_prepare_result {
     size_t path_count;
 };
 
+/* clang-format off */
+#define IXFS_PREPARE_REQUEST_INIT { sizeof(struct ixfs_prepare_request), NULL, NULL, NULL, NULL, NULL, 0, 0, 0, 0, 0, NULL }
+/* clang-format on */
+
+/* Prepares a VM for instant recovery, as ixfs_prepare_vmir does: mounts, reads the configuration,
+ * builds the view, unmounts, all on the calling thread, and logs the same lines.
+ *
+ * Returns the result, which the caller gives to ixfs_prepare_result_free; null only if there is no
+ * memory for it. */
+IXFS_API struct ixfs_prepare_result* ixfs_prepare(const struct ixfs_prepare_request* request);
+
+/* Frees a result with its texts. Null is accepted. Any thread. */
+IXFS_API void ixfs_prepare_result_free(struct ixfs_prepare_result* result);
+
+#ifdef __cplusplus
+} /* extern "C" */
+#endif
+
+#endif

@@ -3,13 +3,7 @@
 #define IXFS_PREPARE_CREDENTIALS_H
 
 #include "options.h"
-
-#include <string>
-
-struct Credentials {
-    std::string mount;
-    std::string unmount;
-};
+#include "request.h"
 
 // Reads the credentials from where the options say, each a line of its own. Throws UsageError when
 // one cannot be read or must not reach the mount helper; the text never holds a credential.

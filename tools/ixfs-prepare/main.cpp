@@ -46,9 +46,10 @@ Result prepare(const Options& options, const Credentials& credentials)
 
     Result result;
     try {
-        result.status = ixfs_prepare_vmir(creds, disks, &log, result.configuration, result.paths,
-                                          options.new_disk_uuids);
-        result.status_text = ixfs_status_text(result.status);
+        const ec_status status = ixfs_prepare_vmir(creds, disks, &log, result.configuration,
+                                                   result.paths, options.new_disk_uuids);
+        result.status = status;
+        result.status_text = ixfs_status_text(status);
     } catch (const std::exception& error) { // no status of the library's: memory, random source
         result.status = EC_SYSTEM_ERROR;
         result.status_text = error.what();

@@ -1,11 +1,14 @@
-// What is to be prepared: one VM.
+// What is to be done: one VM to be prepared, or its view to be removed.
 #ifndef IXFS_PREPARE_REQUEST_H
 #define IXFS_PREPARE_REQUEST_H
 
-#include "credentials.h"
-
 #include <string>
 #include <vector>
+
+struct Credentials {
+    std::string mount;
+    std::string unmount;
+};
 
 struct Request {
     std::string server;
@@ -15,7 +18,7 @@ struct Request {
     std::string backup_id;
     std::vector<std::string> disks; // in datastore form
     bool new_disk_uuids = false;
-    bool remove_view = false; // instead of a preparation: remove the image's view
+    bool remove_view = false;
     Credentials credentials;
 };
 

@@ -2,14 +2,29 @@
 #ifndef IXFS_PREPARE_RESULT_H
 #define IXFS_PREPARE_RESULT_H
 
-#include <ixfs.h>
-
+#include <chrono>
+#include <optional>
 #include <string>
 #include <vector>
 
 struct Result {
-    ec_status status = EC_OK;
-    std::string status_text;
+    // Whose it is, as in the request.
+    std::string server;
+    std::string backup_id;
+
+    int status = 0;          // the library's, of this preparation
+    std::string status_text; // or that of an exception, with the status 11
+    std::string step;        // the last step that was begun, as of step_name; where it failed
+    std::string disk;        // the disk that could not be prepared, as the caller named it, or ""
+
+    std::optional<int> helper_exit_status; // of the helper's last run; none if it said none
+    std::vector<std::string> helper_lines; // its last lines, masked; at most ten
+
+    bool still_mounted = false;
+    std::string mount_point; // if still mounted: where
+    int signal = 0;          // the signal that the preparation was asked to end by, or 0
+    std::chrono::milliseconds duration{0};
+
     std::vector<std::string> paths; // the view's descriptors in datastore form
     std::string configuration;      // may be there also after a failure
 };

@@ -8,15 +8,15 @@
 #include <vector>
 
 struct HostLock {
-    int set;         // the kernel's number
-    key_t key;       // a checksum of the lock's name
-    uid_t creator;   // who made it
-    int users;       // how many have it open
-    bool ready;      // false for one that was just created, and is still without values
-    bool held;       // by one of them
-    pid_t holder;    // if held: who took it. 0 if this process cannot see that one
-    int waiting;     // how many processes wait for it
-    bool busy;       // a process opens, closes or deletes it at this moment
+    int set;       // the kernel's number
+    key_t key;     // a checksum of the lock's name
+    uid_t creator; // who made it
+    int users;     // how many have it open
+    bool ready;    // false for one that was just created, and is still without values
+    bool held;     // by one of them
+    pid_t holder;  // if held: who took it. 0 if this process cannot see that one
+    int waiting;   // how many processes wait for it
+    bool busy;     // a process opens, closes or deletes it at this moment
 };
 
 // The lock under which each mount and unmount of the host runs; nothing if it does not exist.
