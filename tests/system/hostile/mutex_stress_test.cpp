@@ -22,7 +22,7 @@ namespace
 {
 
 constexpr int slots = 12; // processes at a time
-constexpr int usual_seconds = 60;
+constexpr int usual_seconds = 20;
 constexpr int longest_pause = 4000;          // between two signals, in microseconds
 constexpr suseconds_t alarm_interval = 3000; // in every second process, in microseconds
 constexpr int most_processes = 1'000'000;
