@@ -3,9 +3,11 @@
  * What to call, for what:
  *
  *   ixfs_init, ixfs_term, ixfs_last_error, ixfs_status_text     any use
+ *   ixfs_version                                                know the library
  *   ixfs_mount, ixfs_unmount                                    read the files of an image
  *   _ixfs_view_... and the file operations                      build a view of your own
  *   ixfs_prepare_vmir, in ixfs_vmir.h                           have the usual view of a VM built
+ *   ixfs_prepare, in ixfs_prepare.h                             the same, from C
  *   ixfs_recreate_minimal_context                               join another process's mount
  *   _ixfs_log, _ixfs_server_log                                 add lines to the library's log
  *
@@ -107,6 +109,11 @@ typedef enum ec_status ec_status;
 /* Returns a short text for a status, such as "file not found"; null for a number that is no status
  * of this library. Do not free it. Logs nothing. Any thread. */
 IXFS_API const char* ixfs_status_text(int status);
+
+/* Returns the version of the library that the program runs with, such as "1.0.0": three decimal
+ * numbers with points between them. Versions with the same first number can stand in for each other.
+ * Do not free it. Logs nothing. Any thread. */
+IXFS_API const char* ixfs_version(void);
 
 enum { IXFS_LOG_ERR = 0, IXFS_LOG_WRN = 1, IXFS_LOG_INF = 2 };
 

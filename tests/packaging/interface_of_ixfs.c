@@ -84,6 +84,7 @@ ASSERT_THAT(HAS_TYPE((ixfs_log_callback)0, log_callback));
 ASSERT_THAT(HAS_TYPE((ixfs_job_log_callback)0, job_log_callback));
 
 ASSERT_FUNCTION(ixfs_status_text, const char*, (int));
+ASSERT_FUNCTION(ixfs_version, const char*, (void));
 
 ASSERT_FUNCTION(ixfs_init, _ixfs_control_t*,
                 (int, void*, ixfs_log_callback, ixfs_job_log_callback, void*));

@@ -1,0 +1,6 @@
+#include "ixfs.h"
+
+const char* ixfs_version(void)
+{
+    return IXFS_VERSION;
+}
