@@ -75,7 +75,7 @@ struct ixfs_prepare_result {
  * three perhaps a half-built view, which the next preparation uses again. The unmount is always
  * tried; only the log shows a failed one.
  *
- * A thread may be cancelled in the call; the result is then freed. Any thread; several at once. */
+ * Any thread; several at once. */
 IXFS_API struct ixfs_prepare_result* ixfs_prepare(const struct ixfs_prepare_request* request);
 
 /* Frees a result with all that it points to. Null is accepted. Logs nothing. Any thread. */

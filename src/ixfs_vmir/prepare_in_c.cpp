@@ -148,7 +148,7 @@ private:
 
 } // namespace
 
-// A thread's cancellation is no std::exception, and must go on.
+// Not every exception is caught: the cancellation of a thread is one, too, and must go on.
 ixfs_prepare_result* ixfs_prepare(const ixfs_prepare_request* request)
 {
     std::unique_ptr<Result> result(new (std::nothrow) Result);
