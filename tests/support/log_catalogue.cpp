@@ -62,7 +62,7 @@ void LogCatalogue::add(const std::string& row)
     for (const Piece& piece : pieces)
         fixed += piece.text.size();
     for (std::sregex_iterator tag(tags.begin(), tags.end(), quoted_tag), end; tag != end; ++tag)
-        rows_[(*tag)[1]].push_back({row, std::stoi(cells[2]), pieces, fixed, in_job_log});
+        rows_[(*tag)[1]].push_back({row, cells[3], std::stoi(cells[2]), pieces, fixed, in_job_log});
 }
 
 LogCatalogue::Pieces LogCatalogue::pieces_of(const std::string& text)
@@ -103,17 +103,29 @@ bool LogCatalogue::matches_from(const Piece* piece, std::string_view message, bo
     return false;
 }
 
-bool LogCatalogue::has(int severity, std::string_view tag, std::string_view message) const
+const LogCatalogue::Row* LogCatalogue::closest(std::string_view tag, std::string_view message) const
 {
     const auto found = rows_.find(tag);
     if (found == rows_.end())
-        return false;
+        return nullptr;
     const Row* closest = nullptr;
     for (const Row& row : found->second) {
         if ((closest == nullptr || row.fixed > closest->fixed) && matches(row.pieces, message))
             closest = &row;
     }
-    return closest != nullptr && closest->severity == severity;
+    return closest;
+}
+
+bool LogCatalogue::has(int severity, std::string_view tag, std::string_view message) const
+{
+    const Row* const row = closest(tag, message);
+    return row != nullptr && row->severity == severity;
+}
+
+std::string_view LogCatalogue::text_for(std::string_view tag, std::string_view message) const
+{
+    const Row* const row = closest(tag, message);
+    return row != nullptr ? std::string_view(row->text) : std::string_view();
 }
 
 bool LogCatalogue::has_in_job_log(std::string_view message) const

@@ -23,6 +23,9 @@ public:
     // leaves least to values. Allocates nothing.
     bool has(int severity, std::string_view tag, std::string_view message) const;
 
+    // The text of that row; empty if no row of this tag is for the message. Allocates nothing.
+    std::string_view text_for(std::string_view tag, std::string_view message) const;
+
     // Whether a row marked "job log" has a text that can become the message.
     bool has_in_job_log(std::string_view message) const;
 
@@ -40,6 +43,7 @@ private:
 
     struct Row {
         std::string source;
+        std::string text;
         int severity;
         Pieces pieces;
         std::size_t fixed; // characters that are no value
@@ -47,6 +51,7 @@ private:
     };
 
     void add(const std::string& row);
+    const Row* closest(std::string_view tag, std::string_view message) const;
     static Pieces pieces_of(const std::string& text);
     static bool matches(const Pieces& pieces, std::string_view message);
     static bool matches_from(const Piece* piece, std::string_view message, bool is_cut);
