@@ -3,6 +3,7 @@
 
 #include "image_test.h"
 #include "interpose.h"
+#include "memory_shortage.h"
 #include "process_state.h"
 
 #include <gmock/gmock.h>
@@ -262,8 +263,22 @@ TEST_F(PrepareInC, EachAllocationBeforeTheHandleMayFail)
         EXPECT_EQ(helper_commands(), Strings{});
     } while (result == nullptr || result->status != EC_NO_HANDLE);
     expect_failure(EC_NO_HANDLE, "no handle could be created");
-    constexpr int result_disks_and_room_for_paths = 4;
-    EXPECT_GE(refused, result_disks_and_room_for_paths);
+    constexpr int result_disks_room_for_paths_and_handle = 5;
+    EXPECT_GE(refused, result_disks_room_for_paths_and_handle);
+}
+
+// Later, the view would be there, and nobody would learn its paths.
+TEST_F(PrepareInC, RoomForThePathsIsMadeBeforeTheImageIsMounted)
+{
+    {
+        const std::size_t two_paths_and_the_end = 3 * sizeof(const char*);
+        const MemoryShortage no_paths(two_paths_and_the_end);
+        prepare();
+        EXPECT_EQ(no_paths.hits(), 1);
+    }
+    expect_failure(EC_NO_MEMORY, "out of memory");
+    EXPECT_EQ(log.take(), Lines{});
+    EXPECT_EQ(helper_commands(), Strings{});
 }
 
 TEST_F(PrepareInC, ImageIsUnmountedWhenMemoryRunsShortInIt)

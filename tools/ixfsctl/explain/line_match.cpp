@@ -86,6 +86,7 @@ std::vector<LineMatch> best_first(std::vector<Candidate>& candidates)
     std::stable_sort(candidates.begin(), candidates.end(),
                      [&](const Candidate& a, const Candidate& b) { return rank(a) < rank(b); });
     std::vector<LineMatch> matches;
+    matches.reserve(candidates.size());
     for (Candidate& candidate : candidates)
         matches.push_back(std::move(candidate.match));
     return matches;
