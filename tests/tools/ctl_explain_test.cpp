@@ -282,6 +282,19 @@ TEST(CtlExplain, LogThatEndsWaitingIsExplained)
               "2 lines of the library; nothing to do\n");
 }
 
+TEST(CtlExplain, LineOfALogThatWasCutIsExplained)
+{
+    const std::string text =
+        explanation_of({"-"}, "ERR _ixfs_umount(): ERR - umount failed for /x");
+    EXPECT_THAT(text, StartsWith("line:       ERR - umount failed for /x, errno = ...\n"));
+}
+
+TEST(CtlExplain, LineThatIsLongerThanAnyOfTheLibraryIsUnknown)
+{
+    const std::string path(1000000, ':');
+    expect_unknown({"-"}, "ERR - umount failed for " + path + ", errno = 16\n");
+}
+
 TEST(CtlExplain, StatusThatALogTellsIsExplainedLast)
 {
     const std::string text = explanation_of(

@@ -11,6 +11,9 @@ namespace
 constexpr std::size_t shortest_part = 4;
 constexpr std::size_t shortest_part_with_values = 8;
 
+// Eight times as long as a message of the library can be. Longer lines are another program's.
+constexpr std::size_t longest_line = 16384;
+
 struct PatternOfRow {
     const LogRow* row;
     Pattern pattern;
@@ -172,6 +175,8 @@ std::vector<LineMatch> find_part(std::string_view line)
 
 std::vector<LineMatch> find_rows_of_whole_line(std::string_view line)
 {
+    if (line.size() > longest_line)
+        return {};
     // A value at the end of the line may be empty or end in blanks; those are no strangers.
     std::vector<LineMatch> matches = find_whole(cut_end(line, newlines));
     if (matches.empty())
@@ -182,5 +187,7 @@ std::vector<LineMatch> find_rows_of_whole_line(std::string_view line)
 std::vector<LineMatch> find_rows(std::string_view line)
 {
     std::vector<LineMatch> matches = find_rows_of_whole_line(line);
-    return !matches.empty() ? matches : find_part(trimmed(line));
+    if (!matches.empty() || line.size() > longest_line)
+        return matches;
+    return find_part(trimmed(line));
 }
