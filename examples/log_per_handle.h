@@ -26,10 +26,11 @@ struct log_slot {
 };
 
 /* As many handles can log at a time. */
-#define FOR_EACH_LOG_SLOT(DO)                                                                      \
-    DO(0)                                                                                          \
-    DO(1) DO(2) DO(3) DO(4) DO(5) DO(6) DO(7) DO(8) DO(9) DO(10) DO(11) DO(12) DO(13) DO(14)       \
-        DO(15)
+/* clang-format off */
+#define FOR_EACH_LOG_SLOT(DO) \
+    DO(0) DO(1) DO(2) DO(3) DO(4) DO(5) DO(6) DO(7) \
+    DO(8) DO(9) DO(10) DO(11) DO(12) DO(13) DO(14) DO(15)
+/* clang-format on */
 
 #define COUNT_LOG_SLOT(number) +1
 #define NAME_LOG_CALLBACK(number) log_to_slot_##number,

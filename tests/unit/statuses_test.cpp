@@ -50,8 +50,8 @@ protected:
     const std::vector<std::string> document = lines_of(IXFS_STATUS_TABLE);
 
     // Number, name, where from, text, what to do.
-    const std::vector<std::smatch> rows =
-        matches(document, std::regex(R"(^\| (\d+) \| `(EC_\w+)` \| ([^|]+) \| ([^|]+) \| [^|]+ \|$)"));
+    const std::vector<std::smatch> rows = matches(
+        document, std::regex(R"(^\| (\d+) \| `(EC_\w+)` \| ([^|]+) \| ([^|]+) \| [^|]+ \|$)"));
 };
 
 TEST_F(Statuses, TableHasNoRowOfAnotherForm)
