@@ -7,15 +7,34 @@
 #include <ixfs.h>
 
 #include <dirent.h>
+#include <mntent.h>
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
 
-/* Some lines hold credentials: print them where nobody else reads. */
-static void print_line(int severity, const char* tag, const char* message)
+#define WORD "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789._:+@%-"
+
+/* The library runs the mount helper through a shell and quotes nothing. So whatever means more than
+ * itself to the shell is refused, and a "-" in front, which the helper would take for an option. */
+static int is_safe(const char* text, const char* allowed, size_t longest)
 {
-    static const char* const names[] = {"error", "warning", "info"};
-    fprintf(stderr, "%-7s %s %s", names[severity], tag, message);
+    const size_t length = strlen(text);
+    return length > 0 && length <= longest && text[0] != '-' && strspn(text, allowed) == length;
+}
+
+/* The server name also becomes the name of a directory. */
+static int is_server_name(const char* text)
+{
+    return is_safe(text, WORD, 255) && strcmp(text, ".") != 0 && strcmp(text, "..") != 0;
+}
+
+/* Prints problems. Some lines of the highest severity are none: their messages begin with "INF -".
+ * What shows the helper's command line shows a credential. */
+static void print_problem(int severity, const char* tag, const char* message)
+{
+    if (severity > IXFS_LOG_WRN || strncmp(message, "INF -", 5) == 0)
+        return;
+    fprintf(stderr, "%s %s", tag, strstr(message, "-cred") == NULL ? message : "helper not run\n");
 }
 
 static int list_clients(const char* mount_point)
@@ -35,26 +54,58 @@ static int list_clients(const char* mount_point)
     return 0;
 }
 
+static int is_mounted(const char* directory)
+{
+    FILE* const table = setmntent("/proc/self/mounts", "r");
+    if (table == NULL)
+        return 1; /* nobody knows */
+    int found = 0;
+    for (const struct mntent* mount = getmntent(table); mount != NULL; mount = getmntent(table))
+        found |= strcmp(mount->mnt_dir, directory) == 0;
+    endmntent(table);
+    return found;
+}
+
+/* EC_OK does not tell that nothing is mounted any more; the mount table does. */
+static int unmount(_ixfs_control_t* handle, const char* mount_point)
+{
+    char directory[1024]; /* mount_point ends with the mount */
+    snprintf(directory, sizeof directory, "%s", mount_point);
+    const ec_status status = ixfs_unmount(handle);
+    if (status != EC_OK)
+        fprintf(stderr, "unmount: %s\n", ixfs_status_text(status));
+    const int still_mounted = is_mounted(directory);
+    if (still_mounted)
+        fprintf(stderr, "still mounted: %s\n", directory);
+    return status != EC_OK || still_mounted;
+}
+
 int main(int argc, char* argv[])
 {
-    char input[512];
+    char input[1024];
     input[fread(input, 1, sizeof input - 1, stdin)] = '\0';
     const char* const mount_cred = strtok(input, "\n");
     const char* const unmount_cred = strtok(NULL, "\n");
-    if (argc != 3 || unmount_cred == NULL) {
-        fputs("usage: mount SERVER PORT < CREDENTIALS\n", stderr);
+    if (argc != 3 || unmount_cred == NULL || !is_server_name(argv[1]) ||
+        !is_safe(mount_cred, WORD "=/", 384) || !is_safe(unmount_cred, WORD "=/", 384)) {
+        fputs("usage: mount SERVER PORT < CREDENTIALS\n"
+              "SERVER is a word of letters, digits and ._:+@%-, a credential of those and =/\n",
+              stderr);
         return 2;
     }
-    _ixfs_control_t* const handle = ixfs_init(IXFS_FLAG_UNMOUNT_CRED, NULL, print_line, NULL, NULL);
+    _ixfs_control_t* const handle =
+        ixfs_init(IXFS_FLAG_UNMOUNT_CRED, NULL, print_problem, NULL, NULL);
     if (handle == NULL)
         return 1;
     int failed = 1;
     const char* const mount_point =
         ixfs_mount(handle, mount_cred, unmount_cred, atoi(argv[2]), argv[1], 30, NULL);
-    if (mount_point == NULL)
-        fprintf(stderr, "not mounted: status %d\n", (int)ixfs_last_error(handle));
-    else
+    if (mount_point == NULL) {
+        fprintf(stderr, "not mounted: %s\n", ixfs_status_text(ixfs_last_error(handle)));
+    } else {
         failed = list_clients(mount_point);
-    ixfs_term(handle); /* unmounts */
+        failed |= unmount(handle, mount_point);
+    }
+    ixfs_term(handle);
     return failed;
 }
