@@ -295,9 +295,9 @@ IXFS_API char* ixfs_mount(_ixfs_control_t* handle, const char* mount_cred, const
  * Returns
  *   EC_OK                 the helper reported success; or no exit status at all, as when it is
  *                         missing or crashes; or any, when it had reported a mount path at the
- *                         mount; or the server stayed too busy for the mount's timeout. So the
- *                         mount may still be there. Also when nothing was mounted; only this clears
- *                         the last status
+ *                         mount: then it runs once only; or the server stayed too busy for the
+ *                         mount's timeout. So the mount may still be there. Also when nothing was
+ *                         mounted; only this clears the last status
  *   EC_INVALID_PARAMETER  invalid or inherited handle; no mount point, as after
  *                         ixfs_recreate_minimal_context; no unmount credential, with
  *                         IXFS_FLAG_UNMOUNT_CRED
@@ -306,8 +306,8 @@ IXFS_API char* ixfs_mount(_ixfs_control_t* handle, const char* mount_cred, const
  * A failure becomes the last status and is logged with severity IXFS_LOG_ERR; an invalid handle is
  * not logged. An inherited handle is neither logged nor written to, and keeps its copy of the
  * record. Two lines of every unmount have that severity, too. With IXFS_FLAG_UNMOUNT_CRED the log
- * shows a shortened command line. An invalid handle that is not null is written to; do not pass
- * one. The handle's thread.
+ * shows a shortened command line; assume that it shows the credential all the same. An invalid
+ * handle that is not null is written to; do not pass one. The handle's thread.
  */
 IXFS_API ec_status ixfs_unmount(_ixfs_control_t* handle);
 
