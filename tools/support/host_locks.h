@@ -30,8 +30,8 @@ std::vector<HostLock> find_view_locks();
 // The processes of this host that wait for a lock, as far as /proc tells this user.
 std::vector<pid_t> processes_waiting_for(const HostLock& lock);
 
-// Deletes a lock that nobody has open, as its last user would have done. False if somebody has it
-// open by now, or with errno if it cannot be deleted.
+// Deletes a lock that nobody has open, as its last user would have done. False, with errno, if it
+// cannot be deleted; EBUSY if somebody has it open by now.
 bool delete_unused(const HostLock& lock);
 
 #endif

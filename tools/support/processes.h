@@ -20,17 +20,36 @@ struct Process {
 // A process, or nothing if it is not there. A zombie is not there.
 std::optional<Process> find_process(pid_t pid);
 
+// "34 s", "12 min", "5 h" or "3 days".
+std::string describe(std::chrono::seconds duration);
+
 // "PID 17444 (ixfs-prepare --server media1 ...), user root, running for 34 s"; a long command is
 // cut.
 std::string describe(const Process& process);
+
+// What a process was started with, credentials and all. Empty if this user may not know.
+std::vector<std::string> arguments_of(pid_t pid);
+
+// Whether a process is in the same namespace as this one, of a kind such as "ipc" or "mnt". False
+// if this user may not know.
+bool shares_namespace(pid_t pid, const std::string& kind);
 
 // The processes that share this process's IPC namespace, without this process. Others take other
 // locks: to them this is another host.
 std::vector<pid_t> processes_of_this_host();
 
-// Of them those that have libixfs loaded, and those that run the mount helper in this mount
-// namespace: the helper, the shell that was started for it, and what these started.
+// How many processes keep their secrets from this user. Each may be one of this host, and what is
+// told below of all processes leaves it out. 0 for root.
+int hidden_processes();
+
+// Of the processes of this host those that have libixfs loaded, and those that run the mount helper
+// in this mount namespace: the helper, the shell that was started for it, and what these started.
 std::vector<Process> processes_with_library();
 std::vector<Process> helper_processes();
+
+// Those among these helpers that nobody waits for any more: the process that started their shell is
+// gone, and nobody reads what they print. A helper that was started by hand is none, nor one that
+// stays behind to serve a mount.
+std::vector<Process> orphaned_helpers(const std::vector<Process>& helpers);
 
 #endif

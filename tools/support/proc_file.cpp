@@ -1,0 +1,84 @@
+#include "proc_file.h"
+
+#include <cerrno>
+#include <charconv>
+#include <climits>
+#include <cstddef>
+#include <cstring>
+#include <dirent.h>
+#include <fcntl.h>
+#include <memory>
+#include <system_error>
+#include <unistd.h>
+
+namespace
+{
+
+struct DirectoryCloser {
+    void operator()(DIR* directory) const { closedir(directory); }
+};
+
+class Descriptor
+{
+public:
+    explicit Descriptor(const std::string& path) : number_(open(path.c_str(), O_RDONLY | O_CLOEXEC))
+    {
+    }
+    ~Descriptor()
+    {
+        if (number_ != -1)
+            close(number_);
+    }
+    Descriptor(const Descriptor&) = delete;
+    Descriptor& operator=(const Descriptor&) = delete;
+
+    int number() const { return number_; }
+
+private:
+    int number_;
+};
+
+} // namespace
+
+std::optional<std::string> read_proc_file(const std::string& path)
+{
+    const Descriptor file(path);
+    if (file.number() == -1)
+        return std::nullopt;
+    std::string text;
+    char bytes[4096];
+    for (;;) {
+        const ssize_t count = read(file.number(), bytes, sizeof(bytes));
+        if (count > 0)
+            text.append(bytes, static_cast<std::size_t>(count));
+        else if (count == 0)
+            return text;
+        else if (errno != EINTR)
+            return std::nullopt;
+    }
+}
+
+std::optional<std::string> read_proc_link(const std::string& path)
+{
+    char target[PATH_MAX];
+    const ssize_t length = readlink(path.c_str(), target, sizeof(target));
+    if (length == -1)
+        return std::nullopt;
+    return std::string(target, static_cast<std::size_t>(length));
+}
+
+std::vector<int> numbers_in_proc(const std::string& folder)
+{
+    std::vector<int> numbers;
+    const std::unique_ptr<DIR, DirectoryCloser> directory(opendir(folder.c_str()));
+    if (directory == nullptr)
+        return numbers;
+    while (const dirent* const entry = readdir(directory.get())) {
+        const char* const end = entry->d_name + std::strlen(entry->d_name);
+        int number = 0;
+        const auto [stop, error] = std::from_chars(entry->d_name, end, number);
+        if (error == std::errc() && stop == end)
+            numbers.push_back(number);
+    }
+    return numbers;
+}
