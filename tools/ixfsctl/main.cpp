@@ -3,6 +3,7 @@
 #include "console.h"
 #include "explain_command.h"
 #include "standard_streams.h"
+#include "status_command.h"
 #include "usage_error.h"
 
 #include <CLI/CLI.hpp>
@@ -34,6 +35,7 @@ Action parse(int argc, char** argv)
     CLI::App app(description, "ixfsctl");
     app.set_version_flag("--version", "ixfsctl " IXFSCTL_VERSION);
     app.require_subcommand(1);
+    add_status_command(app, action);
     add_explain_command(app, action);
     app.footer(footer_text); // now, so that the subcommands do not take it over
     try {
