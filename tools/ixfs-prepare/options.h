@@ -2,28 +2,38 @@
 #ifndef IXFS_PREPARE_OPTIONS_H
 #define IXFS_PREPARE_OPTIONS_H
 
+#include "log_output.h"
+#include "request.h"
+
 #include <string>
-#include <vector>
+
+// Where the two credentials come from. Nothing is set where none are given.
+struct CredentialSource {
+    std::string mount_file;
+    std::string unmount_file;
+    bool standard_input = false;
+};
 
 struct Options {
-    std::string server;
-    int port = 0;
-    int schedule_type = 0; // as the library numbers them
-    unsigned int timeout = 60;
-    std::string backup_id;
-    std::vector<std::string> disks;
-    bool new_disk_uuids = false;
+    // What is to be done, still without credentials and without the disks of `disks_from`. With
+    // `from` it holds what the lines there may leave out, and may be incomplete: then `port` and
+    // `schedule_type` are -1 where they are not given. read_requests() completes and checks it.
+    Request request;
+    CredentialSource credentials;
+    std::string disks_from; // a file of disks, "-" for standard input, or ""
 
-    std::string mount_cred_file; // both empty when the credentials come from standard input
-    std::string unmount_cred_file;
+    std::string from; // a file of VMs, "-" for standard input, or ""
+    int jobs = 1;     // with `from`: how many servers are worked on at once
 
+    bool dry_run = false;
+    bool yes = false; // remove the view (request.remove_view) without asking
     bool json = false;
-    bool quiet = false;
+    LogStyle log;
 
     std::string information; // text of --help or --version; where it is set nothing else is
 };
 
-// Reads and checks the command line. Throws UsageError.
+// Reads the command line, and checks what can be checked without reading a file. Throws UsageError.
 Options parse_options(int argc, char** argv);
 
 #endif

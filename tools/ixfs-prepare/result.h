@@ -29,10 +29,25 @@ struct Result {
     std::string configuration;      // may be there also after a failure
 };
 
+// What --from came to in all.
+struct Summary {
+    int prepared = 0;
+    int failed = 0;
+    int not_started = 0;   // after a signal
+    int still_mounted = 0; // of the prepared and the failed ones
+    std::chrono::milliseconds duration{0};
+};
+
 // The paths, and behind them the configuration, both byte for byte.
 std::string format_text(const Result& result);
 
-// A JSON object; README.md tells its members.
+// Why it failed, in lines without a newline at the end: status, step and disk, what the helper
+// said last, and whether the image is still mounted. Control characters are escaped.
+std::string format_failure(const Result& result);
+
+// A JSON object of many lines, or on one line. README.md tells its members.
 std::string format_json(const Result& result);
+std::string format_json_line(const Result& result);
+std::string format_json_line(const Summary& summary);
 
 #endif
