@@ -1,0 +1,127 @@
+#include "mount_watch.h"
+
+#include "product.h"
+
+#include <algorithm>
+
+namespace
+{
+
+constexpr std::string_view running = "INF - running command - ";
+
+bool begins_with(std::string_view text, std::string_view front)
+{
+    return text.substr(0, front.size()) == front;
+}
+
+// A point may read differently later, when its folder is deleted.
+bool is_same(const Mount& one, const Mount& other)
+{
+    return one.id == other.id && one.parent == other.parent && one.type == other.type &&
+           one.source == other.source;
+}
+
+bool is_among(const Mount& mount, const std::vector<Mount>& others)
+{
+    return std::any_of(others.begin(), others.end(),
+                       [&](const Mount& other) { return is_same(mount, other); });
+}
+
+template <typename Condition>
+std::vector<Mount> those_that(const std::vector<Mount>& mounts, const Condition& condition)
+{
+    std::vector<Mount> found;
+    std::copy_if(mounts.begin(), mounts.end(), std::back_inserter(found), condition);
+    return found;
+}
+
+} // namespace
+
+std::vector<Mount> kept(const std::vector<Mount>& mounts, const std::vector<Mount>& others)
+{
+    return those_that(mounts, [&](const Mount& mount) { return is_among(mount, others); });
+}
+
+std::vector<Mount> without(const std::vector<Mount>& mounts, const std::vector<Mount>& others)
+{
+    return those_that(mounts, [&](const Mount& mount) { return !is_among(mount, others); });
+}
+
+std::vector<Mount> in_folders(const std::vector<Mount>& mounts,
+                              const std::vector<std::string>& folders)
+{
+    return those_that(mounts, [&](const Mount& mount) {
+        return std::any_of(folders.begin(), folders.end(), [&](const std::string& folder) {
+            return is_at_or_below(mount.point, folder);
+        });
+    });
+}
+
+MountWatch::MountWatch(const std::string& server)
+{
+    own_.folders.push_back(mount_base + ("/" + server));
+}
+
+bool MountWatch::take(std::string_view tag, std::string_view message)
+{
+    if (tag == "_ixfs_mount_validate_thread()")
+        return false; // another thread's, at any time
+    if (tag == "ixfs_mount()")
+        return take_mount_line(message);
+    if (tag == "_ixfs_mount_validate()" && stage_ == Stage::mounting)
+        return look_for_new(), true;
+    if (tag == "ixfs_unmount()" && begins_with(message, running)) {
+        stage_ = Stage::unmounting;
+        return false;
+    }
+    return stage_ == Stage::unmounting && look_for_gone();
+}
+
+bool MountWatch::take_mount_line(std::string_view message)
+{
+    if (stage_ == Stage::before_helper && begins_with(message, running)) {
+        stage_ = Stage::mounting;
+        before_ = read_mount_table();
+        own_.before = in_folders(before_, own_.folders);
+        return true;
+    }
+    if (begins_with(message, "INF - mount point - ")) // the mutex is given up
+        stage_ = Stage::mounted;
+    if (stage_ != Stage::mounting)
+        return false;
+    if (begins_with(message, "MOUNTPOINT= "))
+        add_folder_of(message);
+    look_for_new();
+    return true;
+}
+
+// The line repeats the helper's. The mount point is what follows its last "=".
+void MountWatch::add_folder_of(std::string_view message)
+{
+    std::string folder(message.substr(message.rfind('=') + 1));
+    while (!folder.empty() && (folder.back() == '\n' || folder.back() == '/'))
+        folder.pop_back();
+    if (folder.empty() || folder.front() != '/' ||
+        std::find(own_.folders.begin(), own_.folders.end(), folder) != own_.folders.end())
+        return;
+    own_.folders.push_back(folder);
+    own_.before = in_folders(before_, own_.folders);
+}
+
+void MountWatch::look_for_new()
+{
+    own_.made = without(mounts_in_folders(), before_);
+}
+
+bool MountWatch::look_for_gone()
+{
+    const std::size_t count = own_.made.size();
+    if (count != 0)
+        own_.made = kept(own_.made, read_mount_table());
+    return own_.made.size() != count;
+}
+
+std::vector<Mount> MountWatch::mounts_in_folders() const
+{
+    return in_folders(read_mount_table(), own_.folders);
+}
