@@ -39,11 +39,10 @@ bool shares_namespace(pid_t pid, const std::string& kind);
 std::vector<pid_t> processes_of_this_host();
 
 // How many processes keep their secrets from this user. Each may be one of this host, and what is
-// told below of all processes leaves it out. None for root.
+// told below of all processes leaves it out. 0 for root.
 int hidden_processes();
 
-// Of the processes of this host those that have libixfs loaded (other than
-// ixfsctl, which never mounts), and those that run the mount helper
+// Of the processes of this host those that have libixfs loaded, and those that run the mount helper
 // in this mount namespace: the helper, the shell that was started for it, and what these started.
 std::vector<Process> processes_with_library();
 std::vector<Process> helper_processes();

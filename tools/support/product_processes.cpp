@@ -18,18 +18,6 @@ std::string proc_path(pid_t pid, const std::string& file)
     return "/proc/" + std::to_string(pid) + "/" + file;
 }
 
-bool ends_with(const std::string& text, const std::string& end)
-{
-    return text.size() >= end.size() &&
-           text.compare(text.size() - end.size(), end.size(), end) == 0;
-}
-
-// ixfsctl may have the library loaded, but mounts nothing.
-bool is_onlooker(pid_t pid)
-{
-    return ends_with(read_proc_link(proc_path(pid, "exe")).value_or(""), "/ixfsctl");
-}
-
 // Each line of the process's maps ends in the path of a file, if it maps one.
 bool has_library(pid_t pid)
 {
@@ -129,8 +117,8 @@ bool is_open_elsewhere(const std::string& file, const std::set<pid_t>& these)
 std::vector<Process> processes_with_library()
 {
     std::vector<pid_t> pids = processes_of_this_host();
-    const auto others = std::remove_if(
-        pids.begin(), pids.end(), [](pid_t pid) { return !has_library(pid) || is_onlooker(pid); });
+    const auto others =
+        std::remove_if(pids.begin(), pids.end(), [](pid_t pid) { return !has_library(pid); });
     pids.erase(others, pids.end());
     return found_of(pids);
 }
