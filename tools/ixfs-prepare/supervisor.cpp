@@ -1,0 +1,132 @@
+#include "supervisor.h"
+
+#include "progress.h"
+
+#include <cerrno>
+#include <poll.h>
+#include <string>
+#include <system_error>
+
+namespace
+{
+
+constexpr int milliseconds_of_progress = 500; // how often times in it are shown anew
+
+// Of several at once, what fits on a line.
+std::string progress_of_all(const std::list<Preparation>& running, const Queue& queue,
+                            std::size_t failed)
+{
+    const auto now = Phase::Time::clock::now();
+    if (queue.all() == 1)
+        return progress_of(running.front().phase(), running.front().request().server, now);
+    std::string line =
+        std::to_string(queue.done()) + " of " + std::to_string(queue.all()) + " done";
+    if (failed != 0)
+        line += ", " + std::to_string(failed) + " failed";
+    for (const Preparation& preparation : running) {
+        const Request& request = preparation.request();
+        line += "; " + request.server + " " + request.backup_id + ": " +
+                progress_of(preparation.phase(), request.server, now);
+    }
+    return line;
+}
+
+} // namespace
+
+void Supervisor::run(const std::vector<Request>& requests, int jobs, const OnResult& on_result)
+{
+    Queue queue(requests, jobs);
+    start_more(requests, queue);
+    while (!running_.empty()) {
+        show_progress(queue);
+        wait_for_something();
+        take_signals();
+        if (gave_up_)
+            break;
+        take_ended(queue, on_result);
+        if (signal_ != 0)
+            queue.stop();
+        start_more(requests, queue);
+    }
+    console_.hide_progress();
+}
+
+void Supervisor::start_more(const std::vector<Request>& requests, Queue& queue)
+{
+    while (const std::optional<std::size_t> number = queue.begin_next())
+        running_.emplace_back(requests[*number], voice_, [this] { signals_.let_through(); });
+}
+
+void Supervisor::wait_for_something()
+{
+    std::vector<pollfd> descriptors{{signals_.descriptor().number(), POLLIN, 0}};
+    for (Preparation& preparation : running_) {
+        descriptors.push_back({preparation.records_descriptor(), POLLIN, 0});
+        descriptors.push_back({preparation.errors_descriptor(), POLLIN, 0}); // -1 is passed over
+    }
+    poll(descriptors.data(), descriptors.size(),
+         console_.shows_progress() ? milliseconds_of_progress : -1);
+}
+
+void Supervisor::take_signals()
+{
+    while (const int signal = signals_.take()) {
+        if (signal_ != 0)
+            return give_up();
+        answer_first_signal(signal);
+    }
+}
+
+void Supervisor::answer_first_signal(int signal)
+{
+    signal_ = signal;
+    voice_.say("finishing; the image will be unmounted; again to give up");
+}
+
+void Supervisor::give_up()
+{
+    gave_up_ = true;
+    console_.hide_progress();
+    for (Preparation& preparation : running_)
+        preparation.give_up();
+}
+
+void Supervisor::take_ended(Queue& queue, const OnResult& on_result)
+{
+    for (auto preparation = running_.begin(); preparation != running_.end();) {
+        const bool goes_on = preparation->read_records();
+        preparation->read_errors();
+        if (goes_on) {
+            if (signal_ != 0)
+                preparation->cut_short();
+            ++preparation;
+            continue;
+        }
+        const Result result = preparation->finish(signal_);
+        queue.ended(result.server);
+        failed_ += result.status != 0 ? 1 : 0;
+        on_result(result);
+        preparation = running_.erase(preparation);
+    }
+    announce_pauses();
+}
+
+// Elsewhere than in the progress line, and only to one who waits for the end.
+void Supervisor::announce_pauses()
+{
+    if (signal_ == 0 || console_.shows_progress())
+        return;
+    for (Preparation& preparation : running_) {
+        if (const std::optional<long> left = preparation.pause_to_announce())
+            voice_.say("waiting for the configuration of " + preparation.request().backup_id +
+                       ", which cannot be cut short: up to " + std::to_string(*left) + " s");
+    }
+}
+
+void Supervisor::show_progress(const Queue& queue)
+{
+    if (!console_.shows_progress())
+        return;
+    const std::string line = progress_of_all(running_, queue, failed_);
+    console_.show_progress(signal_ != 0 ? "finishing: " + line : line);
+}
