@@ -1,6 +1,7 @@
 #include "credentials.h"
 
 #include "helper_argument.h"
+#include "text_lines.h"
 #include "usage_error.h"
 
 #include <cerrno>
@@ -23,9 +24,10 @@ std::string read_line(std::istream& stream, const std::string& source)
     return line;
 }
 
-std::string read_file(const std::string& name)
+std::string read_file(const std::string& path)
 {
-    std::ifstream file(name);
+    std::ifstream file(path);
+    const std::string name = shown_name(path);
     if (!file)
         throw UsageError(name + ": " + std::generic_category().message(errno));
     std::string credential = read_line(file, name);
@@ -45,17 +47,21 @@ void check(const std::string& credential, const std::string& server, const std::
 
 } // namespace
 
-Credentials read_credentials(const Options& options)
+Credentials read_credentials(const CredentialSource& source)
 {
     Credentials credentials;
-    if (options.mount_cred_file.empty()) {
+    if (source.standard_input) {
         credentials.mount = read_line(std::cin, "standard input, line 1");
         credentials.unmount = read_line(std::cin, "standard input, line 2");
-    } else {
-        credentials.mount = read_file(options.mount_cred_file);
-        credentials.unmount = read_file(options.unmount_cred_file);
+    } else if (!source.mount_file.empty()) {
+        credentials.mount = read_file(source.mount_file);
+        credentials.unmount = read_file(source.unmount_file);
     }
-    check(credentials.mount, options.server, "mount credential");
-    check(credentials.unmount, options.server, "unmount credential");
     return credentials;
+}
+
+void check_credentials(const Credentials& credentials, const std::string& server)
+{
+    check(credentials.mount, server, "mount credential");
+    check(credentials.unmount, server, "unmount credential");
 }

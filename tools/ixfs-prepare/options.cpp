@@ -1,25 +1,41 @@
 #include "options.h"
 
+#include "help_format.h"
 #include "helper_argument.h"
+#include "stray_argument.h"
 #include "usage_error.h"
+#include "values.h"
 
 #include <CLI/CLI.hpp>
-#include <algorithm>
 #include <charconv>
 #include <limits>
+#include <memory>
 #include <system_error>
 
 namespace
 {
 
 constexpr const char* description =
-    "Prepares a VM for instant recovery from a stored backup image: mounts the image, builds the\n"
-    "view of the VM's disks in it, unmounts, and prints the VM configuration and the paths of the\n"
+    "Prepares a VM for instant recovery from a stored backup image: mounts the image, builds the "
+    "view of the VM's disks in it, unmounts, and prints the VM configuration and the paths of the "
     "new disk descriptors. Log lines go to standard error.";
 
 constexpr const char* footer_text =
-    "Credentials are read from two files or from standard input, never from the command line.\n"
-    "Exit status: 0 prepared, 1 preparation failed or result not written, 2 bad usage.";
+    "Credentials are read from files or from standard input, never from the command line.\n\n"
+    "Exit status:\n"
+    "  0    prepared; with --from: all VMs\n"
+    "  1    a preparation failed, or the result could not be written\n"
+    "  2    bad usage; nothing was done\n"
+    "  3    the image is still mounted\n"
+    "  129, 130, 143    ended by SIGHUP, SIGINT, SIGTERM";
+
+constexpr int highest_jobs = 1000;
+
+constexpr const char* image_group = "Image (each is needed, unless --from has it)";
+constexpr const char* disk_group = "Disks";
+constexpr const char* credential_group = "Credentials";
+constexpr const char* work_group = "What to do, other than to prepare one VM";
+constexpr const char* output_group = "Output";
 
 // Registers an option whose value is a plain decimal number; CLI11 alone would also take octal and
 // hexadecimal ones.
@@ -40,97 +56,140 @@ CLI::Option* add_number(CLI::App& app, const std::string& name, Number& target, 
     return app.add_option_function<std::string>(name, parse, help)->type_name("NUMBER");
 }
 
-// The client, the id's front, becomes a directory name.
-std::string check_backup_id(const std::string& value)
+void add_image_options(CLI::App& app, Request& request)
 {
-    if (value.empty())
-        return "must not be empty";
-    if (value.find('/') != std::string::npos)
-        return "must not hold a \"/\", since it becomes a directory name";
-    return "";
-}
-
-bool has_parent_segment(const std::string& path)
-{
-    return ("/" + path + "/").find("/../") != std::string::npos;
-}
-
-// What lies behind the "[<datastore>]" of a path in datastore form.
-std::string without_datastore(const std::string& path)
-{
-    const std::size_t start = path.find_first_not_of(' ', path.find(']') + 1);
-    return start != std::string::npos ? path.substr(start) : "";
-}
-
-// A path with ".." could lead out of the image.
-std::string check_disk(const std::string& value)
-{
-    if (value.empty())
-        return "must not be empty";
-    if (has_parent_segment(value) || has_parent_segment(without_datastore(value)))
-        return "must not hold a \"..\" segment";
-    return "";
-}
-
-void add_image_options(CLI::App& app, Options& options)
-{
-    app.add_option("--server", options.server, "Media server that holds the image")
-        ->required()
+    app.add_option("--server", request.server, "Media server that holds the image")
         ->type_name("NAME")
-        ->check(check_server_name);
-    add_number(app, "--port", options.port, 1, 65535, "The server's port")->required();
-    const auto set_schedule = [&options](const std::string& name) {
-        options.schedule_type = name == "full" ? 0 : 1;
+        ->check(check_server_name)
+        ->group(image_group);
+    add_number(app, "--port", request.port, lowest_port, highest_port, "The server's port")
+        ->group(image_group);
+    const auto set_schedule = [&request](const std::string& name) {
+        request.schedule_type = schedule_number(name);
     };
     app.add_option_function<std::string>("--schedule", set_schedule,
                                          "Kind of backup that made the image: full or incr")
-        ->required()
         ->type_name("KIND")
-        ->check(CLI::IsMember({"full", "incr"}));
-    add_number(app, "--timeout", options.timeout, 0U, std::numeric_limits<unsigned int>::max(),
-               "Seconds to try again while the server is too busy; more than 60 is taken as 60, 0 "
-               "means one try")
-        ->default_str(std::to_string(options.timeout));
-    app.add_option("--backup-id", options.backup_id, "The image: <client>_<time>")
-        ->required()
+        ->check(CLI::IsMember({"full", "incr"}))
+        ->group(image_group);
+    app.add_option("--backup-id", request.backup_id, "The image: <client>_<time>")
         ->type_name("ID")
-        ->check(check_backup_id);
-    app.add_option("--disk", options.disks,
-                   "A disk's descriptor in datastore form, \"[<datastore>] "
-                   "...backups/.../<disk>.vmdk.desc\"; once for each disk of the VM")
-        ->required()
-        ->allow_extra_args(false)
-        ->type_name("PATH")
-        ->check(check_disk);
-    app.add_flag("--new-disk-uuids", options.new_disk_uuids,
-                 "Give each descriptor copy a disk UUID of its own");
+        ->check(check_backup_id)
+        ->group(image_group);
+    add_number(app, "--timeout", request.timeout, 0U, std::numeric_limits<unsigned int>::max(),
+               "Seconds to try again while the server is too busy; 60 if not given. More than 60 "
+               "is taken as 60, 0 means one try")
+        ->group(image_group);
 }
 
-void add_credential_options(CLI::App& app, Options& options, bool& from_stdin)
+void add_disk_options(CLI::App& app, Options& options)
+{
+    app.add_option("--disk", options.request.disks,
+                   "A disk's descriptor in datastore form, \"[<datastore>] "
+                   "...backups/.../<disk>.vmdk.desc\". Repeat --disk for each disk of the VM")
+        ->allow_extra_args(false)
+        ->type_name("PATH")
+        ->group(disk_group);
+    app.add_option("--disks-from", options.disks_from,
+                   "A list of more disks, one a line; - is standard input")
+        ->type_name("FILE")
+        ->group(disk_group);
+    app.add_flag("--new-disk-uuids", options.request.new_disk_uuids,
+                 "Give each descriptor copy a disk UUID of its own")
+        ->group(disk_group);
+}
+
+void add_credential_options(CLI::App& app, CredentialSource& source)
 {
     CLI::Option* const mount =
-        app.add_option("--mount-cred-file", options.mount_cred_file, "Holds the mount credential");
-    CLI::Option* const unmount = app.add_option("--unmount-cred-file", options.unmount_cred_file,
-                                                "Holds the unmount credential");
-    mount->type_name("FILE")->needs(unmount);
-    unmount->type_name("FILE")->needs(mount);
-    app.add_flag("--creds-stdin", from_stdin,
+        app.add_option("--mount-cred-file", source.mount_file, "Holds the mount credential");
+    CLI::Option* const unmount =
+        app.add_option("--unmount-cred-file", source.unmount_file, "Holds the unmount credential");
+    mount->type_name("FILE")->needs(unmount)->group(credential_group);
+    unmount->type_name("FILE")->needs(mount)->group(credential_group);
+    app.add_flag("--creds-stdin", source.standard_input,
                  "Read the mount credential from the first line of standard input, the unmount "
                  "credential from the second")
         ->excludes(mount)
-        ->excludes(unmount);
+        ->excludes(unmount)
+        ->group(credential_group);
 }
 
-// Names an argument that nobody asked for. What may be a credential is not repeated, only the name
-// of a long option.
-std::string describe_unexpected(const std::vector<std::string>& arguments)
+void add_work_options(CLI::App& app, Options& options)
 {
-    const auto long_option =
-        std::find_if(arguments.begin(), arguments.end(),
-                     [](const std::string& argument) { return argument.rfind("--", 0) == 0; });
-    if (long_option == arguments.end())
-        return "an argument was not expected";
-    return "unknown option: " + long_option->substr(0, long_option->find('='));
+    CLI::Option* const from =
+        app.add_option("--from", options.from,
+                       "Prepare many VMs: a list of JSON lines, one VM each; - is standard input. "
+                       "What a line leaves out comes from the other options. Prints one JSON line "
+                       "for each VM, and a summary");
+    from->type_name("FILE")->group(work_group);
+    add_number(app, "--jobs", options.jobs, 1, highest_jobs,
+               "With --from: how many servers to work on at once; 1 if not given")
+        ->needs(from)
+        ->group(work_group);
+    app.add_flag("--dry-run", options.dry_run,
+                 "Check all arguments, print every path of every disk, and mount nothing")
+        ->group(work_group);
+    CLI::Option* const remove =
+        app.add_flag("--remove-view", options.request.remove_view,
+                     "Remove the image's view with all that is in it. Asks before. Needs no disk");
+    remove->group(work_group)->excludes(from);
+    for (const char* name : {"--disk", "--disks-from", "--new-disk-uuids"})
+        remove->excludes(app.get_option(name));
+    app.add_flag("--yes", options.yes, "With --remove-view: do not ask")
+        ->needs(remove)
+        ->group(work_group);
+}
+
+void add_output_options(CLI::App& app, Options& options)
+{
+    app.add_flag("--json", options.json, "Print the result as JSON on standard output")
+        ->group(output_group);
+    app.add_flag("--quiet", options.log.quiet,
+                 "Print only log lines that report a problem: of severity ERR, without those that "
+                 "begin with \"INF -\"")
+        ->group(output_group);
+    const auto set_format = [&options](const std::string& name) {
+        options.log.format = name == "json" ? LogFormat::json : LogFormat::text;
+    };
+    app.add_option_function<std::string>("--log-format", set_format,
+                                         "How log lines look: text or json")
+        ->type_name("FORMAT")
+        ->check(CLI::IsMember({"text", "json"}))
+        ->group(output_group);
+    app.add_flag_callback(
+           "--no-timestamps", [&options] { options.log.timestamps = false; },
+           "Leave the time out of log lines")
+        ->group(output_group);
+}
+
+void require(bool given, const std::string& option)
+{
+    if (!given)
+        throw UsageError(option + " is required");
+}
+
+// What one VM needs. A list of VMs may say it all itself.
+void check_complete(const Options& options)
+{
+    const Request& request = options.request;
+    require(!request.server.empty(), "--server");
+    require(request.port != 0, "--port");
+    require(request.schedule_type != -1, "--schedule");
+    require(!request.backup_id.empty(), "--backup-id");
+    require(request.remove_view || !request.disks.empty() || !options.disks_from.empty(), "--disk");
+    if (!options.credentials.standard_input && options.credentials.mount_file.empty())
+        throw UsageError("credentials are missing: give --mount-cred-file and --unmount-cred-file, "
+                         "or --creds-stdin");
+}
+
+void check_standard_input(const Options& options)
+{
+    const int readers = (options.credentials.standard_input ? 1 : 0) +
+                        (options.disks_from == "-" ? 1 : 0) + (options.from == "-" ? 1 : 0);
+    if (readers > 1)
+        throw UsageError("standard input can be one thing only: --creds-stdin, --disks-from - or "
+                         "--from -");
 }
 
 } // namespace
@@ -138,16 +197,16 @@ std::string describe_unexpected(const std::vector<std::string>& arguments)
 Options parse_options(int argc, char** argv)
 {
     Options options;
-    bool creds_from_stdin = false;
+    options.request.schedule_type = -1;
     CLI::App app(description, "ixfs-prepare");
+    app.formatter(std::make_shared<HelpFormat>());
     app.footer(footer_text);
     app.set_version_flag("--version", "ixfs-prepare " IXFS_PREPARE_VERSION);
-    add_image_options(app, options);
-    add_credential_options(app, options, creds_from_stdin);
-    app.add_flag("--json", options.json, "Print the result as JSON on standard output");
-    app.add_flag("--quiet", options.quiet,
-                 "Print only the log lines of severity ERR; those that begin with \"INF -\" are no "
-                 "errors");
+    add_image_options(app, options.request);
+    add_disk_options(app, options);
+    add_credential_options(app, options.credentials);
+    add_work_options(app, options);
+    add_output_options(app, options);
 
     try {
         app.parse(argc, argv);
@@ -158,12 +217,13 @@ Options parse_options(int argc, char** argv)
         options.information = version.what() + std::string("\n");
         return options;
     } catch (const CLI::ExtrasError&) {
-        throw UsageError(describe_unexpected(app.remaining()));
+        throw UsageError(describe_stray_argument({argv + 1, argv + argc}, app.remaining()));
     } catch (const CLI::ParseError& error) {
         throw UsageError(error.what());
     }
-    if (!creds_from_stdin && options.mount_cred_file.empty())
-        throw UsageError("credentials are missing: give --mount-cred-file and --unmount-cred-file, "
-                         "or --creds-stdin");
+    options.log.names_vm = !options.from.empty();
+    if (options.from.empty())
+        check_complete(options);
+    check_standard_input(options);
     return options;
 }

@@ -16,8 +16,8 @@ struct CredentialSource {
 
 struct Options {
     // What is to be done, still without credentials and without the disks of `disks_from`. With
-    // `from` it holds what the lines there may leave out, and may be incomplete: then `port` and
-    // `schedule_type` are -1 where they are not given. read_requests() completes and checks it.
+    // `from` it holds what the lines there may leave out, and may be incomplete: `port` is then 0 and
+    // `schedule_type` -1 where it is not given. read_requests() completes and checks it.
     Request request;
     CredentialSource credentials;
     std::string disks_from; // a file of disks, "-" for standard input, or ""

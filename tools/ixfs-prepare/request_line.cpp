@@ -1,0 +1,175 @@
+#include "request_line.h"
+
+#include "credentials.h"
+#include "helper_argument.h"
+#include "log_text.h"
+#include "usage_error.h"
+#include "values.h"
+
+#include <functional>
+#include <limits>
+#include <map>
+#include <nlohmann/json.hpp>
+
+namespace
+{
+
+using nlohmann::json;
+
+std::string text_of(const json& value)
+{
+    if (!value.is_string())
+        throw UsageError("must be a string");
+    return value.get<std::string>();
+}
+
+template <typename Number>
+Number number_of(const json& value, Number lowest, Number highest)
+{
+    if (!value.is_number_unsigned() || value.get<std::uint64_t>() < lowest ||
+        value.get<std::uint64_t>() > highest)
+        throw UsageError("must be a whole number from " + std::to_string(lowest) + " to " +
+                         std::to_string(highest));
+    return value.get<Number>();
+}
+
+bool flag_of(const json& value)
+{
+    if (!value.is_boolean())
+        throw UsageError("must be true or false");
+    return value.get<bool>();
+}
+
+std::vector<std::string> texts_of(const json& value)
+{
+    if (!value.is_array() || value.empty())
+        throw UsageError("must be an array of strings, and not empty");
+    std::vector<std::string> texts;
+    for (const json& text : value)
+        texts.push_back(text_of(text));
+    return texts;
+}
+
+std::string checked(std::string text, std::string (*check)(const std::string&))
+{
+    const std::string problem = check(text);
+    if (!problem.empty())
+        throw UsageError(problem);
+    return text;
+}
+
+int schedule_of(const json& value)
+{
+    const int number = schedule_number(text_of(value));
+    if (number == -1)
+        throw UsageError("must be \"full\" or \"incr\"");
+    return number;
+}
+
+// Reads the members of a line.
+class Reader
+{
+public:
+    explicit Reader(const Request& defaults) { line_.request = defaults; }
+
+    RequestLine read(const json& object)
+    {
+        for (const auto& [name, value] : object.items())
+            take(name, value);
+        take_credentials();
+        return std::move(line_);
+    }
+
+private:
+    using Take = void (Reader::*)(const json&);
+
+    void server(const json& value)
+    {
+        line_.request.server = checked(text_of(value), check_server_name);
+    }
+    void port(const json& value)
+    {
+        line_.request.port =
+            static_cast<int>(number_of<unsigned int>(value, lowest_port, highest_port));
+    }
+    void schedule(const json& value) { line_.request.schedule_type = schedule_of(value); }
+    void backup_id(const json& value)
+    {
+        line_.request.backup_id = checked(text_of(value), check_backup_id);
+    }
+    void disks(const json& value)
+    {
+        line_.request.disks = texts_of(value);
+        line_.has_disks = true;
+    }
+    void new_disk_uuids(const json& value) { line_.request.new_disk_uuids = flag_of(value); }
+    void timeout(const json& value)
+    {
+        line_.request.timeout = number_of(value, 0U, std::numeric_limits<unsigned int>::max());
+    }
+    void mount_cred(const json& value) { credentials_.mount = text_of(value); }
+    void unmount_cred(const json& value) { credentials_.unmount = text_of(value); }
+    void mount_cred_file(const json& value) { files_.mount_file = text_of(value); }
+    void unmount_cred_file(const json& value) { files_.unmount_file = text_of(value); }
+
+    void take(const std::string& name, const json& value)
+    {
+        static const std::map<std::string, Take> members = {
+            {"server", &Reader::server},
+            {"port", &Reader::port},
+            {"schedule", &Reader::schedule},
+            {"backup_id", &Reader::backup_id},
+            {"disks", &Reader::disks},
+            {"new_disk_uuids", &Reader::new_disk_uuids},
+            {"timeout", &Reader::timeout},
+            {"mount_cred", &Reader::mount_cred},
+            {"unmount_cred", &Reader::unmount_cred},
+            {"mount_cred_file", &Reader::mount_cred_file},
+            {"unmount_cred_file", &Reader::unmount_cred_file}};
+        const auto member = members.find(name);
+        if (member == members.end())
+            throw UsageError("unknown member \"" + escape_control_characters(name) + "\"");
+        try {
+            (this->*member->second)(value);
+        } catch (const UsageError& error) {
+            throw UsageError(name + ": " + error.what());
+        }
+    }
+
+    // Both of the line, or both of the defaults.
+    void take_credentials()
+    {
+        if (credentials_.mount.empty() != credentials_.unmount.empty())
+            throw UsageError("mount_cred and unmount_cred must be given together");
+        if (files_.mount_file.empty() != files_.unmount_file.empty())
+            throw UsageError("mount_cred_file and unmount_cred_file must be given together");
+        line_.has_credentials = !credentials_.mount.empty();
+        const bool has_files = !files_.mount_file.empty();
+        if (line_.has_credentials && has_files)
+            throw UsageError("credentials must be given in files or in the line, not in both");
+        if (line_.has_credentials)
+            line_.request.credentials = credentials_;
+        else if (has_files)
+            line_.request.credentials = read_credentials(files_);
+    }
+
+    RequestLine line_;
+    Credentials credentials_;
+    CredentialSource files_;
+};
+
+json parse(const std::string& text)
+{
+    // The parser's own message may show what it has read, such as a credential.
+    json object = json::parse(text, nullptr, false);
+    if (!object.is_object())
+        throw UsageError("is no JSON object");
+    return object;
+}
+
+} // namespace
+
+RequestLine parse_request_line(const std::string& text, const Request& defaults)
+{
+    return Reader(defaults).read(parse(text));
+}

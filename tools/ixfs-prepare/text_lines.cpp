@@ -1,0 +1,44 @@
+#include "text_lines.h"
+
+#include "log_text.h"
+#include "usage_error.h"
+
+#include <cerrno>
+#include <fstream>
+#include <iostream>
+#include <system_error>
+
+namespace
+{
+
+std::vector<TextLine> lines_of(std::istream& stream, const std::string& name)
+{
+    std::vector<TextLine> lines;
+    std::string line;
+    for (unsigned long number = 1; std::getline(stream, line); ++number) {
+        if (!line.empty() && line.back() == '\r')
+            line.pop_back();
+        if (!line.empty())
+            lines.push_back({line, name + ", line " + std::to_string(number)});
+    }
+    if (stream.bad())
+        throw UsageError(name + ": cannot be read");
+    return lines;
+}
+
+} // namespace
+
+std::vector<TextLine> read_lines(const std::string& name)
+{
+    if (name == "-")
+        return lines_of(std::cin, shown_name(name));
+    std::ifstream file(name);
+    if (!file)
+        throw UsageError(shown_name(name) + ": " + std::generic_category().message(errno));
+    return lines_of(file, shown_name(name));
+}
+
+std::string shown_name(const std::string& name)
+{
+    return name == "-" ? "standard input" : escape_control_characters(name);
+}
