@@ -1,34 +1,31 @@
-// ixfs-prepare: prepares a VM for instant recovery from the command line.
+// ixfs-prepare: prepares VMs for instant recovery from the command line.
 #include "confirm.h"
+#include "console.h"
 #include "dry_run.h"
 #include "image_plan.h"
-#include "log_output.h"
 #include "options.h"
+#include "report.h"
 #include "requests.h"
-#include "result.h"
 #include "standard_streams.h"
+#include "supervisor.h"
 #include "usage_error.h"
-
-#include <ixfs_vmir.h>
+#include "voice.h"
 
 #include <cerrno>
-#include <chrono>
 #include <exception>
-#include <mutex>
+#include <optional>
 #include <system_error>
 #include <unistd.h>
 
 namespace
 {
 
-enum ExitStatus { exit_success = 0, exit_failure = 1, exit_bad_usage = 2 };
-
 void complain(const std::string& text)
 {
     write_all(STDERR_FILENO, "ixfs-prepare: " + text + "\n");
 }
 
-ExitStatus print(const std::string& text)
+int print(const std::string& text)
 {
     if (write_all(STDOUT_FILENO, text))
         return exit_success;
@@ -36,66 +33,7 @@ ExitStatus print(const std::string& text)
     return exit_failure;
 }
 
-LogOutput log_output{LogStyle{}};
-LogContext log_context;
-
-void log_line(int severity, const char* tag, const char* message) noexcept
-{
-    static std::mutex one_at_a_time;
-    try {
-        const std::string line = log_output.format(std::chrono::system_clock::now(), severity, tag,
-                                                   message, log_context);
-        const std::lock_guard<std::mutex> guard(one_at_a_time);
-        write_all(STDERR_FILENO, line);
-    } catch (const std::exception&) {
-        // A callback must not throw, and there is nowhere left to say that a line was lost.
-    }
-}
-
-Result prepare(const Request& request)
-{
-    MountCreds creds{};
-    creds.server = request.server.c_str();
-    creds.port = request.port;
-    creds.schedule_type = request.schedule_type;
-    creds.timeout = request.timeout;
-    creds.mount_cred = request.credentials.mount.c_str();
-    creds.unmount_cred = request.credentials.unmount.c_str();
-    creds.backup_id = request.backup_id;
-    LogInfo log{nullptr, log_line};
-    std::vector<std::string> disks = request.disks;
-
-    Result result;
-    result.server = request.server;
-    result.backup_id = request.backup_id;
-    try {
-        const ec_status status = ixfs_prepare_vmir(creds, disks, &log, result.configuration,
-                                                   result.paths, request.new_disk_uuids);
-        result.status = status;
-        result.status_text = ixfs_status_text(status);
-    } catch (const std::exception& error) { // no status of the library's: memory, random source
-        result.status = EC_SYSTEM_ERROR;
-        result.status_text = error.what();
-    }
-    return result;
-}
-
-ExitStatus report(const Result& result, bool json)
-{
-    const bool prepared = result.status == EC_OK;
-    if (!prepared)
-        write_all(STDERR_FILENO,
-                  log_output.format_own(std::chrono::system_clock::now(), IXFS_LOG_ERR,
-                                        format_failure(result), log_context));
-    ExitStatus printed = exit_success;
-    if (json)
-        printed = print(format_json(result));
-    else if (prepared)
-        printed = print(format_text(result));
-    return prepared ? printed : exit_failure;
-}
-
-ExitStatus dry_run(const std::vector<Request>& requests, const Options& options)
+int dry_run(const std::vector<Request>& requests, const Options& options)
 {
     std::string text;
     for (const Request& request : requests) {
@@ -107,7 +45,50 @@ ExitStatus dry_run(const std::vector<Request>& requests, const Options& options)
     return print(text);
 }
 
-ExitStatus run(int argc, char** argv)
+bool is_agreed(const Request& request)
+{
+    return confirm("Remove " + plan_image(request).view_folder + " with all that is in it?");
+}
+
+// What the supervisor ended with.
+struct Ending {
+    int signal;
+    bool gave_up;
+};
+
+Ending supervise(const std::vector<Request>& requests, int jobs, Console& console,
+                 const Voice& voice, const Supervisor::OnResult& on_result)
+{
+    Supervisor supervisor(console, voice);
+    supervisor.run(requests, jobs, on_result);
+    return {supervisor.signal(), supervisor.gave_up()};
+}
+
+int work_on_list(const std::vector<Request>& requests, const Options& options, Console& console,
+                 const Voice& voice)
+{
+    Report report(options, voice);
+    const Ending ending = supervise(requests, options.jobs, console, voice,
+                                    [&](const Result& result) { report.take(result); });
+    if (!ending.gave_up)
+        report.summarize(requests.size());
+    return report.exit_status(ending.signal);
+}
+
+// The result is printed when signals are no longer held back: the output may not be read.
+int work_on_one(const std::vector<Request>& requests, const Options& options, Console& console,
+                const Voice& voice)
+{
+    Report report(options, voice);
+    std::optional<Result> result;
+    const Ending ending =
+        supervise(requests, 1, console, voice, [&](const Result& single) { result = single; });
+    if (result)
+        report.take(*result);
+    return report.exit_status(ending.signal);
+}
+
+int run(int argc, char** argv)
 {
     const Options options = parse_options(argc, argv);
     if (!options.information.empty())
@@ -115,15 +96,12 @@ ExitStatus run(int argc, char** argv)
     const std::vector<Request> requests = read_requests(options);
     if (options.dry_run)
         return dry_run(requests, options);
-    const Request& request = requests.front();
-    if (request.remove_view && !options.yes &&
-        !confirm("Remove " + plan_image(request).view_folder + " with all that is in it?"))
+    if (options.request.remove_view && !options.yes && !is_agreed(requests.front()))
         return exit_failure;
-    if (request.remove_view || !options.from.empty())
-        throw UsageError("not yet");
-    log_output = LogOutput(options.log);
-    log_context = {request.server, request.backup_id};
-    return report(prepare(request), options.json);
+    Console console(!options.log.quiet);
+    const Voice voice(console, options.log);
+    return options.from.empty() ? work_on_one(requests, options, console, voice)
+                                : work_on_list(requests, options, console, voice);
 }
 
 } // namespace

@@ -2,9 +2,11 @@
 
 #include "host_locks.h"
 #include "leftovers.h"
+#include "progress.h"
 
 #include <cerrno>
 #include <ixfs.h>
+#include <poll.h>
 #include <string_view>
 #include <system_error>
 #include <unistd.h>
@@ -48,8 +50,8 @@ Preparation::Preparation(const Request& request, const Voice& voice,
 
 bool Preparation::read_records()
 {
-    const bool more = read_what_is_there(worker_.records(),
-                                         [&](std::string_view bytes) { reader_.take(bytes); });
+    const bool more =
+        read_what_is_there(worker_.records(), [&](std::string_view bytes) { reader_.take(bytes); });
     while (std::optional<Record> record = reader_.next())
         std::visit([&](auto& value) { take(std::move(value)); }, *record);
     return more;
@@ -65,8 +67,8 @@ void Preparation::read_errors()
 {
     if (!worker_.errors().is_open())
         return;
-    const bool more = read_what_is_there(
-        worker_.errors(), [&](std::string_view bytes) { error_text_ += bytes; });
+    const bool more =
+        read_what_is_there(worker_.errors(), [&](std::string_view bytes) { error_text_ += bytes; });
     if (!more)
         worker_.errors().close();
     take_error_lines(!more);
@@ -104,12 +106,10 @@ void Preparation::cut_short()
 
 std::optional<long> Preparation::pause_to_announce()
 {
-    const auto& end = phase_.end_of_pauses();
-    if (!end || pause_announced_)
+    if (!phase_.end_of_pauses() || pause_announced_)
         return std::nullopt;
     pause_announced_ = true;
-    const auto left = std::chrono::ceil<std::chrono::seconds>(*end - Phase::Time::clock::now());
-    return std::max<long>(left.count(), 0);
+    return seconds_of_pause_left(phase_, Phase::Time::clock::now());
 }
 
 Result Preparation::finish(int signal)
@@ -165,17 +165,28 @@ void Preparation::look_for_mounts(Result& result)
         voice_.complain(describe_mounts_left(left, request_.server), request_);
     } catch (const std::system_error& error) {
         if (mounts_.folders.empty())
-            return; // the helper was never run
+            return;                  // the helper was never run
         result.still_mounted = true; // for all that is known
         result.mount_point = mounts_.folders.back();
         voice_.complain(std::string("cannot find out what is mounted: ") + error.what(), request_);
     }
 }
 
+// Not for long: a file system that hangs holds up its end.
+void Preparation::await_end()
+{
+    using Clock = std::chrono::steady_clock;
+    const Clock::time_point last = Clock::now() + std::chrono::seconds(1);
+    pollfd records{worker_.records().number(), POLLIN, 0};
+    while (read_records() && Clock::now() < last) {
+        constexpr int milliseconds = 100;
+        poll(&records, 1, milliseconds);
+    }
+}
+
 void Preparation::give_up()
 {
     worker_.kill();
-    worker_.wait();
-    read_records();
+    await_end();
     voice_.complain(describe_given_up(worker_.pid(), request_, phase_, mounts_), request_);
 }

@@ -18,8 +18,7 @@ class Preparation
 {
 public:
     // Starts the worker; see there.
-    Preparation(const Request& request, const Voice& voice,
-                const std::function<void()>& in_child);
+    Preparation(const Request& request, const Voice& voice, const std::function<void()>& in_child);
 
     int records_descriptor() { return worker_.records().number(); }
     int errors_descriptor() { return worker_.errors().number(); } // -1 once it is closed
@@ -50,6 +49,7 @@ private:
     void take(Outcome&& outcome) { outcome_ = std::move(outcome); }
     void take_error_lines(bool at_end);
     void take_outcome(Result& result, int end_signal);
+    void await_end();
     void look_for_mounts(Result& result);
 
     const Request request_;

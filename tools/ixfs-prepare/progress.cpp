@@ -37,40 +37,51 @@ std::string waiting_for_lock(const Phase& phase, Phase::Time now)
            " s" + holder_of_lock();
 }
 
+std::string waiting_for_configuration(const Phase& phase, Phase::Time now, bool finishing)
+{
+    const long left = seconds_of_pause_left(phase, now);
+    if (finishing)
+        return "waiting for the configuration, which cannot be cut short: up to " +
+               std::to_string(left) + " s";
+    return "waiting for the configuration " + std::to_string(all_pauses - left) + " s of " +
+           std::to_string(all_pauses);
+}
+
 } // namespace
 
 long seconds_of_pause_left(const Phase& phase, Phase::Time now)
 {
     if (!phase.end_of_pauses())
         return 0;
-    return std::max<long>(
-        std::chrono::ceil<seconds>(*phase.end_of_pauses() - now).count(), 0);
+    const seconds left = std::chrono::ceil<seconds>(*phase.end_of_pauses() - now);
+    return std::max<long>(left.count(), 0);
 }
 
-std::string progress_of(const Phase& phase, const std::string& server, Phase::Time now)
+std::string progress_of(const Phase& phase, const std::string& server, Phase::Time now,
+                        bool finishing)
 {
+    const std::string front = finishing ? "finishing: " : "";
     switch (phase.step()) {
     case Step::waiting_for_lock:
-        return waiting_for_lock(phase, now);
+        return front + waiting_for_lock(phase, now);
     case Step::mounting:
-        return "mounting " + server;
+        return front + "mounting " + server;
     case Step::reading_configuration:
         if (phase.end_of_pauses())
-            return "waiting for the configuration " +
-                   std::to_string(all_pauses - seconds_of_pause_left(phase, now)) + " s of " +
-                   std::to_string(all_pauses);
+            return front + waiting_for_configuration(phase, now, finishing);
         break;
     case Step::building_view:
         if (phase.disks() != 0)
-            return "disk " + std::to_string(std::min(phase.disks_done() + 1, phase.disks())) +
-                   " of " + std::to_string(phase.disks());
+            return front + "disk " +
+                   std::to_string(std::min(phase.disks_done() + 1, phase.disks())) + " of " +
+                   std::to_string(phase.disks());
         break;
     case Step::unmounting:
         if (phase.waits_to_unmount())
-            return waiting_for_lock(phase, now) + ", to unmount " + server;
+            return front + waiting_for_lock(phase, now) + ", to unmount " + server;
         break;
     default:
         break;
     }
-    return step_name(phase.step());
+    return front + step_name(phase.step());
 }

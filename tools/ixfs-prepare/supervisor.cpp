@@ -2,7 +2,7 @@
 
 #include "progress.h"
 
-#include <cerrno>
+#include <ixfs.h>
 #include <poll.h>
 #include <string>
 #include <system_error>
@@ -14,11 +14,12 @@ constexpr int milliseconds_of_progress = 500; // how often times in it are shown
 
 // Of several at once, what fits on a line.
 std::string progress_of_all(const std::list<Preparation>& running, const Queue& queue,
-                            std::size_t failed)
+                            std::size_t failed, bool finishing)
 {
     const auto now = Phase::Time::clock::now();
     if (queue.all() == 1)
-        return progress_of(running.front().phase(), running.front().request().server, now);
+        return progress_of(running.front().phase(), running.front().request().server, now,
+                           finishing);
     std::string line =
         std::to_string(queue.done()) + " of " + std::to_string(queue.all()) + " done";
     if (failed != 0)
@@ -26,9 +27,20 @@ std::string progress_of_all(const std::list<Preparation>& running, const Queue& 
     for (const Preparation& preparation : running) {
         const Request& request = preparation.request();
         line += "; " + request.server + " " + request.backup_id + ": " +
-                progress_of(preparation.phase(), request.server, now);
+                progress_of(preparation.phase(), request.server, now, finishing);
     }
     return line;
+}
+
+Result not_started(const Request& request, const std::system_error& error)
+{
+    Result result;
+    result.server = request.server;
+    result.backup_id = request.backup_id;
+    result.status = EC_SYSTEM_ERROR;
+    result.status_text = std::string("no process can be started: ") + error.what();
+    result.step = step_name(Step::starting);
+    return result;
 }
 
 } // namespace
@@ -36,7 +48,7 @@ std::string progress_of_all(const std::list<Preparation>& running, const Queue& 
 void Supervisor::run(const std::vector<Request>& requests, int jobs, const OnResult& on_result)
 {
     Queue queue(requests, jobs);
-    start_more(requests, queue);
+    start_more(requests, queue, on_result);
     while (!running_.empty()) {
         show_progress(queue);
         wait_for_something();
@@ -46,15 +58,28 @@ void Supervisor::run(const std::vector<Request>& requests, int jobs, const OnRes
         take_ended(queue, on_result);
         if (signal_ != 0)
             queue.stop();
-        start_more(requests, queue);
+        start_more(requests, queue, on_result);
     }
     console_.hide_progress();
 }
 
-void Supervisor::start_more(const std::vector<Request>& requests, Queue& queue)
+void Supervisor::start_more(const std::vector<Request>& requests, Queue& queue,
+                            const OnResult& on_result)
 {
-    while (const std::optional<std::size_t> number = queue.begin_next())
-        running_.emplace_back(requests[*number], voice_, [this] { signals_.let_through(); });
+    while (const std::optional<std::size_t> number = queue.begin_next()) {
+        try {
+            running_.emplace_back(requests[*number], voice_, [this] { signals_.let_through(); });
+        } catch (const std::system_error& error) {
+            end(not_started(requests[*number], error), queue, on_result);
+        }
+    }
+}
+
+void Supervisor::end(const Result& result, Queue& queue, const OnResult& on_result)
+{
+    queue.ended(result.server);
+    failed_ += result.status != EC_OK ? 1 : 0;
+    on_result(result);
 }
 
 void Supervisor::wait_for_something()
@@ -102,10 +127,7 @@ void Supervisor::take_ended(Queue& queue, const OnResult& on_result)
             ++preparation;
             continue;
         }
-        const Result result = preparation->finish(signal_);
-        queue.ended(result.server);
-        failed_ += result.status != 0 ? 1 : 0;
-        on_result(result);
+        end(preparation->finish(signal_), queue, on_result);
         preparation = running_.erase(preparation);
     }
     announce_pauses();
@@ -127,6 +149,5 @@ void Supervisor::show_progress(const Queue& queue)
 {
     if (!console_.shows_progress())
         return;
-    const std::string line = progress_of_all(running_, queue, failed_);
-    console_.show_progress(signal_ != 0 ? "finishing: " + line : line);
+    console_.show_progress(progress_of_all(running_, queue, failed_, signal_ != 0));
 }

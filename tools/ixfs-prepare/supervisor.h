@@ -28,19 +28,19 @@ public:
     Supervisor(Console& console, const Voice& voice) : console_(console), voice_(voice) {}
 
     // Works on requests of `jobs` servers at once, and of each server on one after another. Calls
-    // `on_result` as each ends. Throws std::system_error if a worker cannot be started; those that
-    // run are ended first.
+    // `on_result` as each ends. One whose worker cannot be started has failed.
     void run(const std::vector<Request>& requests, int jobs, const OnResult& on_result);
 
     int signal() const { return signal_; } // the first that came, or 0
     bool gave_up() const { return gave_up_; }
 
 private:
-    void start_more(const std::vector<Request>& requests, Queue& queue);
+    void start_more(const std::vector<Request>& requests, Queue& queue, const OnResult& on_result);
     void wait_for_something();
     void take_signals();
     void answer_first_signal(int signal);
     void give_up();
+    void end(const Result& result, Queue& queue, const OnResult& on_result);
     void take_ended(Queue& queue, const OnResult& on_result);
     void announce_pauses();
     void show_progress(const Queue& queue);

@@ -95,12 +95,6 @@ Worker::Worker(const Request& request, const std::function<void()>& in_child)
         fcntl(descriptor, F_SETFL, O_NONBLOCK);
 }
 
-Worker::~Worker()
-{
-    kill();
-    wait();
-}
-
 bool Worker::stop()
 {
     if (ended_ || ::kill(pid_, SIGSTOP) != 0)

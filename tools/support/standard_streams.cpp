@@ -21,6 +21,9 @@ void secure_standard_streams()
             open("/dev/null", wrong_direction); // takes the lowest free number, this one
     }
     struct sigaction action = {};
+    if (sigaction(SIGPIPE, nullptr, &action) == 0 && action.sa_handler == SIG_IGN)
+        return; // by the caller's wish, for what this program starts, too
+    action = {};
     action.sa_handler = do_nothing; // SIG_IGN would be inherited by the mount helper
     action.sa_flags = SA_RESTART;
     sigaction(SIGPIPE, &action, nullptr);
