@@ -1,4 +1,5 @@
 // ixfsctl: what an operator wants to know and do on a host where libixfs works.
+#include "clean_command.h"
 #include "command.h"
 #include "console.h"
 #include "explain_command.h"
@@ -36,6 +37,7 @@ Action parse(int argc, char** argv)
     app.set_version_flag("--version", "ixfsctl " IXFSCTL_VERSION);
     app.require_subcommand(1);
     add_status_command(app, action);
+    add_clean_command(app, action);
     add_explain_command(app, action);
     app.footer(footer_text); // now, so that the subcommands do not take it over
     try {

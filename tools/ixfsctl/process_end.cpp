@@ -1,9 +1,9 @@
 #include "process_end.h"
 
-#include <cerrno>
+#include "wait_until.h"
+
 #include <chrono>
 #include <csignal>
-#include <poll.h>
 #include <sys/syscall.h>
 #include <unistd.h>
 #include <utility>
@@ -38,22 +38,9 @@ public:
     const Process& process() const { return process_; }
     bool exists() const { return descriptor_ != -1; }
 
-    void send(int signal) const
-    {
-        syscall(SYS_pidfd_send_signal, descriptor_, signal, nullptr, 0);
-    }
+    void send(int signal) const { syscall(SYS_pidfd_send_signal, descriptor_, signal, nullptr, 0); }
 
-    bool has_ended_by(Clock::time_point end) const
-    {
-        int result = 0;
-        do {
-            const auto left =
-                std::chrono::duration_cast<std::chrono::milliseconds>(end - Clock::now()).count();
-            pollfd event = {descriptor_, POLLIN, 0};
-            result = poll(&event, 1, left > 0 ? static_cast<int>(left) : 0);
-        } while (result == -1 && errno == EINTR);
-        return result == 1;
-    }
+    bool has_ended_by(Clock::time_point end) const { return is_ready_by(descriptor_, end); }
 
 private:
     Process process_;

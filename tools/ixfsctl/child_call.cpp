@@ -1,0 +1,67 @@
+#include "child_call.h"
+
+#include "wait_until.h"
+
+#include <cerrno>
+#include <csignal>
+#include <fcntl.h>
+#include <sys/wait.h>
+#include <system_error>
+#include <unistd.h>
+#include <utility>
+
+namespace
+{
+
+[[noreturn]] void run(const std::function<int()>& call, int answer) noexcept
+{
+    const int nothing = open("/dev/null", O_RDWR | O_CLOEXEC);
+    for (const int descriptor : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO})
+        dup2(nothing, descriptor);
+    const int result = call();
+    _exit(write(answer, &result, sizeof(result)) == sizeof(result) ? 0 : 1);
+}
+
+void check(bool success, const char* call)
+{
+    if (!success)
+        throw std::system_error(errno, std::generic_category(), call);
+}
+
+} // namespace
+
+ChildCall::ChildCall(const std::function<int()>& call)
+{
+    int ends[2];
+    check(pipe2(ends, O_CLOEXEC) == 0, "pipe2");
+    child_ = fork();
+    if (child_ == 0)
+        run(call, ends[1]);
+    close(ends[1]);
+    if (child_ == -1)
+        close(ends[0]);
+    check(child_ != -1, "fork");
+    answer_ = ends[0];
+}
+
+ChildCall::ChildCall(ChildCall&& other) noexcept
+    : child_(other.child_), answer_(std::exchange(other.answer_, -1))
+{
+}
+
+ChildCall::~ChildCall()
+{
+    if (answer_ == -1)
+        return;
+    close(answer_);
+    kill(child_, SIGKILL);
+    waitpid(child_, nullptr, WNOHANG);
+}
+
+std::optional<int> ChildCall::result_by(Clock::time_point end) const
+{
+    int result = 0;
+    if (!is_ready_by(answer_, end) || read(answer_, &result, sizeof(result)) != sizeof(result))
+        return std::nullopt;
+    return result;
+}

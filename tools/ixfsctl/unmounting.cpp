@@ -1,0 +1,85 @@
+#include "unmounting.h"
+
+#include "child_call.h"
+#include "product.h"
+
+#include <cerrno>
+#include <chrono>
+#include <fcntl.h>
+#include <linux/openat2.h>
+#include <sys/mount.h>
+#include <sys/syscall.h>
+#include <unistd.h>
+
+namespace
+{
+
+constexpr std::chrono::seconds patience(3);
+
+int unmount(const std::string& path, int flags)
+{
+    const ChildCall call(
+        [&] { return umount2(path.c_str(), UMOUNT_NOFOLLOW | flags) == 0 ? 0 : errno; });
+    return call.result_by(ChildCall::Clock::now() + patience).value_or(ETIMEDOUT);
+}
+
+class Directory
+{
+public:
+    explicit Directory(int descriptor) : descriptor_(descriptor) {}
+    ~Directory()
+    {
+        if (descriptor_ != -1)
+            close(descriptor_);
+    }
+    Directory(const Directory&) = delete;
+    Directory& operator=(const Directory&) = delete;
+
+    int descriptor() const { return descriptor_; }
+
+private:
+    int descriptor_;
+};
+
+// `path` is relative to the mount base.
+int open_below(const Directory& base, const std::string& path)
+{
+    open_how how{};
+    how.flags = O_PATH | O_DIRECTORY | O_CLOEXEC;
+    how.resolve = RESOLVE_BENEATH | RESOLVE_NO_SYMLINKS | RESOLVE_NO_XDEV;
+    return static_cast<int>(
+        syscall(SYS_openat2, base.descriptor(), path.c_str(), &how, sizeof(how)));
+}
+
+int remove_below(const Directory& base, const std::string& path)
+{
+    const std::size_t slash = path.rfind('/');
+    const std::string parent = slash == std::string::npos ? "." : path.substr(0, slash);
+    const Directory directory(open_below(base, parent));
+    if (directory.descriptor() == -1)
+        return errno;
+    const std::string name = path.substr(slash == std::string::npos ? 0 : slash + 1);
+    return unlinkat(directory.descriptor(), name.c_str(), AT_REMOVEDIR) == 0 ? 0 : errno;
+}
+
+} // namespace
+
+int unmount_top(const std::string& path)
+{
+    const int error = unmount(path, 0);
+    return error == ETIMEDOUT ? unmount(path, MNT_FORCE) : error;
+}
+
+int remove_empty_directory(const std::string& path)
+{
+    const Directory base(open(mount_base, O_PATH | O_DIRECTORY | O_CLOEXEC));
+    if (base.descriptor() == -1)
+        return errno;
+    std::string below = path.substr(std::string(mount_base).size() + 1);
+    const int error = remove_below(base, below);
+    for (bool removed = error == 0; removed && below.find('/') != std::string::npos;) {
+        below.erase(below.rfind('/'));
+        removed = remove_below(base, below) == 0;
+    }
+    return error;
+}

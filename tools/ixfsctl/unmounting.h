@@ -1,0 +1,15 @@
+// Changes below the mount base that nothing mounted and no symbolic link leads astray.
+#ifndef IXFSCTL_UNMOUNTING_H
+#define IXFSCTL_UNMOUNTING_H
+
+#include <string>
+
+// Takes off what is topmost on `path`, by force if it hangs. Returns 0 or the error number; EBUSY
+// if somebody works in it, ETIMEDOUT if it hangs all the same.
+int unmount_top(const std::string& path);
+
+// Removes a directory below the mount base, and those above it, up to the mount base, as far as they
+// are empty. Returns 0 or the error number for the directory itself.
+int remove_empty_directory(const std::string& path);
+
+#endif
