@@ -10,7 +10,8 @@ A block of commands has the name of its case in front, and may have its output b
     ...
     ```
 
-In commands and output words in capitals, and "...", stand for what the caller puts in their place.
+Words in capitals stand for what the caller puts in their place. In output "..." stands for any text,
+and the numbers of processes, semaphore sets and seconds for any other.
 """
 import dataclasses
 import pathlib
@@ -21,6 +22,8 @@ BLOCK = re.compile(
     r"(?:\n?^```text\n(?P<output>.*?)^```\n)?",
     re.DOTALL | re.MULTILINE,
 )
+
+ANY_NUMBER = re.compile(r"(?<=PID\\ )\d+|(?<=set\\ )\d+|(?<=running\\ for\\ )\d+")
 
 
 @dataclasses.dataclass(frozen=True)
@@ -34,14 +37,14 @@ class Block:
         return replace_words(self.commands, values)
 
     def missing_line(self, printed: str, values: dict[str, str]) -> str | None:
-        """The first line of the documented output that is not in what was printed, or not there;
-        None where all are, in this order. "..." stands for any text, and NUMBER for any number."""
+        """The first line of the documented output that was not printed, or not behind the lines
+        before it; None where all were."""
         at = 0
         for line in self.output.splitlines():
             if line.strip() == "...":
                 continue
-            pattern = re.escape(replace_words(line, values))
-            pattern = pattern.replace(r"\.\.\.", ".*").replace("NUMBER", r"\d+")
+            pattern = re.escape(replace_words(line, values)).replace(r"\.\.\.", ".*")
+            pattern = ANY_NUMBER.sub(r"\\d+", pattern)
             found = re.compile(f"^{pattern}$", re.MULTILINE).search(printed, at)
             if found is None:
                 return line

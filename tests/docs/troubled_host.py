@@ -40,13 +40,14 @@ def is_mounted():
     return any(line.split()[4] == str(MOUNTS / SERVER) for line in table.splitlines())
 
 
-def helpers():
-    """The processes that run the mount helper in this mount namespace."""
+def helpers(command=""):
+    """The processes that run the mount helper, or a command of it, in this mount namespace."""
+    front = f"{HELPER}\0{command}".encode()
     found = []
     for process in pathlib.Path("/proc").glob("[0-9]*"):
         with contextlib.suppress(OSError):  # it has ended
-            if (process / "cmdline").read_bytes().startswith(f"{HELPER}\0".encode()) and \
-                    (process / "ns/mnt").readlink() == os.readlink("/proc/self/ns/mnt"):
+            if (process / "cmdline").read_bytes().startswith(front) and \
+                    os.readlink(process / "ns/mnt") == os.readlink("/proc/self/ns/mnt"):
                 found.append(int(process.name))
     return found
 
@@ -68,7 +69,6 @@ class TroubledHost(unittest.TestCase):
 
     def setUp(self):
         self.values = {"SERVER": SERVER}
-        self.server = SERVER
         self.disks = [f"[nfs_ds] {self.image}/{name}.vmdk.desc"
                       for name in ("vm1/disk", "vm1_1/disk", "vm1/data-000001")]
         self.files = pathlib.Path(self.enterContext(tempfile.TemporaryDirectory()))
@@ -99,16 +99,18 @@ class TroubledHost(unittest.TestCase):
         """Steers the helper; see the README.md of ixfs-loopback."""
         (CONTROL / file).write_text(f"{text}\n", encoding="utf-8")
 
-    def arguments(self):
-        disks = [word for disk in self.disks for word in ("--disk", disk)]
-        return ["--server", self.server, "--port", "40100", "--schedule", "full",
+    def image_options(self):
+        return ["--server", SERVER, "--port", "40100", "--schedule", "full",
                 "--backup-id", self.backup_id, "--timeout", "0",
                 "--mount-cred-file", str(self.files / "mount"),
-                "--unmount-cred-file", str(self.files / "umount"), *disks]
+                "--unmount-cred-file", str(self.files / "umount")]
+
+    def disk_options(self):
+        return [word for disk in self.disks for word in ("--disk", disk)]
 
     def start(self, *more):
         """A preparation, in a process group of its own, that ends with the test."""
-        process = subprocess.Popen(["ixfs-prepare", *self.arguments(), *more], text=True,
+        process = subprocess.Popen(["ixfs-prepare", *self.image_options(), *self.disk_options(), *more], text=True,
                                    stdout=subprocess.PIPE, stderr=subprocess.STDOUT,
                                    stdin=subprocess.DEVNULL, start_new_session=True)
         self.processes.callback(process.stdout.close)
@@ -128,8 +130,9 @@ class TroubledHost(unittest.TestCase):
         self.run_block(block, exit_status)
 
     def run_block(self, block, exit_status):
-        values = {"...": shlex.join(self.arguments()), **self.values}
-        result = subprocess.run(["bash", "-c", block.script(values)], text=True, check=False,
+        self.values["IMAGE"] = shlex.join(self.image_options())
+        self.values["DISKS"] = shlex.join(self.disk_options())
+        result = subprocess.run(["bash", "-c", block.script(self.values)], text=True, check=False,
                                 stdout=subprocess.PIPE, stderr=subprocess.STDOUT,
                                 stdin=subprocess.DEVNULL, timeout=DEADLINE)
         about = f"\n{block.commands}printed, with exit status {result.returncode}:\n{result.stdout}"
