@@ -64,26 +64,26 @@ std::vector<std::string> Loopback::overlaps() const
 }
 
 // The stand-in reads how long to hang, and so waits in that until someone writes.
-HangingMount::HangingMount() : path_(control / "mount" / "hang")
+HangingCall::HangingCall(const std::string& command) : path_(control / command / "hang")
 {
     require(mkfifo(path_.c_str(), 0600) == 0, path_);
 }
 
-HangingMount::~HangingMount()
+HangingCall::~HangingCall()
 {
     if (descriptor_ != -1)
         close(descriptor_); // the call fails then
     unlink(path_.c_str());
 }
 
-void HangingMount::wait_until_hung()
+void HangingCall::wait_until_hung()
 {
     descriptor_ = open(path_.c_str(), O_WRONLY | O_CLOEXEC);
     require(descriptor_ != -1, path_);
     unlink(path_.c_str()); // later calls don't hang
 }
 
-void HangingMount::let_go()
+void HangingCall::let_go()
 {
     require(write(descriptor_, "0\n", 2) == 2, path_);
     close(descriptor_);

@@ -23,14 +23,14 @@ public:
     std::vector<std::string> overlaps() const;
 };
 
-// Makes the next call of the stand-in's mount command hang until it is let go.
-class HangingMount
+// Makes the next call of one of the stand-in's commands hang until it is let go.
+class HangingCall
 {
 public:
-    HangingMount();
-    ~HangingMount();
-    HangingMount(const HangingMount&) = delete;
-    HangingMount& operator=(const HangingMount&) = delete;
+    explicit HangingCall(const std::string& command = "mount");
+    ~HangingCall();
+    HangingCall(const HangingCall&) = delete;
+    HangingCall& operator=(const HangingCall&) = delete;
 
     // Returns once the call hangs.
     void wait_until_hung();

@@ -143,7 +143,7 @@ TEST_F(MountOnMount, CanBeTriedAgainOnTheHandleThatFailed)
 
 TEST_F(MountOnMount, WaitsForAHelperThatHangs)
 {
-    HangingMount hanging;
+    HangingCall hanging;
     auto mounted = std::async(std::launch::async, [this] { return mount() != nullptr; });
     hanging.wait_until_hung();
     EXPECT_EQ(mounted.wait_for(std::chrono::seconds(0)), std::future_status::timeout);

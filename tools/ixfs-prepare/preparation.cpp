@@ -14,22 +14,18 @@
 namespace
 {
 
-constexpr std::size_t block_size = 65536;
+constexpr std::size_t block_size = 65536; // all that a pipe holds
 
-// What can be read at once. `taker` gets it piece by piece. Returns false at the end.
-template <typename Taker>
-bool read_what_is_there(const Descriptor& descriptor, const Taker& taker)
+// What is there, but no more than a block: who writes on and on must not keep signals from being
+// seen. Nothing at the end.
+std::optional<std::string> read_what_is_there(const Descriptor& descriptor)
 {
-    char block[block_size];
-    for (;;) {
-        const ssize_t size = read(descriptor.number(), block, sizeof(block));
-        if (size > 0)
-            taker(std::string_view(block, static_cast<std::size_t>(size)));
-        else if (size == 0)
-            return false;
-        else if (errno != EINTR)
-            return errno == EAGAIN;
-    }
+    std::string block(block_size, '\0');
+    const ssize_t size = read(descriptor.number(), block.data(), block.size());
+    if (size == 0 || (size == -1 && errno != EAGAIN && errno != EINTR))
+        return std::nullopt;
+    block.resize(size > 0 ? static_cast<std::size_t>(size) : 0);
+    return block;
 }
 
 bool holds_mount_mutex(pid_t process)
@@ -50,11 +46,11 @@ Preparation::Preparation(const Request& request, const Voice& voice,
 
 bool Preparation::read_records()
 {
-    const bool more =
-        read_what_is_there(worker_.records(), [&](std::string_view bytes) { reader_.take(bytes); });
+    const std::optional<std::string> bytes = read_what_is_there(worker_.records());
+    reader_.take(bytes.value_or(""));
     while (std::optional<Record> record = reader_.next())
         std::visit([&](auto& value) { take(std::move(value)); }, *record);
-    return more;
+    return bytes.has_value();
 }
 
 void Preparation::take(const LogLine& line)
@@ -67,11 +63,11 @@ void Preparation::read_errors()
 {
     if (!worker_.errors().is_open())
         return;
-    const bool more =
-        read_what_is_there(worker_.errors(), [&](std::string_view bytes) { error_text_ += bytes; });
-    if (!more)
+    const std::optional<std::string> bytes = read_what_is_there(worker_.errors());
+    error_text_ += bytes.value_or("");
+    if (!bytes)
         worker_.errors().close();
-    take_error_lines(!more);
+    take_error_lines(!bytes);
 }
 
 void Preparation::take_error_lines(bool at_end)

@@ -60,6 +60,8 @@ void Supervisor::run(const std::vector<Request>& requests, int jobs, const OnRes
             queue.stop();
         start_more(requests, queue, on_result);
     }
+    if (!gave_up_)
+        take_signals(); // that came at the very end
     console_.hide_progress();
 }
 

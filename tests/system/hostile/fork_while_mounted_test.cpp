@@ -124,7 +124,7 @@ bool a_process_waits()
 TEST_F(ForkWhileMounted, ChildEndsTheHandleInTheMiddleOfTheMount)
 {
     const SampleServer other("other");
-    HangingMount hanging;
+    HangingCall hanging;
     std::thread mounts([this] { EXPECT_NE(mount(), nullptr); });
     hanging.wait_until_hung();
     const auto locks = process_mutex_set::values_of_all();

@@ -1,0 +1,139 @@
+// ixfs-prepare looks whether its mount is gone.
+#include "prepare_run_test.h"
+
+#include "scripted_helper.h"
+
+#include <csignal>
+#include <filesystem>
+
+#include <sys/mount.h>
+
+using testing::AllOf;
+using testing::HasSubstr;
+
+namespace
+{
+
+class PrepareStillMounted : public PrepareRunTest
+{
+protected:
+    void expect_still_mounted(const ProgramResult& result, int exit_status = 3) const
+    {
+        EXPECT_EQ(result.exit_status, exit_status);
+        EXPECT_EQ(parsed(result)["still_mounted"], true);
+        EXPECT_EQ(parsed(result)["mount_point"], server.mount_point);
+        EXPECT_THAT(result.errors,
+                    AllOf(HasSubstr("ixfs-prepare: media1 is still mounted:\n  " +
+                                    server.mount_point + " (type tmpfs, source "),
+                          HasSubstr("ixfsctl clean --server media1\n")));
+    }
+
+    void expect_unmounted(const ProgramResult& result, int exit_status = 0) const
+    {
+        EXPECT_EQ(result.exit_status, exit_status) << result.errors;
+        EXPECT_EQ(parsed(result)["still_mounted"], false);
+        EXPECT_EQ(parsed(result)["mount_point"], nullptr);
+    }
+
+    SmallServer server{"media1"};
+};
+
+TEST_F(PrepareStillMounted, IsExitStatus3)
+{
+    loopback.steer("umount", "keep");
+    const ProgramResult result = run(server);
+    EXPECT_EQ(parsed(result)["status"], 0);
+    expect_still_mounted(result);
+}
+
+TEST_F(PrepareStillMounted, WithoutAMountPathToo)
+{
+    loopback.steer("mount", "leave-out", "MNTPATH\n");
+    loopback.steer("umount", "keep");
+    expect_still_mounted(run(server));
+}
+
+TEST_F(PrepareStillMounted, CountsMoreThanAFailure)
+{
+    loopback.steer("umount", "keep");
+    std::filesystem::remove(server.root + "/backups/client/allusers/full/1/vm/disk0.vmdk");
+    const ProgramResult result = run(server);
+    EXPECT_NE(parsed(result)["status"], 0);
+    EXPECT_EQ(parsed(result)["step"], "building the view");
+    EXPECT_EQ(parsed(result)["disk"], server.disks().front());
+    expect_still_mounted(result);
+}
+
+TEST_F(PrepareStillMounted, IsToldBesideASignal)
+{
+    loopback.steer("umount", "keep");
+    HangingCall mount;
+    StartedProgram program(command(server));
+    mount.wait_until_hung();
+    program.send(SIGINT);
+    program.wait_for("again to give up");
+    mount.let_go();
+    expect_still_mounted(program.wait(), 128 + SIGINT);
+}
+
+TEST_F(PrepareStillMounted, IsNotSaidOfAMountThatWasThereBefore)
+{
+    std::filesystem::create_directories(server.mount_point);
+    ASSERT_EQ(mount("earlier", server.mount_point.c_str(), "tmpfs", 0, nullptr), 0);
+    expect_unmounted(run(server));
+    EXPECT_EQ(server.mounts(), 1);
+}
+
+// The helper mounts, and reports a failure: the library does not unmount then.
+class PrepareHelperMounts : public PrepareStillMounted
+{
+protected:
+    ScriptedHelper helper;
+    const std::string mount_it =
+        "mkdir -p " + server.mount_point + "; mount -t tmpfs scripted " + server.mount_point;
+};
+
+TEST_F(PrepareHelperMounts, AndFails)
+{
+    helper.does("[ $1 = umount ] || { " + mount_it + "; }");
+    helper.answers({{"EXIT_STATUS=29"}});
+    const ProgramResult result = run(server);
+    EXPECT_EQ(parsed(result)["status"], 29);
+    EXPECT_EQ(parsed(result)["helper"]["exit_status"], 29);
+    expect_still_mounted(result);
+}
+
+// A mount that comes while the helper is to unmount: nobody saw who made it.
+class PrepareLateMount : public PrepareHelperMounts
+{
+protected:
+    PrepareLateMount()
+    {
+        std::filesystem::create_directories(server.mount_point);
+        std::filesystem::copy(server.root, server.mount_point,
+                              std::filesystem::copy_options::recursive);
+        helper.does("[ $1 = mount ] || { " + mount_it + "; }");
+        helper.answers({{"MOUNTPOINT=" + server.mount_point, "EXIT_STATUS=0"}, {"EXIT_STATUS=0"}});
+    }
+    ~PrepareLateMount() override
+    {
+        umount2(server.mount_point.c_str(), MNT_DETACH);
+        std::filesystem::remove_all(server.mount_point);
+    }
+};
+
+TEST_F(PrepareLateMount, IsItsOwnWhereNobodyElseUsesTheLibrary)
+{
+    std::vector<std::string> alone{"/usr/bin/unshare", "--ipc"};
+    const std::vector<std::string> program = command(server);
+    alone.insert(alone.end(), program.begin(), program.end());
+    expect_still_mounted(run_program(alone));
+}
+
+TEST_F(PrepareLateMount, MayBeAnothersElsewhere)
+{
+    expect_unmounted(run(server)); // this test has the library loaded
+    EXPECT_EQ(server.mounts(), 1);
+}
+
+} // namespace
