@@ -1,223 +1,240 @@
-// ixfs-prepare --from: many VMs.
-#include "prepare_run_test.h"
+// The list of VMs of ixfs-prepare --from: what a line may hold, and which lines are refused before
+// anything is mounted.
+#include "prepare_test.h"
 
-#include "tree_snapshot.h"
+#include <nlohmann/json.hpp>
 
-#include <algorithm>
-#include <csignal>
 #include <filesystem>
-#include <list>
-#include <set>
 #include <sstream>
 
-namespace fs = std::filesystem;
-
-using testing::Contains;
-using testing::ElementsAre;
+using nlohmann::json;
+using std::filesystem::permissions;
+using std::filesystem::perms;
 using testing::HasSubstr;
-using testing::IsEmpty;
-using testing::SizeIs;
 
 namespace
 {
 
-class PrepareList : public PrepareRunTest
+class PrepareList : public PrepareTest
 {
 protected:
-    // Adds a VM to the list.
-    void add(const SmallServer& server, int image = 1)
+    PrepareList() { flags = {"--dry-run"}; }
+
+    // A list that only its owner can read.
+    void use_list(const std::string& bytes)
     {
-        const nlohmann::json line = {{"server", server.name},
-                                     {"backup_id", "client_" + std::to_string(image)},
-                                     {"disks", server.disks(image)}};
-        list_ += line.dump() + "\n";
-        folder.write("list", list_);
+        folder.write("list", bytes);
+        permissions(folder / "list", perms::owner_read);
+        options["from"] = folder / "list";
     }
 
-    std::vector<std::string> list_command(const std::vector<std::string>& flags = {}) const
+    // The dry run's lines.
+    std::vector<json> planned(const Streams& streams = {})
     {
-        std::vector<std::string> command{IXFS_PREPARE_PROGRAM, "--from",     folder / "list",
-                                         "--port",             "4010",       "--schedule",
-                                         "full",               "--quiet"};
-        for (const auto& more : {credentials(), flags})
-            command.insert(command.end(), more.begin(), more.end());
-        return command;
-    }
-
-    // The lines of VMs, and the summary behind them.
-    struct Lines {
-        std::vector<nlohmann::json> vms;
-        nlohmann::json summary;
-    };
-    static Lines lines_in(const std::string& output)
-    {
-        Lines lines;
-        for (const std::string& text : lines_of(std::istringstream(output))) {
-            const nlohmann::json line = nlohmann::json::parse(text);
-            if (line.contains("summary"))
-                lines.summary = line["summary"];
-            else
-                lines.vms.push_back(line);
-        }
+        const ProgramResult result = run(streams);
+        EXPECT_EQ(result.exit_status, 0) << result.errors;
+        std::vector<json> lines;
+        for (const std::string& line : lines_of(std::istringstream(result.output)))
+            lines.push_back(json::parse(line));
         return lines;
     }
 
-private:
-    std::string list_;
+    void expect_refused_line(const std::string& line, const std::string& what)
+    {
+        use_list("{}\n\n" + line + "\n");
+        expect_refusal(folder / ("list, line 3: " + what));
+    }
+
+    static json complete_line()
+    {
+        return {{"server", "media2"},
+                {"port", 4711},
+                {"schedule", "incr"},
+                {"backup_id", "other_8"},
+                {"disks", {"[b] backups/b.vmdk.desc"}},
+                {"new_disk_uuids", true},
+                {"timeout", 0},
+                {"mount_cred", "first-s3cret"},
+                {"unmount_cred", "second-s3cret"}};
+    }
 };
 
-TEST_F(PrepareList, GoesOnAfterAFailure)
+TEST_F(PrepareList, LineCanSayAll)
 {
-    const SmallServer one("media1", 1, 2);
-    const SmallServer two("media2");
-    fs::remove(one.folder(1) + "/vm/disk0.vmdk");
-    add(one, 1);
-    add(one, 2);
-    add(two);
-    const ProgramResult result = run_program(list_command());
-    EXPECT_EQ(result.exit_status, 1);
-    const Lines lines = lines_in(result.output);
-    ASSERT_THAT(lines.vms, SizeIs(3));
-    EXPECT_EQ(lines.vms[0]["status"], 142);
-    EXPECT_EQ(lines.vms[0]["disk"], one.disks(1).front());
-    EXPECT_EQ(lines.vms[1]["status"], 0);
-    EXPECT_EQ(lines.vms[2]["status"], 0);
-    EXPECT_EQ(lines.summary["prepared"], 2);
-    EXPECT_EQ(lines.summary["failed"], 1);
-    EXPECT_EQ(lines.summary["not_started"], 0);
-    EXPECT_TRUE(one.has_view(2));
-    EXPECT_TRUE(two.has_view());
+    options.clear();
+    use_list(complete_line().dump());
+    const std::vector<json> plans = planned();
+    ASSERT_EQ(plans.size(), 1U);
+    EXPECT_EQ(plans[0]["server"], "media2");
+    EXPECT_EQ(plans[0]["port"], 4711);
+    EXPECT_EQ(plans[0]["schedule"], "incr");
+    EXPECT_EQ(plans[0]["backup_id"], "other_8");
+    EXPECT_EQ(plans[0]["disks"][0]["disk"], "[b] backups/b.vmdk.desc");
 }
 
-TEST_F(PrepareList, StillMountedIsExitStatus3)
+TEST_F(PrepareList, CommandLineSaysWhatALineLeavesOut)
 {
-    const SmallServer one("media1");
-    loopback.steer("umount", "keep");
-    add(one);
-    const ProgramResult result = run_program(list_command());
-    EXPECT_EQ(result.exit_status, 3);
-    EXPECT_EQ(lines_in(result.output).summary["still_mounted"], 1);
+    use_list("{\"port\": 1}\r\n\n{\"server\": \"media2\"}");
+    const std::vector<json> plans = planned();
+    ASSERT_EQ(plans.size(), 2U);
+    EXPECT_EQ(plans[0]["server"], "media1");
+    EXPECT_EQ(plans[0]["port"], 1);
+    EXPECT_EQ(plans[1]["server"], "media2");
+    EXPECT_EQ(plans[1]["port"], 4010);
+    EXPECT_EQ(plans[1]["disks"][0]["disk"], disk);
 }
 
-// Two servers at once: while one hangs in its mount, the other waits for the host's lock.
-TEST_F(PrepareList, WorksOnSeveralServersAtOnceAndOnOneServerInTurn)
+TEST_F(PrepareList, ComesFromStandardInput)
 {
-    const SmallServer one("media1", 1, 2);
-    const SmallServer two("media2");
-    const SmallServer three("media3");
-    for (const int image : {1, 2})
-        add(one, image);
-    add(two);
-    add(three);
-    HangingCall mount;
-    StartedProgram program(list_command({"--jobs", "2"}));
-    mount.wait_until_hung();
-    EXPECT_TRUE(comes_true([&] { return children_of(program.pid()).size() == 2; }));
-    mount.let_go();
-    EXPECT_EQ(program.wait().exit_status, 0);
-    EXPECT_THAT(loopback.overlaps(), IsEmpty());
-    const std::vector<std::string> calls = helper_calls();
-    EXPECT_THAT(calls, SizeIs(8));
-    const auto of_one = std::count(calls.begin(), calls.end(), "mount media1");
-    EXPECT_EQ(of_one, 2);
+    options["from"] = "-";
+    EXPECT_EQ(planned({"{}\n"}).size(), 1U);
+    expect_refusal("standard input, line 2: unknown member", {"{}\n{\"a\": 1}"});
 }
 
-TEST_F(PrepareList, SecondSignalTellsOfEachServer)
+TEST_F(PrepareList, FilesOfCredentialsCanDifferByLine)
 {
-    const SmallServer one("media1");
-    const SmallServer two("media2");
-    add(one);
-    add(two);
-    HangingCall unmount("umount");
-    StartedProgram program(list_command());
-    unmount.wait_until_hung();
-    program.send(SIGINT);
-    program.wait_for("again to give up\n");
-    program.send(SIGINT);
-    const ProgramResult result = program.wait();
-    EXPECT_EQ(result.exit_status, 128 + SIGINT);
-    EXPECT_THAT(result.errors, HasSubstr("given up; left of client_1 on media1:"));
-    EXPECT_EQ(result.output, "");
-    EXPECT_FALSE(two.has_view());
-    unmount.let_go();
+    options.erase("mount-cred-file");
+    options.erase("unmount-cred-file");
+    const json files = {{"mount_cred_file", folder / "mount"},
+                        {"unmount_cred_file", folder / "unmount"}};
+    use_list(files.dump());
+    EXPECT_EQ(planned().size(), 1U);
+    use_list("{}");
+    expect_refusal("line 1: mount_cred_file or mount_cred is missing");
+    folder.write("mount", "s3cret;");
+    use_list(files.dump());
+    expect_refusal("line 1: mount credential: only letters");
 }
 
-// 50 VMs of 4 servers.
-class PrepareLongList : public PrepareList
+TEST_F(PrepareList, CredentialsInItMustNotBeReadableByAll)
 {
-protected:
-    static constexpr int vms = 50;
-    static constexpr int server_count = 4;
+    use_list(complete_line().dump());
+    permissions(folder / "list", perms::owner_read | perms::others_read);
+    expect_refusal("run chmod o-r");
+    folder.write("list", "{}"); // without credentials all may read it
+    EXPECT_EQ(planned().size(), 1U);
+}
 
-    PrepareLongList()
-    {
-        for (int i = 0; i < server_count; ++i)
-            servers.emplace_back("media" + std::to_string(i), 2, (vms + server_count - 1) / server_count);
-        int number = 0;
-        for (int vm = 0; vm < vms; ++vm)
-            add(*std::next(servers.begin(), number++ % server_count), vm / server_count + 1);
-    }
-
-    // What the views hold: names and bytes, and which files the links lead to.
-    std::vector<TreeDescription> views() const
-    {
-        std::vector<TreeDescription> all;
-        for (const SmallServer& server : servers)
-            all.push_back(describe_tree(server.root, [](const fs::directory_entry& entry) {
-                if (!entry.is_regular_file())
-                    return std::string("folder");
-                return std::to_string(entry.hard_link_count()) + " " + bytes_of(entry.path());
-            }));
-        return all;
-    }
-
-    void remove_views() const
-    {
-        for (const SmallServer& server : servers) {
-            for (int image = 1; image <= (vms + server_count - 1) / server_count; ++image)
-                fs::remove_all(server.folder(image) + "/_vmir");
-        }
-    }
-
-    int views_made() const
-    {
-        int made = 0;
-        for (const SmallServer& server : servers) {
-            for (int image = 1; image <= (vms + server_count - 1) / server_count; ++image)
-                made += server.has_view(image) ? 1 : 0;
-        }
-        return made;
-    }
-
-    std::list<SmallServer> servers;
+class PrepareListRequires : public PrepareList, public testing::WithParamInterface<const char*>
+{
 };
 
-TEST_F(PrepareLongList, InterruptedAndRunAgainComesToTheSame)
+TEST_P(PrepareListRequires, Member)
 {
-    const ProgramResult undisturbed = run_program(list_command({"--jobs", "4"}));
-    ASSERT_EQ(undisturbed.exit_status, 0) << undisturbed.errors;
-    EXPECT_EQ(lines_in(undisturbed.output).summary["prepared"], vms);
-    const std::vector<TreeDescription> wanted = views();
-    remove_views();
+    options.clear();
+    json line = complete_line();
+    line.erase(GetParam());
+    use_list(line.dump());
+    expect_refusal("line 1: " + std::string(GetParam()) + " is missing");
+}
 
-    StartedProgram program(list_command({"--jobs", "4"}));
-    ASSERT_TRUE(comes_true([&] {
-        const std::string output = program.output();
-        return std::count(output.begin(), output.end(), '\n') >= vms / 4;
-    }));
-    program.send(SIGTERM);
-    const ProgramResult interrupted = program.wait();
-    EXPECT_EQ(interrupted.exit_status, 128 + SIGTERM);
-    const Lines lines = lines_in(interrupted.output);
-    EXPECT_GT(lines.summary["not_started"], 0);
-    EXPECT_EQ(static_cast<int>(lines.vms.size()) + lines.summary["not_started"].get<int>(), vms);
-    EXPECT_EQ(views_made(), lines.summary["prepared"]);
-    for (const SmallServer& server : servers)
-        EXPECT_EQ(server.mounts(), 0);
+INSTANTIATE_TEST_SUITE_P(Each, PrepareListRequires,
+                         testing::Values("server", "port", "schedule", "backup_id", "disks"));
 
-    EXPECT_EQ(run_program(list_command({"--jobs", "4"})).exit_status, 0);
-    EXPECT_EQ(views(), wanted);
-    EXPECT_THAT(loopback.overlaps(), IsEmpty());
+struct RefusedLine {
+    const char* line;
+    const char* message;
+};
+
+void PrintTo(const RefusedLine& refused, std::ostream* stream)
+{
+    *stream << refused.line;
+}
+
+class PrepareListRefuses : public PrepareList, public testing::WithParamInterface<RefusedLine>
+{
+};
+
+TEST_P(PrepareListRefuses, Line)
+{
+    expect_refused_line(GetParam().line, GetParam().message);
+}
+
+constexpr char no_object[] = "is no JSON object";
+constexpr char port_range[] = "port: must be a whole number from 1 to 65535";
+constexpr char timeout_range[] = "timeout: must be a whole number from 0 to 4294967295";
+
+INSTANTIATE_TEST_SUITE_P(NoObject, PrepareListRefuses,
+                         testing::Values(RefusedLine{"s3cret", no_object},
+                                         RefusedLine{"[]", no_object},
+                                         RefusedLine{"{} {}", no_object},
+                                         RefusedLine{R"({"mount_cred": "s3cret)", no_object},
+                                         RefusedLine{"null", no_object},
+                                         RefusedLine{"{\"server\": \"\xff\"}", no_object}));
+INSTANTIATE_TEST_SUITE_P(
+    Member, PrepareListRefuses,
+    testing::Values(
+        RefusedLine{R"({"sever": "a"})", "unknown member \"sever\""},
+        RefusedLine{R"({"\u001b": "a"})", "unknown member \"\\x1b\""},
+        RefusedLine{R"({"server": 1})", "server: must be a string"},
+        RefusedLine{R"({"server": "a b"})", "server: only letters"},
+        RefusedLine{R"({"server": "a/b"})", "server: must not be"},
+        RefusedLine{R"({"port": 0})", port_range}, RefusedLine{R"({"port": 65536})", port_range},
+        RefusedLine{R"({"port": 18446744073709551615})", port_range},
+        RefusedLine{R"({"port": 1.0})", port_range}, RefusedLine{R"({"port": -1})", port_range},
+        RefusedLine{R"({"port": "1"})", port_range},
+        RefusedLine{R"({"timeout": -1})", timeout_range},
+        RefusedLine{R"({"timeout": 4294967296})", timeout_range},
+        RefusedLine{R"({"schedule": "Full"})", R"(schedule: must be "full" or "incr")"},
+        RefusedLine{R"({"backup_id": "client"})", "backup_id: must be \"<client>_<time>\""},
+        RefusedLine{R"({"backup_id": "a\u0000_7"})", "backup_id: must not hold"},
+        RefusedLine{R"({"new_disk_uuids": 1})", "new_disk_uuids: must be true or false"},
+        RefusedLine{R"({"disks": "[s] backups/a.vmdk.desc"})", "disks: must be an array"},
+        RefusedLine{R"({"disks": []})", "disks: must be an array of strings, and not empty"},
+        RefusedLine{R"({"disks": [1]})", "disks: must be a string"},
+        RefusedLine{R"({"disks": ["[s] backups/a.vmdk.desc", "a"]})", "disk 2 (\"a\"): has no"}));
+INSTANTIATE_TEST_SUITE_P(
+    Credentials, PrepareListRefuses,
+    testing::Values(
+        RefusedLine{R"({"mount_cred": "s3cret"})", "mount_cred and unmount_cred must be"},
+        RefusedLine{R"({"unmount_cred_file": "a"})", "mount_cred_file and unmount_cred_file must"},
+        RefusedLine{R"({"mount_cred": "s3cret", "unmount_cred": "s3cret", )"
+                    R"("mount_cred_file": "a", "unmount_cred_file": "b"})",
+                    "credentials must be given in files or in the line"},
+        RefusedLine{R"({"mount_cred": "a", "unmount_cred": "s3cret s3cret"})",
+                    "unmount credential: only letters"},
+        RefusedLine{R"({"mount_cred_file": "/absent", "unmount_cred_file": "/absent"})",
+                    "/absent: No such file"}));
+
+TEST_F(PrepareList, SameImageTwiceIsRefused)
+{
+    use_list("{}\n{\"backup_id\": \"client_+07\"}\n");
+    expect_refusal((folder / "list, line 2: the same image as ") + (folder / "list, line 1; both"));
+}
+
+TEST_F(PrepareList, ImagesOfOtherServersAndSchedulesAreOthers)
+{
+    use_list(
+        "{}\n{\"server\": \"media2\"}\n{\"schedule\": \"incr\"}\n{\"backup_id\": \"client_8\"}");
+    EXPECT_EQ(planned().size(), 4U);
+}
+
+TEST_F(PrepareList, DefaultDisksAreNamedByTheirList)
+{
+    folder.write("disks", "\nnone\n");
+    options["disks-from"] = folder / "disks";
+    use_list("{}");
+    expect_refusal((folder / "list, line 1: ") + (folder / "disks, line 2 (\"none\"): has no"));
+}
+
+TEST_F(PrepareList, EmptyOneIsRefused)
+{
+    use_list("\n");
+    expect_refusal(folder / "list: holds no VM");
+}
+
+TEST_F(PrepareList, MissingOneIsNamed)
+{
+    options["from"] = folder / "absent";
+    expect_refusal(folder / "absent: No such file or directory");
+}
+
+// The good lines in front of a bad one are not prepared.
+TEST_F(PrepareList, IsCheckedWholeBeforeAnythingIsMounted)
+{
+    provide_image();
+    flags = {};
+    expect_refused_line(R"({"port": 0})", "port: ");
 }
 
 } // namespace

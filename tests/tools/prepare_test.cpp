@@ -1,7 +1,9 @@
 #include "prepare_test.h"
 
+#include "output_schema.h"
 #include "tree_snapshot.h"
 
+#include <algorithm>
 #include <filesystem>
 #include <fstream>
 
@@ -13,6 +15,7 @@ namespace
 const fs::path mount_base = "/usr/varnis/var/ixfs";
 const fs::path mount_point = mount_base / "media1";
 const fs::path image = "backups/client/allusers";
+const fs::path vm_folder = mount_point / image / "full/7/vm";
 
 constexpr char descriptor[] = "# Disk DescriptorFile\n"
                               "RW 2048 VMFS \"disk-flat.vmdk\"\n"
@@ -58,6 +61,22 @@ std::vector<std::string> PrepareTest::command() const
     }
     command.insert(command.end(), flags.begin(), flags.end());
     return command;
+}
+
+ProgramResult PrepareTest::run(const Streams& streams) const
+{
+    const std::vector<std::string> arguments = command();
+    const auto asks_for = [&arguments](const std::string& argument) {
+        return std::find(arguments.begin(), arguments.end(), argument) != arguments.end();
+    };
+    ProgramResult result = run_program(arguments, streams);
+    if (options.count("from") != 0)
+        expect_lines_as_schema_says(result.output);
+    else if (asks_for("--json") && !result.output.empty())
+        expect_as_schema_says(result.output);
+    if (asks_for("--log-format=json") && result.exit_status != bad_usage)
+        expect_lines_as_schema_says(result.errors);
+    return result;
 }
 
 ProgramResult PrepareTest::run_redirected(const std::string& redirection) const
@@ -110,13 +129,17 @@ void PrepareTest::use_standard_input()
 void PrepareTest::provide_image(const std::string& configuration)
 {
     const fs::path time_folder = mount_point / image / options.at("schedule") / "7";
-    const fs::path vm = mount_point / image / "full/7/vm";
     fs::create_directories(time_folder);
-    fs::create_directories(vm);
+    fs::create_directories(vm_folder);
     write_file(time_folder / "^^.^VIRTUAL_FILE_FSMAP", configuration);
-    write_file(vm / "disk.vmdk.desc", descriptor);
-    write_file(vm / "disk.vmdk", "data");
+    provide_disk("disk");
     helper.answers({{"MOUNTPOINT=" + mount_point.string(), "EXIT_STATUS=0"}, {"EXIT_STATUS=0"}});
+}
+
+void PrepareTest::provide_disk(const std::string& name)
+{
+    write_file(vm_folder / (name + ".vmdk.desc"), descriptor);
+    write_file(vm_folder / (name + ".vmdk"), "data");
 }
 
 std::string PrepareTest::read_view_file(const std::string& name) const

@@ -25,7 +25,8 @@ protected:
     // The command line is "--<name>=<value>" for each of `options` and then `flags`. An empty value
     // becomes an argument of its own.
     std::vector<std::string> command() const;
-    ProgramResult run(const Streams& streams = {}) const { return run_program(command(), streams); }
+    // What the program writes as JSON is validated when all tests have run.
+    ProgramResult run(const Streams& streams = {}) const;
 
     // The same program, started by a shell with a redirection such as ">&-".
     ProgramResult run_redirected(const std::string& redirection) const;
@@ -46,6 +47,9 @@ protected:
     // Makes the helper succeed; there is an image where it "mounts", its configuration file in the
     // folder of the chosen schedule.
     void provide_image(const std::string& configuration = "<vm/>\n");
+
+    // Adds a disk to the folder where the image's first one is.
+    static void provide_disk(const std::string& name);
 
     // A file of the view that a preparation has made in the image.
     std::string read_view_file(const std::string& name) const;

@@ -1,6 +1,9 @@
 // The command line of ixfs-prepare: what it asks for, what it refuses, what reaches the helper.
 #include "prepare_test.h"
 
+#include <algorithm>
+#include <sstream>
+
 using testing::Contains;
 using testing::ElementsAre;
 using testing::HasSubstr;
@@ -19,13 +22,41 @@ TEST_F(PrepareUsage, HelpTellsOptionsAndExitStatuses)
     const ProgramResult result = run_program({IXFS_PREPARE_PROGRAM, "--help"});
     EXPECT_EQ(result.exit_status, 0);
     EXPECT_EQ(result.errors, "");
-    for (const char* option :
-         {"--server", "--port", "--schedule", "--timeout", "--backup-id", "--disk",
-          "--new-disk-uuids", "--mount-cred-file", "--unmount-cred-file", "--creds-stdin", "--json",
-          "--quiet", "--help", "--version"})
-        EXPECT_THAT(result.output, HasSubstr(option));
-    EXPECT_THAT(result.output, HasSubstr("more than 60 is taken as 60"));
-    EXPECT_THAT(result.output, HasSubstr("Exit status: 0"));
+    for (const char* option : {"--server",
+                               "--port",
+                               "--schedule",
+                               "--timeout",
+                               "--backup-id",
+                               "--disk",
+                               "--disks-from",
+                               "--new-disk-uuids",
+                               "--mount-cred-file",
+                               "--unmount-cred-file",
+                               "--creds-stdin",
+                               "--from",
+                               "--jobs",
+                               "--dry-run",
+                               "--remove-view",
+                               "--yes",
+                               "--json",
+                               "--quiet",
+                               "--log-format",
+                               "--no-timestamps",
+                               "--help",
+                               "--version"})
+        EXPECT_THAT(result.output, HasSubstr(std::string(option) + " "));
+    for (const char* status : {"  0 ", "  1 ", "  2 ", "  3 ", "  129, 130, 143 "})
+        EXPECT_THAT(result.output, HasSubstr(std::string("\n") + status));
+}
+
+TEST_F(PrepareUsage, HelpFitsInto80Columns)
+{
+    const ProgramResult result = run_program({IXFS_PREPARE_PROGRAM, "--help"});
+    std::size_t longest = 0;
+    for (const std::string& line : lines_of(std::istringstream(result.output)))
+        longest = std::max(longest, line.size());
+    EXPECT_LE(longest, 80U);
+    EXPECT_GT(longest, 70U); // and uses them
 }
 
 TEST_F(PrepareUsage, VersionIsTheProjects)
@@ -98,6 +129,7 @@ TEST_P(PrepareRefuses, Value)
 constexpr char characters[] = "only letters, digits and ._:=+/@%- are allowed";
 constexpr char one_segment[] = "must not be \".\" or \"..\" or hold a \"/\"";
 constexpr char no_equals_sign[] = "must not hold a \"=\"";
+constexpr char client_and_time[] = "must be \"<client>_<time>\"";
 constexpr char parent_segment[] = "must not hold a \"..\" segment";
 constexpr char port_range[] = "must be a whole number from 1 to 65535";
 constexpr char timeout_range[] = "must be a whole number from 0 to 4294967295";
@@ -136,14 +168,57 @@ INSTANTIATE_TEST_SUITE_P(Numbers, PrepareRefuses,
 INSTANTIATE_TEST_SUITE_P(
     Others, PrepareRefuses,
     testing::Values(RefusedValue{"schedule", "Full", "Full not in {"},
+                    RefusedValue{"log-format", "xml", "xml not in {"},
+                    RefusedValue{"jobs", "0", "must be a whole number from 1 to 1000"},
                     RefusedValue{"backup-id", "", "must not be empty"},
                     RefusedValue{"backup-id", "../client_7", "must not hold a \"/\""},
-                    RefusedValue{"disk", "", "must not be empty"},
-                    RefusedValue{"disk", "[s] backups/../x.vmdk.desc", parent_segment},
-                    RefusedValue{"disk", "[s] ../backups/x.vmdk.desc", parent_segment},
-                    RefusedValue{"disk", "[s]../backups/x.vmdk.desc", parent_segment},
-                    RefusedValue{"disk", "../[s] backups/x.vmdk.desc", parent_segment},
-                    RefusedValue{"disk", "..", parent_segment}));
+                    RefusedValue{"backup-id", "client", client_and_time},
+                    RefusedValue{"backup-id", "_7", client_and_time},
+                    RefusedValue{"backup-id", "client_", client_and_time},
+                    RefusedValue{"backup-id", "client_x7", client_and_time},
+                    RefusedValue{"backup-id", "client_9223372036854775808", client_and_time},
+                    RefusedValue{"backup-id", "._7", "must not have \".\""},
+                    RefusedValue{"backup-id", ".._7", "must not have \".\""}));
+
+struct RefusedDisk {
+    std::string disk;
+    std::string message;
+};
+
+void PrintTo(const RefusedDisk& refused, std::ostream* stream)
+{
+    *stream << '"' << refused.disk << '"';
+}
+
+class PrepareRefusesDisk : public PrepareUsage, public testing::WithParamInterface<RefusedDisk>
+{
+};
+
+TEST_P(PrepareRefusesDisk, NamingIt)
+{
+    flags = {"--disk", GetParam().disk};
+    expect_refusal("disk 2 (\"" + GetParam().disk + "\"): " + GetParam().message);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Malformed, PrepareRefusesDisk,
+    testing::Values(RefusedDisk{"", "must not be empty"}, RefusedDisk{"..", parent_segment},
+                    RefusedDisk{"[s] backups/../x.vmdk.desc", parent_segment},
+                    RefusedDisk{"[s] ../backups/x.vmdk.desc", parent_segment},
+                    RefusedDisk{"[s]../backups/x.vmdk.desc", parent_segment},
+                    RefusedDisk{"../[s] backups/x.vmdk.desc", parent_segment},
+                    RefusedDisk{"s backups/x.vmdk.desc", "has no \"[<datastore>]\""},
+                    RefusedDisk{"[a,b]", "has no \"backups\" behind"},
+                    RefusedDisk{"[backups] x.vmdk.desc", "has no \"backups\" behind"},
+                    RefusedDisk{"[s] backups/x.vmdk", "its last part does not end in"},
+                    RefusedDisk{"[s] backups/x.vmdk.desc/x", "its last part does not end in"},
+                    RefusedDisk{"[s] backups/x.desc", "its last part does not end in"}));
+
+TEST_F(PrepareUsage, JobsAreForAListAlone)
+{
+    flags = {"--jobs=2"};
+    expect_refusal("--jobs requires --from");
+}
 
 TEST_F(PrepareUsage, EveryAllowedCharacterReachesTheHelper)
 {
