@@ -33,6 +33,7 @@ Fork: a mount belongs to the process that made it. A forked child may read in it
 nothing, neither where its `with` ends nor when it exits.
 """
 from ._errors import IxfsError, LibraryNotFound, MountError, PrepareError, UnmountError
+from ._library import library_version
 from ._log import LogLine
 from ._mount import Mount, mount
 from ._prepare import Prepared, Schedule, prepare
@@ -49,6 +50,7 @@ __all__ = [
     "Schedule",
     "Status",
     "UnmountError",
+    "library_version",
     "mount",
     "prepare",
 ]

@@ -55,6 +55,7 @@ _FUNCTIONS = [
     ("ixfs_term", None, [_HANDLE]),
     ("ixfs_last_error", ctypes.c_int32, [_HANDLE]),
     ("ixfs_status_text", ctypes.c_char_p, [ctypes.c_int]),
+    ("ixfs_version", ctypes.c_char_p, []),
     ("ixfs_mount", ctypes.c_char_p,
      [_HANDLE, ctypes.c_char_p, ctypes.c_char_p, ctypes.c_int, ctypes.c_char_p, ctypes.c_uint,
       ctypes.c_char_p]),
@@ -79,7 +80,14 @@ def load() -> ctypes.CDLL:
             function = getattr(library, name)
         except AttributeError:
             raise LibraryNotFound(
-                f"{path} has no {name}: it is another library, or older than this package") from None
+                f"{path} has no {name}: it is another library, or older than this package"
+            ) from None
         function.restype = result
         function.argtypes = arguments
     return library
+
+
+def library_version() -> str:
+    """Returns the version of the library that the program runs with, such as "1.0.0"."""
+    version: bytes = load().ixfs_version()
+    return version.decode("ascii")

@@ -110,8 +110,10 @@ class _Preparation(Work):
 def prepare(*, server: str, port: int, schedule: int, mount_cred: str, unmount_cred: str,
             backup_id: str, disks: Iterable[str], new_disk_uuids: bool = False,
             timeout: int = 60) -> Prepared:
-    """Prepares a VM for instant recovery: mounts the image, reads the VM's configuration, builds the
-    view of its disks in the image, unmounts.
+    """Prepares a VM for instant recovery.
+
+    Mounts the image, reads the VM's configuration, builds the view of its disks in the image,
+    unmounts.
 
     schedule        the kind of backup that made the image, a Schedule
     backup_id       the image, "<client>_<time>"
@@ -123,9 +125,10 @@ def prepare(*, server: str, port: int, schedule: int, mount_cred: str, unmount_c
     in the backup id, a ".." segment in a disk, and a disk that is given twice. Nothing is mounted
     then.
 
-    Returns what is prepared; the view stays in the image, in its folder "_vmir". Raises PrepareError
-    with the status of the first step that failed. If a disk failed, the whole view folder is gone.
-    Raises UnmountError if all went well, but something is mounted on the server's mount directory
+    Returns what is prepared; the view stays in the image, in its folder "_vmir".
+
+    Raises PrepareError with the status of the first step that failed. If a disk failed, the whole
+    view folder is gone. Raises UnmountError if all went well, but something is mounted on the server's mount directory
     afterwards: its `result` is what is prepared.
 
     Waits without a limit while another mount or unmount of the host is in progress, and up to 20

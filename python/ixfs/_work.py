@@ -1,7 +1,7 @@
 """What the library is busy with for this process: mounts that are open, calls that run.
 
-Whatever is noted here is kept, with its callback, until the library is done with it; and it is ended
-when the interpreter exits.
+Whatever is noted here is kept, with its callback, until the library is done with it; and it is
+ended when the interpreter exits.
 """
 import atexit
 import itertools
@@ -66,7 +66,8 @@ def _end_all() -> None:
     failures = [work.end() for work in list(_all.values()) if not work.is_inherited]
     told = [failure for failure in failures if failure is not None]
     if told:
-        raise ExceptionGroup("unmounts at the interpreter's exit", told)
+        # Of a group that leaves here, Python shows the text alone.
+        raise ExceptionGroup("; ".join(map(str, told)), told)
 
 
 os.register_at_fork(after_in_child=_begin_child)

@@ -24,11 +24,11 @@ UNMOUNT_CRED = "unmount-secret"
 class Host:
     """The namespace, with the stand-in helper and its store."""
 
-    def arguments(self, server: str = "media1") -> dict[str, Any]:
+    def arguments(self, server: str = "media1", **changes: Any) -> dict[str, Any]:
         """The arguments that mount() and prepare() share. The server exists afterwards."""
         (STORE / server / "backups").mkdir(parents=True, exist_ok=True)
         return {"server": server, "port": 40100, "mount_cred": MOUNT_CRED,
-                "unmount_cred": UNMOUNT_CRED, "timeout": 0}
+                "unmount_cred": UNMOUNT_CRED, "timeout": 0, **changes}
 
     def control(self, name: str, text: str) -> None:
         """Sets a control file of the stand-in, such as "umount/status"."""
@@ -90,10 +90,10 @@ class Sample:
         self.backup_id, *self.disks = made.stdout.splitlines()
         self.image = STORE / self.server / self.disks[0].partition("] ")[2].partition("/vm1")[0]
 
-    def arguments(self) -> dict[str, Any]:
+    def arguments(self, **changes: Any) -> dict[str, Any]:
         return {"server": self.server, "port": 40100, "schedule": 0, "timeout": 0,
                 "mount_cred": MOUNT_CRED, "unmount_cred": UNMOUNT_CRED,
-                "backup_id": self.backup_id, "disks": self.disks}
+                "backup_id": self.backup_id, "disks": self.disks, **changes}
 
 
 @pytest.fixture(scope="session")

@@ -11,7 +11,7 @@ def test_returns_configuration_and_paths(host: Host, sample: Sample) -> None:
     stored = (sample.image / "^^.^VIRTUAL_FILE_FSMAP").read_bytes()
     assert stored.endswith(b"\0")
     assert prepared.configuration == stored.rstrip(b"\0")
-    view = f"[nfs_ds] backups/sample-client/allusers/full/1700000000/_vmir"
+    view = "[nfs_ds] backups/sample-client/allusers/full/1700000000/_vmir"
     assert prepared.paths == (f"{view}/disk.vmdk", f"{view}/disk(1).vmdk", f"{view}/data.vmdk")
     assert (sample.image / "_vmir/data-flat.vmdk").samefile(sample.image / "vm1/data-000001.vmdk")
     assert host.mounts() == []
@@ -29,8 +29,7 @@ def test_gives_new_disk_uuids_where_asked(host: Host, sample: Sample, new: bool)
 
 
 def test_takes_any_iterable_of_disks(host: Host, sample: Sample) -> None:
-    arguments = sample.arguments() | {"disks": iter(sample.disks[:1])}
-    assert len(ixfs.prepare(**arguments).paths) == 1
+    assert len(ixfs.prepare(**sample.arguments(disks=iter(sample.disks[:1]))).paths) == 1
 
 
 def test_names_of_any_bytes_go_there_and_back(host: Host, sample: Sample) -> None:
@@ -40,7 +39,7 @@ def test_names_of_any_bytes_go_there_and_back(host: Host, sample: Sample) -> Non
         (sample.image / f"vm1/{name}{ending}").write_bytes(original.read_bytes())
     disk = sample.disks[0].replace("vm1/disk", f"vm1/{name}")
     try:
-        prepared = ixfs.prepare(**sample.arguments() | {"disks": [disk]})
+        prepared = ixfs.prepare(**sample.arguments(disks=[disk]))
         assert prepared.paths[0].endswith(f"/_vmir/{name}.vmdk")
     finally:
         for file in (sample.image / "vm1").glob(f"{name}*"):
@@ -50,7 +49,7 @@ def test_names_of_any_bytes_go_there_and_back(host: Host, sample: Sample) -> Non
 def test_a_failure_has_status_text_and_lines(host: Host, sample: Sample) -> None:
     disk = sample.disks[0].replace("vm1/disk", "vm1/missing")
     with pytest.raises(ixfs.PrepareError) as caught:
-        ixfs.prepare(**sample.arguments() | {"disks": [disk]})
+        ixfs.prepare(**sample.arguments(disks=[disk]))
     assert caught.value.status is ixfs.Status.FILE_NOT_FOUND
     assert "file not found" in str(caught.value)
     assert any("vm1/missing.vmdk" in line.message for line in caught.value.log_lines)
