@@ -6,7 +6,7 @@ import threading
 from typing import Any
 
 import pytest
-from conftest import MOUNT_CRED, UNMOUNT_CRED, Host, Sample
+from conftest import MOUNT_CRED, UNMOUNT_CRED, Host, Program, Sample
 
 import ixfs
 from ixfs._log import Masking
@@ -109,6 +109,17 @@ def test_no_record_shows_a_credential(host: Host, sample: Sample, records: list[
     assert "-secret" not in text
 
 
+def test_an_exception_keeps_the_last_lines(host: Host) -> None:
+    host.control("mount/status", "11")
+    host.script("seq 1 2000")
+    with pytest.raises(ixfs.MountError) as caught, ixfs.mount(**host.arguments()):
+        pass
+    messages = [line.message for line in caught.value.log_lines]
+    assert len(messages) == 1000
+    assert "INF - response - 2000" in messages
+    assert "INF - response - 1000" not in messages
+
+
 @pytest.mark.parametrize("text, masked", [
     ("mount -server m -port 1 -cred secret /dir", "mount -server m -port 1 -cred *** /dir"),
     ("umount -cred secr", "umount -cred ***"),  # cut by the library
@@ -128,12 +139,16 @@ def test_control_characters_and_odd_bytes_are_escaped(host: Host, records: list[
     assert not any("\n" in record.getMessage() for record in records)
 
 
-def test_nothing_is_shown_until_logging_is_set_up(
-        host: Host, capfd: pytest.CaptureFixture[str]) -> None:
+def test_nothing_is_shown_until_logging_is_set_up(host: Host) -> None:
     host.control("mount/status", "11")
-    with pytest.raises(ixfs.MountError), ixfs.mount(**host.arguments()):
-        pass
-    assert "ERR" not in capfd.readouterr().err
+    program = Program("""
+import ixfs, sys
+try:
+    ixfs.mount(**eval(sys.argv[1])).__enter__()
+except ixfs.MountError:
+    sys.exit(7)
+""", repr(host.arguments()))
+    assert (program.status, program.output, program.errors) == (7, "", "")
 
 
 def test_the_callback_is_not_collected_while_in_use(host: Host, sample: Sample) -> None:

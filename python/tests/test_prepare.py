@@ -4,6 +4,9 @@ from conftest import MOUNT_CRED, UNMOUNT_CRED, Host, Sample
 from test_mount import shown
 
 import ixfs
+from ixfs import _library
+from ixfs._connection import Connection
+from ixfs._prepare import _Preparation
 
 
 def test_returns_configuration_and_paths(host: Host, sample: Sample) -> None:
@@ -54,6 +57,16 @@ def test_a_failure_has_status_text_and_lines(host: Host, sample: Sample) -> None
     assert "file not found" in str(caught.value)
     assert any("vm1/missing.vmdk" in line.message for line in caught.value.log_lines)
     assert host.mounts() == []
+
+
+def test_the_librarys_own_words_are_kept(host: Host) -> None:
+    """It has some where the cause is no status, such as an exception beneath."""
+    preparation = _Preparation(Connection("media1", 1, MOUNT_CRED, UNMOUNT_CRED, 0))
+    words = f"no random numbers for {MOUNT_CRED}".encode()
+    with pytest.raises(ixfs.PrepareError) as caught:
+        preparation._look_at(_library.PrepareResult(status=11, error=words))
+    assert caught.value.status is ixfs.Status.SYSTEM_ERROR
+    assert caught.value.text == "no random numbers for ***"
 
 
 def test_a_mount_that_fails_is_a_failure_of_the_preparation(host: Host, sample: Sample) -> None:

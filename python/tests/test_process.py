@@ -4,23 +4,37 @@ import os
 import signal
 import sys
 import threading
+from collections.abc import Iterator
 from typing import Any
 
 import pytest
 from conftest import Host, Program, Sample
 
 import ixfs
+from ixfs._signals import handlers_deferred
 
 SENDS_INTERRUPT = 'if [ "$1" = {} ]; then kill -INT "$(cat /usr/varnis/pid)"; fi'
 
 ARGUMENTS = """
-import os, signal, sys, threading
+import os, pathlib, signal, sys, threading
 import ixfs
 arguments = dict(server="media1", port=40100, mount_cred="mount-secret",
                  unmount_cred="unmount-secret", timeout=0)
 def mounted():
-    return "/usr/varnis/var/ixfs/media1 " in open("/proc/self/mountinfo").read()
+    return "/usr/varnis/var/ixfs/media1 " in pathlib.Path("/proc/self/mountinfo").read_text()
 """
+
+
+@pytest.fixture
+def held_mount(host: Host) -> Iterator[None]:
+    """The helper holds each mount: it begins to write to the FIFO "in", then reads from "go"."""
+    fifos = ["/usr/varnis/in", "/usr/varnis/go"]
+    for fifo in fifos:
+        os.mkfifo(fifo)
+    host.script('if [ "$1" = mount ]; then : >/usr/varnis/in; : </usr/varnis/go; fi')
+    yield
+    for fifo in fifos:
+        os.unlink(fifo)
 
 
 @pytest.fixture
@@ -88,32 +102,69 @@ def test_every_handler_that_raises_is_held_up(host: Host, interrupting: Any) -> 
     assert host.mounts() == []
 
 
+def test_all_handlers_come_back_though_one_raises_meanwhile(
+        monkeypatch: pytest.MonkeyPatch) -> None:
+    """A signal can come when its handler is back and others are not."""
+    def leave(_number: int, _frame: Any) -> None:
+        raise KeyError("the handler's")
+
+    set_handler = signal.signal
+
+    def set_and_send(number: int, handler: Any) -> Any:
+        previous = set_handler(number, handler)
+        if handler is leave and number == signal.SIGUSR1:
+            signal.raise_signal(number)
+        return previous
+
+    numbers = [signal.SIGHUP, signal.SIGUSR1, signal.SIGUSR2]
+    before = [set_handler(number, leave) for number in numbers]
+    try:
+        with pytest.raises(KeyError), handlers_deferred():
+            monkeypatch.setattr(signal, "signal", set_and_send)
+        assert [signal.getsignal(number) for number in numbers] == [leave] * 3
+    finally:
+        for number, handler in zip(numbers, before):
+            set_handler(number, handler)
+
+
+def test_every_signal_that_came_has_its_handler_run() -> None:
+    came: list[int] = []
+
+    def note(number: int, _frame: Any) -> None:
+        came.append(number)
+        raise KeyError(number)
+
+    numbers = [signal.SIGUSR1, signal.SIGUSR2]
+    before = [signal.signal(number, note) for number in numbers]
+    try:
+        with pytest.raises(KeyError), handlers_deferred():
+            for number in numbers:
+                signal.raise_signal(number)
+            assert not came
+        assert sorted(came) == numbers
+    finally:
+        for number, handler in zip(numbers, before):
+            signal.signal(number, handler)
+
+
 def test_a_child_forked_by_another_thread_during_a_call_has_its_handlers(
-        host: Host, interrupting: Any) -> None:
+        host: Host, interrupting: Any, held_mount: None) -> None:
     """The fork is made while the main thread is in the mount."""
-    host.script('if [ "$1" = mount ]; then : >/usr/varnis/in; cat /usr/varnis/go >/dev/null; fi')
-    os.mkfifo("/usr/varnis/go")
     result: list[int] = []
 
     def fork() -> None:
-        while not os.path.exists("/usr/varnis/in"):
-            pass
+        open("/usr/varnis/in").close()
         child = os.fork()
         if child == 0:
             os._exit(0 if signal.getsignal(signal.SIGINT) is signal.default_int_handler else 1)
         result.append(os.waitstatus_to_exitcode(os.waitpid(child, 0)[1]))
-        with open("/usr/varnis/go", "w"):
-            pass
+        open("/usr/varnis/go", "w").close()
 
     thread = threading.Thread(target=fork)
     thread.start()
-    try:
-        with ixfs.mount(**host.arguments()):
-            pass
-        thread.join()
-    finally:
-        os.unlink("/usr/varnis/go")
-        os.unlink("/usr/varnis/in")
+    with ixfs.mount(**host.arguments()):
+        pass
+    thread.join()
     assert result == [0]
 
 
@@ -179,23 +230,17 @@ entered.wait()
     assert host.mounts() == []
 
 
-def test_the_exit_waits_for_a_daemon_threads_preparation(host: Host, sample: Sample) -> None:
-    host.script('if [ "$1" = mount ]; then : >/usr/varnis/in; cat /usr/varnis/go >/dev/null; fi')
-    os.mkfifo("/usr/varnis/go")
-    try:
-        program = Program("""
-import atexit, os, sys, threading
-def let_go():  # runs first
-    threading.Thread(target=lambda: open("/usr/varnis/go", "w").close(), daemon=True).start()
+def test_the_exit_waits_for_a_daemon_threads_preparation(
+        host: Host, sample: Sample, held_mount: None) -> None:
+    program = Program("""
+import atexit, sys, threading
 import ixfs
+def let_go():  # at the exit runs before what the package does
+    threading.Thread(target=lambda: open("/usr/varnis/go", "w").close(), daemon=True).start()
 atexit.register(let_go)
 threading.Thread(target=lambda: ixfs.prepare(**eval(sys.argv[1])), daemon=True).start()
-while not os.path.exists("/usr/varnis/in"):
-    pass
+open("/usr/varnis/in").close()
 """, repr(sample.arguments()))
-    finally:
-        os.unlink("/usr/varnis/go")
-        os.unlink("/usr/varnis/in")
     assert (program.status, program.errors) == (0, "")
     assert host.calls() == ["mount", "umount"]
     assert (sample.image / "_vmir/data.vmdk").exists()
@@ -230,9 +275,10 @@ if child == 0:
 status = os.waitstatus_to_exitcode(os.waitpid(child, 0)[1])
 """,
     "collection": """
-import gc
+import gc, warnings
 child = os.fork()
 if child == 0:
+    warnings.simplefilter("error")  # it has nothing to warn of
     del mount
     gc.collect()
     sys.exit(7 if mounted() else 1)
@@ -259,12 +305,30 @@ mount.__enter__()
 {fork}
 assert status == 7, status
 assert mounted()
-helper_calls = open("/usr/varnis/var/ixfs-loopback/.control/calls").read().splitlines()
-assert len(helper_calls) == 1, helper_calls
+helper_calls = pathlib.Path("/usr/varnis/var/ixfs-loopback/.control/calls").read_text()
+assert helper_calls.count("\\n") == 1, helper_calls
 mount.__exit__(None, None, None)
 assert not mounted()
 """)
     assert (program.status, program.errors) == (0, "")
+    assert host.calls() == ["mount", "umount"]
+
+
+def test_a_child_forked_during_a_preparation_can_exit(
+        host: Host, sample: Sample, held_mount: None) -> None:
+    program = Program(ARGUMENTS + """
+thread = threading.Thread(target=lambda: ixfs.prepare(**eval(sys.argv[1])))
+thread.start()
+open("/usr/varnis/in").close()
+child = os.fork()
+if child == 0:
+    sys.exit(7)
+status = os.waitstatus_to_exitcode(os.waitpid(child, 0)[1])
+open("/usr/varnis/go", "w").close()
+thread.join()
+sys.exit(status)
+""", repr(sample.arguments()))
+    assert (program.status, program.errors) == (7, "")
     assert host.calls() == ["mount", "umount"]
 
 
@@ -281,7 +345,7 @@ with ixfs.mount(**arguments):
             sys.exit(7)
     assert os.waitstatus_to_exitcode(os.waitpid(child, 0)[1]) == 7
     assert mounted()
-    assert "/media2" not in open("/proc/self/mountinfo").read()
+    assert "/media2" not in pathlib.Path("/proc/self/mountinfo").read_text()
 """)
     assert (program.status, program.errors) == (0, "")
     assert host.calls() == ["mount", "mount", "umount", "mount", "umount", "umount"]
