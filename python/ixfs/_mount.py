@@ -90,9 +90,9 @@ def mount(*, server: str, port: int, mount_cred: str, unmount_cred: str,
 
     Server name and credentials go through the shell: letters, digits and ._:=+/@%- are allowed, no
     "-" in front, in a server name neither "=" nor "/". The function raises ValueError or TypeError
-    for such arguments, and LibraryNotFound; nothing is mounted before the block is entered.
+    for other arguments. It mounts nothing: entering the block does.
 
-    Entering raises MountError. Leaving the block unmounts, whatever ended it, and then reads the
+    Entering raises MountError, or LibraryNotFound. Leaving the block unmounts, whatever ended it, and then reads the
     mount table. It raises UnmountError if the unmount failed or something is still mounted on the
     server's mount directory; while another exception is on its way, that one gets a note instead.
     Allow one mount per server and host at a time: all share one directory.

@@ -14,12 +14,13 @@ _replaced: dict[int, _Handler] = {}  # by the main thread's outermost block
 
 def _restore() -> None:
     while _replaced:
-        number = next(iter(_replaced))
+        number, handler = next(iter(_replaced.items()))
         try:
-            signal.signal(number, _replaced[number])
-            _replaced.pop(number, None)
-        finally:
-            _restore()  # also after a handler that is back, and that raises
+            signal.signal(number, handler)
+        finally:  # also when a handler that is back has raised in here
+            if signal.getsignal(number) is handler:
+                _replaced.pop(number, None)
+            _restore()
 
 
 def _raise_again(numbers: set[int]) -> None:
