@@ -92,10 +92,10 @@ def mount(*, server: str, port: int, mount_cred: str, unmount_cred: str,
     "-" in front, in a server name neither "=" nor "/". The function raises ValueError or TypeError
     for other arguments. It mounts nothing: entering the block does.
 
-    Entering raises MountError, or LibraryNotFound. Leaving the block unmounts, whatever ended it, and then reads the
-    mount table. It raises UnmountError if the unmount failed or something is still mounted on the
-    server's mount directory; while another exception is on its way, that one gets a note instead.
-    Allow one mount per server and host at a time: all share one directory.
+    Entering raises MountError, or LibraryNotFound. Leaving the block unmounts, whatever ended it,
+    and then reads the mount table. It raises UnmountError if the unmount failed or something is
+    still mounted on the server's mount directory; while another exception is on its way, that one
+    gets a note instead. Allow one mount per server and host at a time: all share one directory.
 
     While the mount is open, a thread of the library looks every 300 seconds whether it still holds
     "backups", and logs that.

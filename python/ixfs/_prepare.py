@@ -128,8 +128,8 @@ def prepare(*, server: str, port: int, schedule: int, mount_cred: str, unmount_c
     Returns what is prepared; the view stays in the image, in its folder "_vmir".
 
     Raises PrepareError with the status of the first step that failed. If a disk failed, the whole
-    view folder is gone. Raises UnmountError if all went well, but something is mounted on the server's mount directory
-    afterwards: its `result` is what is prepared.
+    view folder is gone. Raises UnmountError if all went well, but something is mounted on the
+    server's mount directory afterwards: its `result` is what is prepared. Raises LibraryNotFound.
 
     Waits without a limit while another mount or unmount of the host is in progress, and up to 20
     seconds for the configuration to appear in the image. See ixfs_prepare_vmir in ixfs_vmir.h.
