@@ -4,6 +4,8 @@
  *
  * Standard input holds the credential for the mount and that for the unmount, one a line.
  */
+#include "safe_words.h"
+
 #include <ixfs.h>
 
 #include <dirent.h>
@@ -11,22 +13,6 @@
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
-
-#define WORD "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789._:+@%-"
-
-/* The library runs the mount helper through a shell and quotes nothing. So whatever means more than
- * itself to the shell is refused, and a "-" in front, which the helper would take for an option. */
-static int is_safe(const char* text, const char* allowed, size_t longest)
-{
-    const size_t length = strlen(text);
-    return length > 0 && length <= longest && text[0] != '-' && strspn(text, allowed) == length;
-}
-
-/* The server name also becomes the name of a directory. */
-static int is_server_name(const char* text)
-{
-    return is_safe(text, WORD, 255) && strcmp(text, ".") != 0 && strcmp(text, "..") != 0;
-}
 
 /* Prints problems. Some lines of the highest severity are none: their messages begin with "INF -".
  * What shows the helper's command line shows a credential. */
@@ -87,10 +73,8 @@ int main(int argc, char* argv[])
     const char* const mount_cred = strtok(input, "\n");
     const char* const unmount_cred = strtok(NULL, "\n");
     if (argc != 3 || unmount_cred == NULL || !is_server_name(argv[1]) ||
-        !is_safe(mount_cred, WORD "=/", 384) || !is_safe(unmount_cred, WORD "=/", 384)) {
-        fputs("usage: mount SERVER PORT < CREDENTIALS\n"
-              "SERVER is a word of letters, digits and ._:+@%-, a credential of those and =/\n",
-              stderr);
+        !is_credential(mount_cred) || !is_credential(unmount_cred)) {
+        fputs("usage: mount SERVER PORT < CREDENTIALS\n" SAFE_WORDS_ARE, stderr);
         return 2;
     }
     _ixfs_control_t* const handle =

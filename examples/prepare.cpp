@@ -4,6 +4,8 @@
 //
 // Standard input holds the credential for the mount and that for the unmount, one a line. A DISK is
 // a descriptor in datastore form: "[nfs] backups/vm1/allusers/full/1700000000/vm1/vm1.vmdk.desc".
+#include "safe_words.h"
+
 #include <ixfs_vmir.h>
 
 #include <cstdlib>
@@ -13,22 +15,6 @@
 
 namespace
 {
-
-const std::string word = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789._:+@%-";
-
-// The library runs the mount helper through a shell and quotes nothing. So whatever means more than
-// itself to the shell is refused, and a "-" in front, which the helper would take for an option.
-bool is_safe(const std::string& text, const std::string& allowed, std::size_t longest)
-{
-    return !text.empty() && text.size() <= longest && text[0] != '-' &&
-           text.find_first_not_of(allowed) == std::string::npos;
-}
-
-// The server name also becomes the name of a directory.
-bool is_server_name(const std::string& text)
-{
-    return is_safe(text, word, 255) && text != "." && text != "..";
-}
 
 // The backup id and the disks become paths, which must not lead out of the image.
 bool stays_below(const std::string& path)
@@ -65,15 +51,13 @@ int main(int argc, char* argv[])
     std::string unmount_cred;
     std::getline(std::cin, mount_cred);
     std::getline(std::cin, unmount_cred);
-    bool good = arguments.size() >= 4 && is_server_name(arguments[0]) &&
-                is_safe(mount_cred, word + "=/", 384) && is_safe(unmount_cred, word + "=/", 384) &&
+    bool good = arguments.size() >= 4 && is_server_name(argv[1]) &&
+                is_credential(mount_cred.c_str()) && is_credential(unmount_cred.c_str()) &&
                 arguments[2].find('/') == std::string::npos;
     for (const std::string& argument : arguments)
         good = good && stays_below(argument);
     if (!good) {
-        std::cerr << "usage: prepare SERVER PORT BACKUP_ID DISK... < CREDENTIALS\n"
-                     "SERVER is a word of letters, digits and ._:+@%-, a credential of those and "
-                     "=/\n";
+        std::cerr << "usage: prepare SERVER PORT BACKUP_ID DISK... < CREDENTIALS\n" SAFE_WORDS_ARE;
         return 2;
     }
     MountCreds creds{};

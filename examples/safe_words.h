@@ -8,6 +8,9 @@
 
 #define SAFE_CHARACTERS "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789._:+@%-"
 
+#define SAFE_WORDS_ARE                                                                             \
+    "A server name is a word of letters, digits and ._:+@%-, a credential of those and =/\n"
+
 static inline int is_safe_word(const char* text, const char* allowed, size_t longest)
 {
     const size_t length = strlen(text);
