@@ -12,7 +12,7 @@ namespace
 {
 
 using Clock = std::chrono::steady_clock;
-constexpr std::chrono::seconds patience(3); // with a process that was asked, and with one killed
+constexpr std::chrono::seconds patience(2); // with a process that was asked, and with one killed
 
 // A process that stays the same one: its number may be given to another.
 class HeldProcess
