@@ -7,6 +7,7 @@
 #include <fstream>
 
 #include <sys/mount.h>
+#include <sys/syscall.h>
 #include <unistd.h>
 
 namespace fs = std::filesystem;
@@ -29,6 +30,13 @@ protected:
     static ProgramResult clean() { return run_ctl({"clean", "--yes"}); }
 
     static void expect_sound_host() { EXPECT_THAT(finding_ids(status_of_host()), IsEmpty()); }
+
+    // Whether a process waits in such a call.
+    static bool is_in_chdir(const std::string& pid)
+    {
+        long call = -1;
+        return std::ifstream("/proc/" + pid + "/syscall") >> call && call == SYS_chdir;
+    }
 
     // As on a terminal, which shows the input, too.
     static ProgramResult clean_on_terminal(const std::string& input)
@@ -156,6 +164,23 @@ TEST_F(CtlClean, HungMountIsTakenOff)
         EXPECT_EQ(clean().exit_status, 0);
         EXPECT_EQ(layers_of("media1"), 0);
         expect_sound_host();
+    } catch (const std::runtime_error& error) {
+        GTEST_SKIP() << error.what();
+    }
+}
+
+TEST_F(CtlClean, HungMountInWhichAProcessHangsIsTakenOff)
+{
+    try {
+        const HungMount hung(make_directory("media1"));
+        ChildProcess hanging(STDERR_FILENO, [this](ChildProcess::Parent&) {
+            folder.write("pid", std::to_string(getpid()));
+            return chdir("/usr/varnis/var/ixfs/media1/folder") == 0 ? 1 : 0;
+        });
+        look_until([this] { return folder.exists("pid") && is_in_chdir(folder.read("pid")); });
+        EXPECT_EQ(clean().exit_status, 0);
+        EXPECT_EQ(layers_of("media1"), 0);
+        EXPECT_EQ(hanging.wait(), 0) << "its call fails";
     } catch (const std::runtime_error& error) {
         GTEST_SKIP() << error.what();
     }

@@ -18,6 +18,11 @@ int look_at(const std::string& path)
     return lstat(path.c_str(), &status) == 0 ? 0 : errno;
 }
 
+ChildCall begin_look(const std::string& folder)
+{
+    return ChildCall([path = folder + "/backups"] { return look_at(path); });
+}
+
 Backups meaning_of(int error)
 {
     switch (error) {
@@ -37,8 +42,7 @@ void look_for_backups(std::vector<MountDirectory>& directories)
     std::vector<std::pair<MountDirectory*, ChildCall>> looks;
     for (MountDirectory& directory : directories) {
         if (!directory.layers.empty())
-            looks.emplace_back(&directory,
-                               ChildCall([&] { return look_at(directory.path + "/backups"); }));
+            looks.emplace_back(&directory, begin_look(directory.path));
     }
     const auto end = ChildCall::Clock::now() + patience;
     for (const auto& [directory, look] : looks) {
@@ -46,4 +50,9 @@ void look_for_backups(std::vector<MountDirectory>& directories)
         directory->error = error.value_or(0);
         directory->backups = error ? meaning_of(*error) : Backups::no_answer;
     }
+}
+
+bool answers(const std::string& folder)
+{
+    return begin_look(folder).result_by(ChildCall::Clock::now() + patience).has_value();
 }

@@ -32,4 +32,7 @@ std::vector<MountDirectory> find_mount_directories();
 // processes look, and those that hang are left behind.
 void look_for_backups(std::vector<MountDirectory>& directories);
 
+// Whether a look for "backups" in a folder comes to anything within a second.
+bool answers(const std::string& folder);
+
 #endif

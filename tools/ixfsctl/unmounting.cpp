@@ -1,10 +1,12 @@
 #include "unmounting.h"
 
 #include "child_call.h"
+#include "mount_directories.h"
 #include "product.h"
 
 #include <cerrno>
 #include <chrono>
+#include <ctime>
 #include <fcntl.h>
 #include <linux/openat2.h>
 #include <sys/mount.h>
@@ -21,6 +23,20 @@ int unmount(const std::string& path, int flags)
     const ChildCall call(
         [&] { return umount2(path.c_str(), UMOUNT_NOFOLLOW | flags) == 0 ? 0 : errno; });
     return call.result_by(ChildCall::Clock::now() + patience).value_or(ETIMEDOUT);
+}
+
+// Lets the calls that hang in the mount fail, and then goes on as soon as their processes have left
+// it.
+int unmount_by_force(const std::string& path)
+{
+    constexpr timespec pause = {0, 50'000'000};
+    const auto end = ChildCall::Clock::now() + patience;
+    int error = unmount(path, MNT_FORCE);
+    while (error == EBUSY && ChildCall::Clock::now() < end) {
+        nanosleep(&pause, nullptr);
+        error = unmount(path, MNT_FORCE);
+    }
+    return error;
 }
 
 class Directory
@@ -67,7 +83,9 @@ int remove_below(const Directory& base, const std::string& path)
 int unmount_top(const std::string& path)
 {
     const int error = unmount(path, 0);
-    return error == ETIMEDOUT ? unmount(path, MNT_FORCE) : error;
+    if ((error != ETIMEDOUT && error != EBUSY) || answers(path))
+        return error;
+    return unmount_by_force(path);
 }
 
 int remove_empty_directory(const std::string& path)

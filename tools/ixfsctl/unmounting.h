@@ -4,8 +4,8 @@
 
 #include <string>
 
-// Takes off what is topmost on `path`, by force if it hangs. Returns 0 or the error number; EBUSY
-// if somebody works in it, ETIMEDOUT if it hangs all the same.
+// Takes off what is topmost on `path`. If that answers nothing, lets the calls fail that hang in it.
+// Returns 0 or the error number; EBUSY if somebody works in it, ETIMEDOUT if it hangs all the same.
 int unmount_top(const std::string& path);
 
 // Removes a directory below the mount base, and those above it, up to the mount base, as far as they
