@@ -68,7 +68,7 @@ TEST_F(PrepareGivesUp, WhileItBuildsTheView)
 TEST_F(PrepareGivesUp, WhileItUnmounts)
 {
     HangingCall unmount("umount");
-    StartedProgram program(command(server));
+    StartedProgram program(command(server, {"--quiet"}));
     unmount.wait_until_hung();
     const ProgramResult result = interrupt_twice(program);
     EXPECT_THAT(result.errors,

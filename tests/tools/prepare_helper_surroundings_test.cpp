@@ -51,8 +51,9 @@ TEST_F(PrepareHelperFinds, NoDescriptorOfTheCaller)
     options["mount-cred-file"] = folder / "mount";
     provide_image();
     helper.does("ls -l /proc/$$/fd >> '" + (folder / "seen") + "'");
-    EXPECT_EQ(run_redirected("9<'" + (folder / "lock") + "' > '" + (folder / "out") + "'").exit_status,
-              0);
+    EXPECT_EQ(
+        run_redirected("9<'" + (folder / "lock") + "' > '" + (folder / "out") + "'").exit_status,
+        0);
     EXPECT_THAT(folder.read("seen"), Not(HasSubstr("/lock")));
     EXPECT_THAT(folder.read("seen"), Not(HasSubstr("/out")));
 }

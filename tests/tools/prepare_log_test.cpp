@@ -116,7 +116,7 @@ TEST_F(PrepareLog, ClosedStandardErrorIsNotLeftForOtherFiles)
     provide_image();
     helper.does("readlink /proc/$$/fd/2 > '" + (folder / "errors") + "'");
     EXPECT_EQ(run_redirected("2>&-").exit_status, 0);
-    EXPECT_EQ(folder.read("errors"), "/dev/null\n");
+    EXPECT_THAT(folder.read("errors"), StartsWith("pipe:["));
 }
 
 TEST_F(PrepareLog, HelperGetsTheUsualSigpipe)

@@ -132,8 +132,9 @@ TEST_F(PrepareProgress, HasNoColourWithNoColor)
     terminal.environment.back() = "NO_COLOR=1";
     StartedProgram program(command(server), terminal);
     const ProgramResult result = program.wait();
-    EXPECT_THAT(result.errors, AllOf(HasSubstr("ixfs-prepare: failed with status 29"),
-                                     HasSubstr(shown("mounting media1")), Not(HasSubstr("\x1b[3"))));
+    EXPECT_THAT(result.errors,
+                AllOf(HasSubstr("ixfs-prepare: failed with status 29"),
+                      HasSubstr(shown("mounting media1")), Not(HasSubstr("\x1b[3"))));
 }
 
 class PrepareOnTerminal : public PrepareProgress

@@ -19,10 +19,10 @@ class PrepareRemoveView : public PrepareRunTest
 protected:
     ProgramResult remove_view(const std::string& backup_id = "client_1") const
     {
-        std::vector<std::string> command{IXFS_PREPARE_PROGRAM, "--remove-view", "--yes",
-                                         "--json",             "--server",      server.name,
-                                         "--port",             "4010",          "--schedule",
-                                         "full",               "--backup-id",   backup_id};
+        std::vector<std::string> command{
+            IXFS_PREPARE_PROGRAM, "--remove-view", "--yes",       "--json",
+            "--server",           server.name,     "--port",      "4010",
+            "--schedule",         "full",          "--backup-id", backup_id};
         const std::vector<std::string> last = credentials();
         command.insert(command.end(), last.begin(), last.end());
         return run_program(command);
@@ -48,8 +48,7 @@ TEST_F(PrepareRemoveView, LeavesTheImageAsItWasBefore)
     fs::create_directories(server.folder() + "/_vmir/of/others");
     const ProgramResult result = remove_view();
     EXPECT_EQ(result.exit_status, 0) << result.errors;
-    EXPECT_EQ(parsed(result)["status_text"],
-              "view removed: backups/client/allusers/full/1/_vmir");
+    EXPECT_EQ(parsed(result)["status_text"], "view removed: backups/client/allusers/full/1/_vmir");
     EXPECT_THAT(image.changes(), IsEmpty());
     EXPECT_EQ(server.mounts(), 0);
 }

@@ -117,9 +117,9 @@ std::vector<std::string> PrepareRunTest::credentials() const
 std::vector<std::string> PrepareRunTest::command(const SmallServer& server,
                                                  const std::vector<std::string>& flags) const
 {
-    std::vector<std::string> command{IXFS_PREPARE_PROGRAM, "--server",    server.name,
-                                     "--port",             "4010",        "--schedule",
-                                     "full",               "--backup-id", "client_1"};
+    std::vector<std::string> command{
+        IXFS_PREPARE_PROGRAM, "--server", server.name,   "--port",  "4010",
+        "--schedule",         "full",     "--backup-id", "client_1"};
     for (const std::string& disk : server.disks()) {
         command.emplace_back("--disk");
         command.push_back(disk);

@@ -1,9 +1,14 @@
 // ixfs-prepare is asked to end, once: whatever it does at the time, the image is unmounted.
 #include "prepare_run_test.h"
 
+#include "scripted_helper.h"
+
 #include <csignal>
 #include <filesystem>
-#include <fstream>
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
 using testing::ElementsAre;
 using testing::HasSubstr;
@@ -45,7 +50,9 @@ protected:
 };
 
 INSTANTIATE_TEST_SUITE_P(Each, PrepareSignal, testing::Values(SIGINT, SIGTERM, SIGHUP),
-                         [](const auto& tested) { return "SIG" + std::string(sigabbrev_np(tested.param)); });
+                         [](const auto& tested) {
+                             return "SIG" + std::string(sigabbrev_np(tested.param));
+                         });
 
 TEST_P(PrepareSignal, WhileItWaitsForTheLockEndsItAtOnce)
 {
@@ -94,7 +101,7 @@ TEST_P(PrepareSignal, WhileItBuildsTheViewIsFollowedByTheUnmount)
 TEST_P(PrepareSignal, WhileItUnmountsLetsItUnmount)
 {
     HangingCall unmount("umount");
-    StartedProgram program(command(server));
+    StartedProgram program(command(server, {"--quiet"}));
     unmount.wait_until_hung();
     interrupt(program);
     EXPECT_EQ(server.mounts(), 1);
@@ -124,8 +131,8 @@ protected:
     // not mind the signal, but must be in the pause.
     static void end_pause(pid_t worker, StartedProgram& program)
     {
-        while (kill(worker, SIGHUP) == 0 && program.errors().find("readXml: INF - Read file size") ==
-                                                std::string::npos) {
+        while (kill(worker, SIGHUP) == 0 &&
+               program.errors().find("readXml: INF - Read file size") == std::string::npos) {
             std::this_thread::sleep_for(std::chrono::milliseconds(5));
             program.read_what_is_there();
         }
@@ -207,19 +214,6 @@ TEST_F(PrepareSurvives, ItsOwnEndAndUnmounts)
     EXPECT_THAT(helper_calls(), ElementsAre("mount media1", "umount media1"));
 }
 
-// The helper writes to the caller's standard error then, and does not fail for lack of a reader.
-TEST_F(PrepareSurvives, ItsOwnEndWithAHelperThatComplains)
-{
-    loopback.steer("umount", "status", "11");
-    HangingCall mount;
-    StartedProgram program(command(server));
-    mount.wait_until_hung();
-    program.send(SIGKILL);
-    mount.let_go();
-    program.wait();
-    EXPECT_EQ(server.mounts(), 0); // by the library itself
-}
-
 TEST_F(PrepareSurvives, TheEndOfItsWorkerAndSaysSo)
 {
     HangingCall mount;
@@ -232,6 +226,36 @@ TEST_F(PrepareSurvives, TheEndOfItsWorkerAndSaysSo)
     mount.let_go();
     EXPECT_TRUE(comes_true([] { return helpers().empty(); }));
     EXPECT_EQ(server.mounts(), 1); // the helper lived on
+}
+
+// Its worker, when nobody listens any more.
+class PrepareOrphan : public PrepareSurvives
+{
+protected:
+    ScriptedHelper helper;
+};
+
+// What the helper writes then does not end it for lack of a reader.
+TEST_F(PrepareOrphan, LetsTheHelperComplain)
+{
+    const std::string gate = folder / "gate";
+    ASSERT_EQ(mkfifo(gate.c_str(), 0600), 0);
+    helper.does("case $1 in\n"
+                "mount) mount --bind " +
+                server.root + " " + server.mount_point + "; cat " + gate +
+                ";;\n"
+                "umount) echo a complaint >&2; umount " +
+                server.mount_point +
+                ";;\n"
+                "esac");
+    helper.answers({{"MOUNTPOINT=" + server.mount_point, "EXIT_STATUS=0"}, {"EXIT_STATUS=0"}});
+    StartedProgram program(command(server));
+    const int writer = open(gate.c_str(), O_WRONLY);
+    program.send(SIGKILL);
+    close(writer);
+    EXPECT_THAT(program.wait().errors, HasSubstr("a complaint\n"));
+    EXPECT_EQ(server.mounts(), 0);
+    EXPECT_TRUE(server.has_view());
 }
 
 } // namespace

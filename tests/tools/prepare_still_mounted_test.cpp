@@ -22,10 +22,9 @@ protected:
         EXPECT_EQ(result.exit_status, exit_status);
         EXPECT_EQ(parsed(result)["still_mounted"], true);
         EXPECT_EQ(parsed(result)["mount_point"], server.mount_point);
-        EXPECT_THAT(result.errors,
-                    AllOf(HasSubstr("ixfs-prepare: media1 is still mounted:\n  " +
-                                    server.mount_point + " (type tmpfs, source "),
-                          HasSubstr("ixfsctl clean --server media1\n")));
+        EXPECT_THAT(result.errors, AllOf(HasSubstr("ixfs-prepare: media1 is still mounted:\n  " +
+                                                   server.mount_point + " (type tmpfs, source "),
+                                         HasSubstr("ixfsctl clean --server media1\n")));
     }
 
     void expect_unmounted(const ProgramResult& result, int exit_status = 0) const
