@@ -5,6 +5,9 @@
 #include <gmock/gmock.h>
 #include <nlohmann/json.hpp>
 
+#include <fstream>
+#include <iterator>
+
 using nlohmann::json;
 using testing::HasSubstr;
 
@@ -50,6 +53,16 @@ TEST(PrepareSchema, NoticesEachWrongMember)
     EXPECT_EQ(result.exit_status, 1);
     for (const std::string& output : outputs)
         EXPECT_THAT(result.errors, HasSubstr("\n" + output + "\n"));
+}
+
+// The page's table has a row for each member of a result.
+TEST(PrepareSchema, PageTellsTheMembersOfAResult)
+{
+    std::ifstream page_file(IXFS_PREPARE_PAGE);
+    const std::string page{std::istreambuf_iterator<char>(page_file), {}};
+    const json result = good_result();
+    for (const auto& [name, value] : result.items())
+        EXPECT_THAT(page, testing::ContainsRegex("\n\\| (`[a-z_]+`, )*`" + name + "`[ ,]"));
 }
 
 TEST(PrepareSchema, NothingToCheckIsAFailure)

@@ -2,6 +2,9 @@
 #include "prepare_test.h"
 
 #include <algorithm>
+#include <fstream>
+#include <regex>
+#include <set>
 #include <sstream>
 
 using testing::Contains;
@@ -16,6 +19,16 @@ namespace
 class PrepareUsage : public PrepareTest
 {
 };
+
+// The options that a text holds behind something that is as the expression `front` says.
+std::set<std::string> options_in(const std::string& text, const std::string& front)
+{
+    const std::regex option(front + "(--[a-z-]+)");
+    std::set<std::string> found;
+    for (std::sregex_iterator match(text.begin(), text.end(), option), end; match != end; ++match)
+        found.insert((*match)[1]);
+    return found;
+}
 
 TEST_F(PrepareUsage, HelpTellsOptionsAndExitStatuses)
 {
@@ -57,6 +70,19 @@ TEST_F(PrepareUsage, HelpFitsInto80Columns)
         longest = std::max(longest, line.size());
     EXPECT_LE(longest, 80U);
     EXPECT_GT(longest, 70U); // and uses them
+}
+
+// Every option that --help names, and no other, is in a table of the page.
+TEST_F(PrepareUsage, PageTellsTheOptionsOfHelp)
+{
+    const std::string help = run_program({IXFS_PREPARE_PROGRAM, "--help"}).output;
+    std::ifstream page(IXFS_PREPARE_PAGE);
+    std::string tables;
+    for (const std::string& line : lines_of(std::move(page))) {
+        if (line.rfind("| `--", 0) == 0)
+            tables += line + "\n";
+    }
+    EXPECT_EQ(options_in(tables, "`"), options_in(help, "\n(?:  |  -h,)"));
 }
 
 TEST_F(PrepareUsage, VersionIsTheProjects)

@@ -7,7 +7,6 @@
 #include <filesystem>
 #include <ixfs_vmir.h>
 #include <map>
-#include <set>
 #include <string_view>
 
 namespace
@@ -52,90 +51,95 @@ std::string normal_form(const std::string& path)
     return std::filesystem::path(path).lexically_normal().native();
 }
 
-// Looks at one disk of a list after another.
-class DiskPlanner
+// Checks the disks of a request.
+class DiskChecks
 {
 public:
-    DiskPlanner(const std::string& view_folder, const DiskName& name_of)
-        : view_folder_(view_folder), view_path_(view_folder.c_str(), LmfString::to_nul, nullptr, 0),
-          name_of_(name_of)
+    DiskChecks(const Request& request, const DiskName& name_of)
+        : disks_(request.disks), name_of_(name_of)
     {
     }
 
-    DiskPlan plan(std::size_t index, const std::string& disk)
+    void check_texts() const
     {
-        const std::string problem = check_text(disk);
-        if (!problem.empty())
-            refuse(index, disk, problem);
-        const VmirPath record = derive(index, disk);
-        DiskPlan plan{disk,
-                      record.originalDescPath.text(),
-                      record.originalVmdkPath.text(),
-                      record.baseName.text(),
-                      record.viewDescPath.text(),
-                      record.viewVmdkPath.text(),
-                      record.datastoreViewDescPath.text()};
-        if ((normal_form(plan.descriptor) + '/').rfind(view_folder_ + '/', 0) == 0)
-            refuse(index, disk, "lies in the view folder");
-        const auto [first, is_new] = owners_.try_emplace(normal_form(plan.data), index);
-        if (!is_new)
-            refuse(index, disk,
-                   "is the same file as " + name_of_(first->second) +
-                       "; the disks would share their data");
-        return plan;
+        for (std::size_t i = 0; i < disks_.size(); ++i) {
+            const std::string problem = check_text(disks_[i]);
+            if (!problem.empty())
+                refuse(i, problem);
+        }
+    }
+
+    // The library's records of all disks.
+    std::vector<VmirPath> derive(LmfString& view_path) const
+    {
+        std::vector<std::string> disks = disks_;
+        std::vector<VmirPath> records;
+        try {
+            populateVmirPathVector(SilentHandle().get(), disks, view_path, records);
+        } catch (const EcStatusException&) {
+            const std::size_t index = first_incomplete(records);
+            refuse(index, missing_part(records.at(index)));
+        }
+        return records;
+    }
+
+    void check_places(const ImagePlan& plan) const
+    {
+        std::map<std::string, std::size_t> owners; // of the data files
+        for (std::size_t i = 0; i < plan.disks.size(); ++i) {
+            const DiskPlan& disk = plan.disks[i];
+            if (normal_form(disk.descriptor).rfind(plan.view_folder + '/', 0) == 0)
+                refuse(i, "lies in the view folder");
+            const auto [first, is_new] = owners.try_emplace(normal_form(disk.data), i);
+            if (!is_new)
+                refuse(i, "is the same file as " + name_of_(first->second) +
+                              "; the disks would share their data");
+        }
     }
 
     // The descriptor of a disk "x-flat" would have the name of the data link of a disk "x".
-    void check_names(const std::vector<DiskPlan>& disks) const
+    void check_names(const ImagePlan& plan) const
     {
         std::map<std::string_view, std::size_t> descriptors;
-        for (std::size_t i = 0; i < disks.size(); ++i)
-            descriptors.emplace(disks[i].view_descriptor, i);
-        for (std::size_t i = 0; i < disks.size(); ++i) {
-            const auto other = descriptors.find(disks[i].view_data);
+        for (std::size_t i = 0; i < plan.disks.size(); ++i)
+            descriptors.emplace(plan.disks[i].view_descriptor, i);
+        for (std::size_t i = 0; i < plan.disks.size(); ++i) {
+            const auto other = descriptors.find(plan.disks[i].view_data);
             if (other != descriptors.end())
-                refuse(i, disks[i].disk,
-                       "its data would have the name of the descriptor of " +
-                           name_of_(other->second) + " in the view");
+                refuse(i, "its data would have the name of the descriptor of " +
+                              name_of_(other->second) + " in the view");
         }
     }
 
 private:
-    [[noreturn]] void refuse(std::size_t index, const std::string& disk,
-                             const std::string& problem) const
+    [[noreturn]] void refuse(std::size_t index, const std::string& problem) const
     {
-        throw UsageError(name_of_(index) + " (\"" + escape_control_characters(disk) +
+        throw UsageError(name_of_(index) + " (\"" + escape_control_characters(disks_.at(index)) +
                          "\"): " + problem);
     }
 
-    VmirPath derive(std::size_t index, const std::string& disk)
+    static std::size_t first_incomplete(const std::vector<VmirPath>& records)
     {
-        VmirPath record;
-        record.datastoreDescPath.text() = disk;
-        try {
-            populateVmirPath(handle_.get(), base_names_, view_path_, record);
-        } catch (const EcStatusException&) {
-            refuse(index, disk, missing_part(record));
-        }
-        return record;
+        std::size_t index = 0;
+        while (!records.at(index).datastoreViewDescPath.text().empty())
+            ++index;
+        return index;
     }
 
-    SilentHandle handle_;
-    std::string view_folder_;
-    LmfString view_path_;
+    const std::vector<std::string>& disks_;
     const DiskName& name_of_;
-    std::set<LmfString> base_names_;
-    std::map<std::string, std::size_t> owners_; // of the data files
 };
 
-} // namespace
-
-std::string disk_number(std::size_t index)
+DiskPlan plan_of(const VmirPath& record)
 {
-    return "disk " + std::to_string(index + 1);
+    return {record.datastoreDescPath.text(),    record.originalDescPath.text(),
+            record.originalVmdkPath.text(),     record.baseName.text(),
+            record.viewDescPath.text(),         record.viewVmdkPath.text(),
+            record.datastoreViewDescPath.text()};
 }
 
-ImagePlan plan_image(const Request& request, const DiskName& name_of)
+// Everything but the disks.
+ImagePlan plan_folders(const Request& request)
 {
     const SilentHandle handle;
     std::string client;
@@ -146,11 +150,26 @@ ImagePlan plan_image(const Request& request, const DiskName& name_of)
     buildImagePath(handle.get(), client, time, request.schedule_type, folder);
     LmfString view_folder;
     buildViewPath(handle.get(), client, time, request.schedule_type, view_folder);
+    return {folder.text(), view_folder.text(), {}};
+}
 
-    ImagePlan plan{folder.text(), view_folder.text(), {}};
-    DiskPlanner planner(plan.view_folder, name_of);
-    for (std::size_t i = 0; i < request.disks.size(); ++i)
-        plan.disks.push_back(planner.plan(i, request.disks[i]));
-    planner.check_names(plan.disks);
+} // namespace
+
+std::string disk_number(std::size_t index)
+{
+    return "disk " + std::to_string(index + 1);
+}
+
+ImagePlan plan_image(const Request& request, const DiskName& name_of)
+{
+    ImagePlan plan = plan_folders(request);
+    const DiskChecks checks(request, name_of);
+    checks.check_texts();
+    LmfString view_path;
+    view_path = plan.view_folder;
+    for (const VmirPath& record : checks.derive(view_path))
+        plan.disks.push_back(plan_of(record));
+    checks.check_places(plan);
+    checks.check_names(plan);
     return plan;
 }
