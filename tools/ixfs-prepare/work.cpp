@@ -58,10 +58,7 @@ private:
     }
 
     // If nobody reads any more, the work is to be done all the same.
-    void send(const Record& record) const
-    {
-        write_all(surroundings_.records, encode(record));
-    }
+    void send(const Record& record) const { write_all(surroundings_.records, encode(record)); }
 
     std::mutex mutex_;
     const Surroundings surroundings_;
@@ -117,6 +114,7 @@ Outcome outcome_of(const Request& request)
 void work(const Request& request, const Surroundings& surroundings) noexcept
 {
     // Stays until the process ends: a thread that watches the mount may still log.
-    reporter = new Reporter(request, surroundings);
-    reporter->end(outcome_of(request));
+    static Reporter only_one(request, surroundings);
+    reporter = &only_one;
+    only_one.end(outcome_of(request));
 }

@@ -82,6 +82,11 @@ void arrange_descriptors(const Pipe& records, const Pipe& errors)
 
 Worker::Worker(const Request& request, const std::function<void()>& in_child)
 {
+    start(request, in_child);
+}
+
+void Worker::start(const Request& request, const std::function<void()>& in_child)
+{
     Pipe records;
     Pipe errors;
     const pid_t supervisor = getpid();

@@ -45,6 +45,8 @@ public:
     int wait();
 
 private:
+    void start(const Request& request, const std::function<void()>& in_child);
+
     pid_t pid_ = -1;
     bool ended_ = false;
     int end_signal_ = 0;

@@ -18,6 +18,8 @@ public:
         return *this;
     }
     ~Descriptor() { close(); }
+    Descriptor(const Descriptor&) = delete;
+    Descriptor& operator=(const Descriptor&) = delete;
 
     bool is_open() const { return number_ != -1; }
     int number() const { return number_; }
