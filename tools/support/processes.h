@@ -42,9 +42,12 @@ std::vector<pid_t> processes_of_this_host();
 // told below of all processes leaves it out. 0 for root.
 int hidden_processes();
 
-// Of the processes of this host those that have libixfs loaded, and those that run the mount helper
-// in this mount namespace: the helper, the shell that was started for it, and what these started.
+// The processes that may use what this one sees mounted or locked: they have libixfs loaded, and
+// share its IPC or its mount namespace. Without ixfsctl, which never mounts.
 std::vector<Process> processes_with_library();
+
+// Of the processes of this host those that run the mount helper in this mount namespace: the
+// helper, the shell that was started for it, and what these started.
 std::vector<Process> helper_processes();
 
 // Those among these helpers that nobody waits for any more: the process that started their shell is

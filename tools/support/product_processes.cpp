@@ -116,10 +116,12 @@ bool is_open_elsewhere(const std::string& file, const std::set<pid_t>& these)
 
 std::vector<Process> processes_with_library()
 {
-    std::vector<pid_t> pids = processes_of_this_host();
-    const auto others =
-        std::remove_if(pids.begin(), pids.end(), [](pid_t pid) { return !has_library(pid); });
-    pids.erase(others, pids.end());
+    std::vector<pid_t> pids;
+    for (const pid_t pid : numbers_in_proc("/proc")) {
+        const bool is_near = shares_namespace(pid, "ipc") || shares_namespace(pid, "mnt");
+        if (pid != getpid() && is_near && !is_onlooker(pid) && has_library(pid))
+            pids.push_back(pid);
+    }
     return found_of(pids);
 }
 
