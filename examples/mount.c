@@ -68,12 +68,13 @@ static int unmount(_ixfs_control_t* handle, const char* mount_point)
 
 int main(int argc, char* argv[])
 {
-    char input[1024];
-    input[fread(input, 1, sizeof input - 1, stdin)] = '\0';
+    char input[1024] = "";
+    if (argc == 3)
+        input[fread(input, 1, sizeof input - 1, stdin)] = '\0';
     const char* const mount_cred = strtok(input, "\n");
     const char* const unmount_cred = strtok(NULL, "\n");
-    if (argc != 3 || unmount_cred == NULL || !is_server_name(argv[1]) ||
-        !is_credential(mount_cred) || !is_credential(unmount_cred)) {
+    if (unmount_cred == NULL || !is_server_name(argv[1]) || !is_credential(mount_cred) ||
+        !is_credential(unmount_cred)) {
         fputs("usage: mount SERVER PORT < CREDENTIALS\n" SAFE_WORDS_ARE, stderr);
         return 2;
     }

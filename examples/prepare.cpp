@@ -49,11 +49,10 @@ int main(int argc, char* argv[])
     const std::vector<std::string> arguments(argv + 1, argv + argc);
     std::string mount_cred;
     std::string unmount_cred;
-    std::getline(std::cin, mount_cred);
-    std::getline(std::cin, unmount_cred);
     bool good = arguments.size() >= 4 && is_server_name(argv[1]) &&
-                is_credential(mount_cred.c_str()) && is_credential(unmount_cred.c_str()) &&
-                arguments[2].find('/') == std::string::npos;
+                arguments[2].find('/') == std::string::npos && std::getline(std::cin, mount_cred) &&
+                std::getline(std::cin, unmount_cred) && is_credential(mount_cred.c_str()) &&
+                is_credential(unmount_cred.c_str());
     for (const std::string& argument : arguments)
         good = good && stays_below(argument);
     if (!good) {
