@@ -30,30 +30,27 @@ void check(bool success, const char* call)
 
 } // namespace
 
-ChildCall::ChildCall(const std::function<int()>& call)
+ChildCall::Ends ChildCall::make_pipe()
 {
     int ends[2];
     check(pipe2(ends, O_CLOEXEC) == 0, "pipe2");
-    child_ = fork();
-    if (child_ == 0)
-        run(call, ends[1]);
-    close(ends[1]);
-    if (child_ == -1)
-        close(ends[0]);
-    check(child_ != -1, "fork");
-    answer_ = ends[0];
+    return {OpenDescriptor(ends[0]), OpenDescriptor(ends[1])};
 }
 
-ChildCall::ChildCall(ChildCall&& other) noexcept
-    : child_(other.child_), answer_(std::exchange(other.answer_, -1))
+ChildCall::ChildCall(const std::function<int()>& call) : ChildCall(call, make_pipe()) {}
+
+ChildCall::ChildCall(const std::function<int()>& call, Ends ends)
+    : answer_(std::move(ends.first)), child_(fork())
 {
+    if (child_ == 0)
+        run(call, ends.second.number());
+    check(child_ != -1, "fork");
 }
 
 ChildCall::~ChildCall()
 {
-    if (answer_ == -1)
-        return;
-    close(answer_);
+    if (!answer_.is_open())
+        return; // moved from
     kill(child_, SIGKILL);
     waitpid(child_, nullptr, WNOHANG);
 }
@@ -61,7 +58,8 @@ ChildCall::~ChildCall()
 std::optional<int> ChildCall::result_by(Clock::time_point end) const
 {
     int result = 0;
-    if (!is_ready_by(answer_, end) || read(answer_, &result, sizeof(result)) != sizeof(result))
+    if (!is_ready_by(answer_.number(), end) ||
+        read(answer_.number(), &result, sizeof(result)) != sizeof(result))
         return std::nullopt;
     return result;
 }

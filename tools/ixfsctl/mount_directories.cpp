@@ -1,5 +1,6 @@
 #include "mount_directories.h"
 
+#include "open_descriptor.h"
 #include "product.h"
 
 #include <algorithm>
@@ -25,24 +26,6 @@ struct DirectoryCloser {
     void operator()(DIR* directory) const { closedir(directory); }
 };
 using Directory = std::unique_ptr<DIR, DirectoryCloser>;
-
-class Descriptor
-{
-public:
-    explicit Descriptor(int number) : number_(number) {}
-    ~Descriptor()
-    {
-        if (number_ != -1)
-            close(number_);
-    }
-    Descriptor(const Descriptor&) = delete;
-    Descriptor& operator=(const Descriptor&) = delete;
-
-    int number() const { return number_; }
-
-private:
-    int number_;
-};
 
 std::optional<std::time_t> birth_of(int base, const std::string& path)
 {
@@ -102,11 +85,13 @@ private:
             const std::string name = entry->d_name;
             if (name == "." || name == "..")
                 continue;
-            if (is_directory(path + "/" + name)) {
+            std::string entry_path = path;
+            entry_path.append("/").append(name);
+            if (is_directory(entry_path)) {
                 holds_directories = true;
-                visit_directory(path + "/" + name, depth + 1);
+                visit_directory(entry_path, depth + 1);
             } else if (depth == 0) {
-                add(path + "/" + name, {}).is_directory = false;
+                add(entry_path, {}).is_directory = false;
             } else {
                 holds_files = true;
             }
@@ -140,7 +125,7 @@ private:
 
     std::map<std::string, std::vector<Mount>> layers_;
     // The mount base without what is mounted below it. Root alone can have that.
-    const Descriptor bare_{static_cast<int>(syscall(
+    const OpenDescriptor bare_{static_cast<int>(syscall(
         SYS_open_tree, AT_FDCWD, mount_base, clone_tree | static_cast<unsigned>(O_CLOEXEC)))};
     std::vector<MountDirectory> found_;
 };

@@ -1,5 +1,6 @@
 #include "process_end.h"
 
+#include "open_descriptor.h"
 #include "wait_until.h"
 
 #include <chrono>
@@ -23,28 +24,23 @@ public:
           descriptor_(static_cast<int>(syscall(SYS_pidfd_open, process_.pid, 0)))
     {
     }
-    ~HeldProcess()
-    {
-        if (descriptor_ != -1)
-            close(descriptor_);
-    }
-    HeldProcess(HeldProcess&& other) noexcept
-        : process_(std::move(other.process_)), descriptor_(std::exchange(other.descriptor_, -1))
-    {
-    }
-    HeldProcess(const HeldProcess&) = delete;
-    HeldProcess& operator=(HeldProcess&&) = delete;
 
     const Process& process() const { return process_; }
-    bool exists() const { return descriptor_ != -1; }
+    bool exists() const { return descriptor_.is_open(); }
 
-    void send(int signal) const { syscall(SYS_pidfd_send_signal, descriptor_, signal, nullptr, 0); }
+    void send(int signal) const
+    {
+        syscall(SYS_pidfd_send_signal, descriptor_.number(), signal, nullptr, 0);
+    }
 
-    bool has_ended_by(Clock::time_point end) const { return is_ready_by(descriptor_, end); }
+    bool has_ended_by(Clock::time_point end) const
+    {
+        return is_ready_by(descriptor_.number(), end);
+    }
 
 private:
     Process process_;
-    int descriptor_;
+    OpenDescriptor descriptor_;
 };
 
 std::vector<HeldProcess> still_running(std::vector<HeldProcess> processes)

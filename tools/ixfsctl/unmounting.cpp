@@ -2,6 +2,7 @@
 
 #include "child_call.h"
 #include "mount_directories.h"
+#include "open_descriptor.h"
 #include "product.h"
 
 #include <cerrno>
@@ -39,43 +40,24 @@ int unmount_by_force(const std::string& path)
     return error;
 }
 
-class Directory
-{
-public:
-    explicit Directory(int descriptor) : descriptor_(descriptor) {}
-    ~Directory()
-    {
-        if (descriptor_ != -1)
-            close(descriptor_);
-    }
-    Directory(const Directory&) = delete;
-    Directory& operator=(const Directory&) = delete;
-
-    int descriptor() const { return descriptor_; }
-
-private:
-    int descriptor_;
-};
-
 // `path` is relative to the mount base.
-int open_below(const Directory& base, const std::string& path)
+int open_below(const OpenDescriptor& base, const std::string& path)
 {
     open_how how{};
     how.flags = O_PATH | O_DIRECTORY | O_CLOEXEC;
     how.resolve = RESOLVE_BENEATH | RESOLVE_NO_SYMLINKS | RESOLVE_NO_XDEV;
-    return static_cast<int>(
-        syscall(SYS_openat2, base.descriptor(), path.c_str(), &how, sizeof(how)));
+    return static_cast<int>(syscall(SYS_openat2, base.number(), path.c_str(), &how, sizeof(how)));
 }
 
-int remove_below(const Directory& base, const std::string& path)
+int remove_below(const OpenDescriptor& base, const std::string& path)
 {
     const std::size_t slash = path.rfind('/');
     const std::string parent = slash == std::string::npos ? "." : path.substr(0, slash);
-    const Directory directory(open_below(base, parent));
-    if (directory.descriptor() == -1)
+    const OpenDescriptor directory(open_below(base, parent));
+    if (!directory.is_open())
         return errno;
     const std::string name = path.substr(slash == std::string::npos ? 0 : slash + 1);
-    return unlinkat(directory.descriptor(), name.c_str(), AT_REMOVEDIR) == 0 ? 0 : errno;
+    return unlinkat(directory.number(), name.c_str(), AT_REMOVEDIR) == 0 ? 0 : errno;
 }
 
 } // namespace
@@ -90,8 +72,8 @@ int unmount_top(const std::string& path)
 
 int remove_empty_directory(const std::string& path)
 {
-    const Directory base(open(mount_base, O_PATH | O_DIRECTORY | O_CLOEXEC));
-    if (base.descriptor() == -1)
+    const OpenDescriptor base(open(mount_base, O_PATH | O_DIRECTORY | O_CLOEXEC));
+    if (!base.is_open())
         return errno;
     std::string below = path.substr(std::string(mount_base).size() + 1);
     const int error = remove_below(base, below);

@@ -1,5 +1,7 @@
 #include "proc_file.h"
 
+#include "open_descriptor.h"
+
 #include <cerrno>
 #include <charconv>
 #include <climits>
@@ -18,32 +20,12 @@ struct DirectoryCloser {
     void operator()(DIR* directory) const { closedir(directory); }
 };
 
-class Descriptor
-{
-public:
-    explicit Descriptor(const std::string& path) : number_(open(path.c_str(), O_RDONLY | O_CLOEXEC))
-    {
-    }
-    ~Descriptor()
-    {
-        if (number_ != -1)
-            close(number_);
-    }
-    Descriptor(const Descriptor&) = delete;
-    Descriptor& operator=(const Descriptor&) = delete;
-
-    int number() const { return number_; }
-
-private:
-    int number_;
-};
-
 } // namespace
 
 std::optional<std::string> read_proc_file(const std::string& path)
 {
-    const Descriptor file(path);
-    if (file.number() == -1)
+    const OpenDescriptor file(open(path.c_str(), O_RDONLY | O_CLOEXEC));
+    if (!file.is_open())
         return std::nullopt;
     std::string text;
     char bytes[4096];
