@@ -48,7 +48,9 @@ ErrorsLine open_errors(const ProgramSetup& setup)
 [[noreturn]] void become(const std::vector<std::string>& command, const ProgramSetup& setup,
                          const TempDir& folder, int errors)
 {
-    const auto file = [&](const char* name, int flags) { return open((folder / name).c_str(), flags); };
+    const auto file = [&](const char* name, int flags) {
+        return open((folder / name).c_str(), flags);
+    };
     if (setup.on_terminal) {
         setsid();
         ioctl(errors, TIOCSCTTY, 0);

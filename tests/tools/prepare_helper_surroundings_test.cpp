@@ -68,6 +68,15 @@ TEST_F(PrepareHelperFinds, TheUsualSignals)
     }
 }
 
+// A shell may unblock what it finds blocked. The worker leads its session.
+TEST_F(PrepareHelperFinds, AWorkerThatHoldsNoSignalBack)
+{
+    const std::string status = seen_by("read -r _ _ _ _ _ worker _ < /proc/$$/stat\n"
+                                       "cat /proc/$worker/status");
+    EXPECT_THAT(status, HasSubstr("Name:\tixfs-prepare\n"));
+    EXPECT_EQ(mask_of(status, "SigBlk:"), 0U);
+}
+
 TEST_F(PrepareHelperFinds, IgnoredWhatTheCallerIgnores)
 {
     ProgramSetup setup;
