@@ -77,6 +77,14 @@ TEST_F(PrepareHelperFinds, AWorkerThatHoldsNoSignalBack)
     EXPECT_EQ(mask_of(status, "SigBlk:"), 0U);
 }
 
+// Whoever reads the output waits for nobody but the program that was started.
+TEST_F(PrepareHelperFinds, AWorkerWithoutTheCallersOutput)
+{
+    EXPECT_EQ(seen_by("read -r _ _ _ _ _ worker _ < /proc/$$/stat\n"
+                      "readlink /proc/$worker/fd/1"),
+              "/dev/null\n/dev/null\n");
+}
+
 TEST_F(PrepareHelperFinds, IgnoredWhatTheCallerIgnores)
 {
     ProgramSetup setup;
