@@ -154,6 +154,16 @@ ProgramResult StartedProgram::wait()
     return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, output(), errors_};
 }
 
+bool has_ended(pid_t process)
+{
+    std::ifstream file("/proc/" + std::to_string(process) + "/stat");
+    std::string number;
+    std::string name;
+    char state = 'X';
+    file >> number >> name >> state;
+    return state == 'Z' || state == 'X';
+}
+
 std::vector<pid_t> children_of(pid_t process)
 {
     const std::string number = std::to_string(process);

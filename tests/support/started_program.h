@@ -13,10 +13,10 @@
 #include <sys/types.h>
 
 struct ProgramSetup {
-    std::string input;                   // what it reads; with a terminal, nothing
-    bool on_terminal = false;            // standard error is one, and its controlling terminal
-    int columns = 80;                    // of the terminal
-    std::vector<int> ignored_signals;    // that it finds ignored
+    std::string input;                    // what it reads; with a terminal, nothing
+    bool on_terminal = false;             // standard error is one, and its controlling terminal
+    int columns = 80;                     // of the terminal
+    std::vector<int> ignored_signals;     // that it finds ignored
     std::vector<std::string> environment; // "NAME=value", added to the test's
 };
 
@@ -72,6 +72,9 @@ bool comes_true(const Condition& condition)
     }
     return true;
 }
+
+// Whether it has ended, its parent's waiting for it aside.
+bool has_ended(pid_t process);
 
 // The processes whose parent it is.
 std::vector<pid_t> children_of(pid_t process);

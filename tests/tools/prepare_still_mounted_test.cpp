@@ -83,6 +83,24 @@ TEST_F(PrepareStillMounted, IsNotSaidOfAMountThatWasThereBefore)
     EXPECT_EQ(server.mounts(), 1);
 }
 
+// Another preparation of the server follows at once. The kernel gives its mount the number of the
+// one that is gone.
+TEST_F(PrepareStillMounted, IsNotSaidOfAMountThatCameAfterwards)
+{
+    HangingCall unmount("umount");
+    StartedProgram program(command(server));
+    unmount.wait_until_hung();
+    const pid_t worker = worker_of(program);
+    program.send(SIGSTOP); // it looks late
+    unmount.let_go();
+    ASSERT_TRUE(comes_true([&] { return has_ended(worker); }));
+    std::filesystem::create_directories(server.mount_point);
+    ASSERT_EQ(mount(server.root.c_str(), server.mount_point.c_str(), nullptr, MS_BIND, nullptr), 0);
+    program.send(SIGCONT);
+    expect_unmounted(program.wait());
+    EXPECT_EQ(server.mounts(), 1);
+}
+
 // The helper mounts, and reports a failure: the library does not unmount then.
 class PrepareHelperMounts : public PrepareStillMounted
 {
