@@ -5,6 +5,7 @@
 #include <cerrno>
 #include <csignal>
 #include <fcntl.h>
+#include <sys/prctl.h>
 #include <sys/wait.h>
 #include <system_error>
 #include <unistd.h>
@@ -70,6 +71,7 @@ void arrange_descriptors(const Pipe& records, const Pipe& errors)
                                 pid_t supervisor, const std::function<void()>& in_child) noexcept
 {
     setsid();
+    prctl(PR_SET_PDEATHSIG, SIGCONT); // the supervisor may be killed while this is stopped
     for (const int signal : {SIGINT, SIGTERM, SIGHUP})
         survive(signal);
     in_child();
