@@ -17,7 +17,8 @@ TEST(PrepareRecords, ArriveAsTheyWereSentWhateverThePieces)
     const std::string bytes("a\0b\n\xff", 5);
     const auto now = std::chrono::system_clock::now();
     std::string stream = encode(LogLine{now, 1, "tag", bytes});
-    stream += encode(OwnMounts{{{1, 2, "/p", "t", "s"}}, {{3, 4, "/q", "u", bytes}}, {"/q", ""}});
+    stream +=
+        encode(OwnMounts{{{1, 2, "/p", "t", "s"}}, {{3, 4, "/q", "u", bytes}}, {"/q", ""}, 9});
     stream += encode(Outcome{-7, "text", {"one", ""}, bytes});
 
     RecordReader reader;
@@ -37,6 +38,7 @@ TEST(PrepareRecords, ArriveAsTheyWereSentWhateverThePieces)
     EXPECT_EQ(mounts.before.at(0).parent, 2);
     EXPECT_EQ(mounts.made.at(0).source, bytes);
     EXPECT_THAT(mounts.folders, ElementsAre("/q", ""));
+    EXPECT_EQ(mounts.exchanged, 9);
     const auto& outcome = std::get<Outcome>(records[2]);
     EXPECT_EQ(outcome.status, -7);
     EXPECT_THAT(outcome.paths, ElementsAre("one", ""));

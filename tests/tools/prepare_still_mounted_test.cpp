@@ -101,6 +101,47 @@ TEST_F(PrepareStillMounted, IsNotSaidOfAMountThatCameAfterwards)
     EXPECT_EQ(server.mounts(), 1);
 }
 
+// Two preparations of one server. Each stands still in the middle until what it says is read.
+class PrepareStillMountedByTwo : public PrepareRunTest
+{
+protected:
+    SmallServer server{"media1", 300};
+};
+
+// The first one to end takes off the mount on top, which is the other's.
+TEST_F(PrepareStillMountedByTwo, IsNotSaidOfWhatTheOtherTakesOff)
+{
+    StartedProgram lower(command(server));
+    lower.wait_until_unread(60'000);
+    StartedProgram upper(command(server));
+    upper.wait_until_unread(60'000);
+    ASSERT_EQ(server.mounts(), 2);
+    EXPECT_EQ(lower.wait().exit_status, 0);
+    EXPECT_EQ(server.mounts(), 1);
+    EXPECT_EQ(upper.wait().exit_status, 0);
+    EXPECT_EQ(server.mounts(), 0);
+}
+
+TEST_F(PrepareStillMountedByTwo, IsSaidWhenTheOtherIsGone)
+{
+    // The test uses the library, too, so the first one gets a host of its own.
+    std::vector<std::string> alone{"/usr/bin/unshare", "--ipc"};
+    const std::vector<std::string> program = command(server);
+    alone.insert(alone.end(), program.begin(), program.end());
+    StartedProgram lower(alone);
+    lower.wait_until_unread(60'000);
+    {
+        StartedProgram upper(command(server));
+        upper.wait_until_unread(60'000);
+        const pid_t worker = worker_of(upper);
+        kill(worker, SIGKILL);
+        ASSERT_TRUE(comes_true([&] { return has_ended(worker); }));
+    }
+    ASSERT_EQ(server.mounts(), 2);
+    EXPECT_EQ(lower.wait().exit_status, 3);
+    EXPECT_EQ(server.mounts(), 1);
+}
+
 // The helper mounts, and reports a failure: the library does not unmount then.
 class PrepareHelperMounts : public PrepareStillMounted
 {

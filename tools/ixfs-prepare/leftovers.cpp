@@ -6,6 +6,8 @@
 #include "product.h"
 
 #include <algorithm>
+#include <cstddef>
+#include <iterator>
 #include <system_error>
 #include <unistd.h>
 
@@ -54,9 +56,18 @@ std::vector<Mount> mounts_left(const OwnMounts& own)
 {
     const std::vector<Mount> now = in_folders(read_mount_table(), own.folders);
     std::vector<Mount> left = kept(now, own.made);
-    const std::vector<Mount> late = without(without(now, own.before), own.made);
-    if (!late.empty() && !others_may_mount())
-        left.insert(left.end(), late.begin(), late.end());
+    std::vector<Mount> doubtful = without(without(now, own.before), own.made);
+    // An unmount takes off what is on top. If that was another preparation's, it is for that one to
+    // take off this one's.
+    const auto exchanged =
+        std::min<std::ptrdiff_t>(own.exchanged, std::distance(left.begin(), left.end()));
+    std::move(left.begin(), left.begin() + exchanged, std::back_inserter(doubtful));
+    left.erase(left.begin(), left.begin() + exchanged);
+    if (doubtful.empty() || others_may_mount())
+        return left;
+    // They may have ended just before that was looked for; then they have unmounted.
+    doubtful = kept(doubtful, read_mount_table());
+    left.insert(left.end(), doubtful.begin(), doubtful.end());
     return left;
 }
 

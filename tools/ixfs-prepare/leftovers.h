@@ -11,7 +11,9 @@
 #include <vector>
 
 // The mounts of a preparation's helper that are there. One that came while nobody looked counts,
-// too, unless another process of this host could have made it. Throws what read_mount_table throws.
+// too, unless another process of this host could have made it; one whose place another's took at the
+// unmount does not count, if another process can still take it off. Throws what read_mount_table
+// throws.
 std::vector<Mount> mounts_left(const OwnMounts& own);
 
 // Such as "media1 is still mounted on /usr/... (type tmpfs, source tmpfs); to unmount it: ...".

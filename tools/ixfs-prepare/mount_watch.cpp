@@ -71,10 +71,13 @@ bool MountWatch::take(std::string_view tag, std::string_view message)
     if (tag == "_ixfs_mount_validate()" && stage_ == Stage::mounting)
         return look_for_new(), true;
     if (tag == "ixfs_unmount()" && begins_with(message, running)) {
-        stage_ = Stage::unmounting;
+        begin_unmount();
         return false;
     }
-    return stage_ == Stage::unmounting && look_for_gone();
+    if (stage_ != Stage::unmounting)
+        return false;
+    look_for_gone();
+    return true;
 }
 
 bool MountWatch::take_mount_line(std::string_view message)
@@ -113,12 +116,21 @@ void MountWatch::look_for_new()
     own_.made = without(mounts_in_folders(), before_);
 }
 
-bool MountWatch::look_for_gone()
+void MountWatch::begin_unmount()
 {
-    const std::size_t count = own_.made.size();
-    if (count != 0)
-        own_.made = kept(own_.made, read_mount_table());
-    return own_.made.size() != count;
+    if (stage_ == Stage::unmounting)
+        return; // another try, since the server was busy
+    stage_ = Stage::unmounting;
+    before_unmount_ = mounts_in_folders();
+    made_before_unmount_ = own_.made;
+}
+
+void MountWatch::look_for_gone()
+{
+    const std::vector<Mount> now = mounts_in_folders();
+    const std::vector<Mount> gone = without(before_unmount_, now);
+    own_.made = kept(made_before_unmount_, now);
+    own_.exchanged = static_cast<int>(without(gone, made_before_unmount_).size());
 }
 
 std::vector<Mount> MountWatch::mounts_in_folders() const

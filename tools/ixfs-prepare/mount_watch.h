@@ -27,12 +27,15 @@ private:
     bool take_mount_line(std::string_view message);
     void add_folder_of(std::string_view message);
     void look_for_new();
-    bool look_for_gone();
+    void begin_unmount();
+    void look_for_gone();
     std::vector<Mount> mounts_in_folders() const;
 
     Stage stage_ = Stage::before_helper;
     std::vector<Mount> before_; // all that was mounted anywhere
     OwnMounts own_;
+    std::vector<Mount> before_unmount_; // in the folders
+    std::vector<Mount> made_before_unmount_;
 };
 
 // Of `mounts` those that are among `others`, or are not.

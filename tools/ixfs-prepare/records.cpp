@@ -112,6 +112,7 @@ void write(Writer& writer, const LogLine& line)
 void write(Writer& writer, const OwnMounts& mounts)
 {
     writer.mounts(mounts.before).mounts(mounts.made).texts(mounts.folders);
+    writer.number(mounts.exchanged);
 }
 
 void write(Writer& writer, const Outcome& outcome)
@@ -136,6 +137,7 @@ OwnMounts read_own_mounts(Reader& reader)
     mounts.before = reader.mounts();
     mounts.made = reader.mounts();
     mounts.folders = reader.texts();
+    mounts.exchanged = reader.integer();
     return mounts;
 }
 

@@ -24,6 +24,7 @@ struct OwnMounts {
     std::vector<Mount> before; // what was there already, at or below `folders`
     std::vector<Mount> made;
     std::vector<std::string> folders; // the mount directory, and the mount point if it is another
+    int exchanged = 0; // mounts of others that the unmount took off, because they were on top
 };
 
 // What the call came to.
