@@ -13,10 +13,9 @@ std::optional<std::size_t> Queue::begin_next()
 {
     if (busy_.size() >= jobs_)
         return std::nullopt;
-    const auto next =
-        std::find_if(waiting_.begin(), waiting_.end(), [&](const Waiting& candidate) {
-            return busy_.count(candidate.server) == 0;
-        });
+    const auto next = std::find_if(waiting_.begin(), waiting_.end(), [&](const Waiting& candidate) {
+        return busy_.count(candidate.server) == 0;
+    });
     if (next == waiting_.end())
         return std::nullopt;
     const std::size_t number = next->number;

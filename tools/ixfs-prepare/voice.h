@@ -25,7 +25,10 @@ public:
 
     // What the program itself has to tell, of a request or of none.
     void say(const std::string& text) const { console_.print(own(text, IXFS_LOG_INF, {})); }
-    void complain(const std::string& text) const { console_.print_failure(own(text, IXFS_LOG_ERR, {})); }
+    void complain(const std::string& text) const
+    {
+        console_.print_failure(own(text, IXFS_LOG_ERR, {}));
+    }
     void complain(const std::string& text, const Request& request) const
     {
         console_.print_failure(own(text, IXFS_LOG_ERR, {request.server, request.backup_id}));

@@ -4,29 +4,11 @@
 #include "console.h"
 #include "usage_error.h"
 
-#include <memory>
 #include <string>
 #include <unistd.h>
 
 namespace
 {
-
-struct CleanOptions {
-    std::string server; // empty for all
-    bool dry_run = false;
-    bool yes = false;
-};
-
-// A path below the mount base.
-std::string check_server(const std::string& server)
-{
-    const std::string path = "/" + server + "/";
-    for (const char* const segment : {"//", "/./", "/../"}) {
-        if (path.find(segment) != std::string::npos)
-            return "must be the name of a server";
-    }
-    return "";
-}
 
 ExitStatus run(Cleaner& cleaner)
 {
@@ -49,6 +31,8 @@ bool is_confirmed()
     return answer == "y" || answer == "Y" || answer == "yes";
 }
 
+} // namespace
+
 ExitStatus clean(const CleanOptions& options)
 {
     if (!options.dry_run && !options.yes && isatty(STDIN_FILENO) == 0)
@@ -68,27 +52,4 @@ ExitStatus clean(const CleanOptions& options)
     }
     Cleaner cleaner = make_cleaner(options, Cleaner::Mode::do_it);
     return run(cleaner);
-}
-
-} // namespace
-
-void add_clean_command(CLI::App& app, Action& action)
-{
-    CLI::App* const command = app.add_subcommand("clean", "Take away what killed processes left");
-    const auto options = std::make_shared<CleanOptions>();
-    command
-        ->add_option("--server", options->server,
-                     "Only the helpers, mounts and directories of this media server")
-        ->type_name("NAME")
-        ->check(check_server);
-    command->add_flag("--dry-run", options->dry_run, "Only say what would be done");
-    command->add_flag("--yes", options->yes, "Do not ask");
-    command->footer("Ends helpers that nobody waits for, takes off mounts that nobody uses, and\n"
-                    "removes empty mount directories and unused locks. Deletes no file. Exit\n"
-                    "status: 0 nothing is left, 1 something had to be left, 2 bad usage.");
-    command->callback([&action, options] {
-        action = [options] {
-            return clean(*options);
-        };
-    });
 }

@@ -4,9 +4,16 @@
 
 #include "command.h"
 
-#include <CLI/CLI.hpp>
+#include <string>
 
-// Registers the subcommand, which sets `action` when it is chosen.
-void add_clean_command(CLI::App& app, Action& action);
+struct CleanOptions {
+    std::string server; // empty for all
+    bool dry_run = false;
+    bool yes = false;
+};
+
+// Says what is to be done, asks unless that was answered before, and does it. Returns exit_failure
+// if something had to be left. Throws UsageError if nobody can be asked.
+ExitStatus clean(const CleanOptions& options);
 
 #endif

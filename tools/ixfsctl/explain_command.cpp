@@ -2,39 +2,40 @@
 
 #include "console.h"
 
-#include <ixfs.h>
-
-#include <charconv>
-#include <memory>
+#include <iostream>
 #include <string>
 
 namespace
 {
 
-ExitStatus explain(const std::string& subject)
+ExitStatus explain_subject(const std::string& subject)
 {
-    int number = 0;
-    const char* const end = subject.data() + subject.size();
-    const auto [stop, error] = std::from_chars(subject.data(), end, number);
-    const char* const text =
-        error == std::errc() && stop == end ? ixfs_status_text(number) : nullptr;
-    if (text != nullptr)
-        return print(subject + ": " + text + "\n");
-    complain("no status: " + subject);
+    if (const StatusRow* const status = find_status(subject))
+        return print(explain(*status));
+    const std::string line = shown_message(plain_line(subject));
+    const std::vector<LineMatch> matches = find_rows(line);
+    if (!matches.empty())
+        return print(explain(matches));
+    if (const StatusRow* const status = find_status_in(line))
+        return print(explain(*status));
+    complain("neither a status nor a log line of libixfs: " + line);
+    return exit_failure;
+}
+
+ExitStatus explain_standard_input()
+{
+    LogDigest digest;
+    for (std::string line; std::getline(std::cin, line);)
+        digest.add(shown_message(plain_line(line)));
+    if (digest.knows_any())
+        return print(digest.text());
+    complain("no line of standard input is of libixfs");
     return exit_failure;
 }
 
 } // namespace
 
-void add_explain_command(CLI::App& app, Action& action)
+ExitStatus explain_on_request(const std::string& subject)
 {
-    CLI::App* const command =
-        app.add_subcommand("explain", "Tell what a status or a log line means");
-    const auto subject = std::make_shared<std::string>();
-    command->add_option("subject", *subject, "A status such as 29")->required();
-    command->callback([&action, subject] {
-        action = [subject] {
-            return explain(*subject);
-        };
-    });
+    return subject == "-" ? explain_standard_input() : explain_subject(subject);
 }

@@ -4,9 +4,10 @@
 
 #include "command.h"
 
-#include <CLI/CLI.hpp>
+#include <string>
 
-// Registers the subcommand, which sets `action` when it is chosen.
-void add_explain_command(CLI::App& app, Action& action);
+// Explains a status by its number, name or text, or a log line; or those of standard input that tell
+// of a problem, if `subject` is "-". Returns exit_failure if it is neither.
+ExitStatus explain_on_request(const std::string& subject);
 
 #endif

@@ -4,9 +4,13 @@
 
 #include "command.h"
 
-#include <CLI/CLI.hpp>
+struct StatusOptions {
+    bool json = false;
+    bool openmetrics = false;
+    unsigned int slow_after = 120; // seconds for which a helper may run
+};
 
-// Registers the subcommand, which sets `action` when it is chosen.
-void add_status_command(CLI::App& app, Action& action);
+// Prints it. Returns exit_failure if something is wrong. Changes nothing.
+ExitStatus show_status(const StatusOptions& options);
 
 #endif

@@ -1,5 +1,7 @@
 #include "help_format.h"
 
+#include "text_wrap.h"
+
 #include <utility>
 
 namespace
@@ -7,40 +9,18 @@ namespace
 
 constexpr std::size_t description_column = 28;
 
-} // namespace
-
-std::string wrap(std::string_view text, std::size_t indent, std::size_t width)
+// What is described, and its description in a column of its own.
+std::string row(const std::string& subject, const std::string& text)
 {
-    const std::string margin = '\n' + std::string(indent, ' ');
-    std::string wrapped;
-    std::size_t column = indent;
-    bool begins_line = true;
-    while (!text.empty()) {
-        const std::size_t end = text.find_first_of(" \n");
-        const std::string_view word = text.substr(0, end);
-        if (!begins_line && column + 1 + word.size() > width) {
-            wrapped += margin;
-            column = indent;
-            begins_line = true;
-        }
-        if (!begins_line) {
-            wrapped += ' ';
-            ++column;
-        }
-        wrapped += word;
-        column += word.size();
-        begins_line = false;
-        if (end == std::string_view::npos)
-            break;
-        if (text[end] == '\n') {
-            wrapped += end + 1 < text.size() && text[end + 1] == '\n' ? "\n" : margin;
-            column = indent;
-            begins_line = true;
-        }
-        text.remove_prefix(end + 1);
-    }
-    return wrapped;
+    std::string line = "  " + subject + "  ";
+    if (line.size() > description_column)
+        line += '\n' + std::string(description_column, ' ');
+    else
+        line.resize(description_column, ' ');
+    return line + wrap(text, description_column) + '\n';
 }
+
+} // namespace
 
 std::string HelpFormat::make_description(const CLI::App* app) const
 {
@@ -54,13 +34,13 @@ std::string HelpFormat::make_footer(const CLI::App* app) const
 
 std::string HelpFormat::make_option(const CLI::Option* option, bool is_positional) const
 {
-    std::string text =
-        "  " + make_option_name(option, is_positional) + make_option_opts(option) + "  ";
-    if (text.size() > description_column)
-        text += '\n' + std::string(description_column, ' ');
-    else
-        text.resize(description_column, ' ');
-    return text + wrap(make_option_desc(option), description_column) + '\n';
+    return row(make_option_name(option, is_positional) + make_option_opts(option),
+               make_option_desc(option));
+}
+
+std::string HelpFormat::make_subcommand(const CLI::App* subcommand) const
+{
+    return row(subcommand->get_name(), subcommand->get_description());
 }
 
 // CLI11 puts the values that are allowed behind a ":".

@@ -1,5 +1,7 @@
 #include "explanation.h"
 
+#include "text_wrap.h"
+
 #include <algorithm>
 #include <charconv>
 #include <cstring>
@@ -7,7 +9,6 @@
 namespace
 {
 
-constexpr std::size_t columns = 80;
 constexpr std::size_t indentation = 12;
 
 bool begins_with(std::string_view text, std::string_view front)
@@ -23,29 +24,10 @@ bool ends_with(std::string_view text, std::string_view end)
 // "label:      text", wrapped.
 std::string field(std::string_view label, std::string_view text)
 {
-    std::string lines(label);
-    lines += ':';
-    std::size_t column = lines.size();
-    const auto indent = [&] {
-        lines.append(indentation - std::min(column, indentation - 1), ' ');
-        column = indentation;
-    };
-    indent();
-    for (bool is_first = true; !text.empty(); is_first = false) {
-        const std::size_t end = std::min(text.find(' '), text.size());
-        if (!is_first && column + 1 + end > columns) {
-            lines += '\n';
-            column = 0;
-            indent();
-        } else if (!is_first) {
-            lines += ' ';
-            ++column;
-        }
-        lines += text.substr(0, end);
-        column += end;
-        text.remove_prefix(std::min(end + 1, text.size()));
-    }
-    return lines + '\n';
+    std::string line(label);
+    line += ':';
+    line.resize(std::max(line.size() + 1, indentation), ' ');
+    return line + wrap(text, indentation) + '\n';
 }
 
 std::string_view severity_text(int severity)
