@@ -3,11 +3,12 @@
 //     ixfs_make_catalogue LOG_LINES STATUSES SOURCE
 #include "document_rows.h"
 
+#include <algorithm>
 #include <exception>
 #include <fstream>
 #include <iostream>
-#include <regex>
 #include <stdexcept>
+#include <string>
 
 namespace
 {
@@ -28,10 +29,19 @@ bool holds(const std::string& text, const std::string& part)
 }
 
 // The marks that begin an advice say what kind of row it is.
-std::string plain_advice(const std::string& advice)
+std::string plain_advice(std::string advice)
 {
-    static const std::regex marks(R"(^(\*\*job log\*\*|\*status\*)(; )?)");
-    return without_marks(std::regex_replace(advice, marks, ""));
+    for (const std::string mark : {"**job log**", "*status*"}) {
+        if (advice.rfind(mark, 0) == 0)
+            advice.erase(0, mark.size() + (advice.rfind(mark + "; ", 0) == 0 ? 2 : 0));
+    }
+    return without_marks(advice);
+}
+
+std::string without_quotes(std::string tags)
+{
+    tags.erase(std::remove(tags.begin(), tags.end(), '`'), tags.end());
+    return tags;
 }
 
 void write_log_rows(std::ostream& out, const std::vector<DocumentRow>& rows)
@@ -42,10 +52,9 @@ void write_log_rows(std::ostream& out, const std::vector<DocumentRow>& rows)
         const std::string& advice = row.cells[3];
         const bool in_job_log = holds(advice, "**job log**");
         const bool has_status = holds(advice, "*status*");
-        out << "        {" << quoted(row.section) << ", "
-            << quoted(std::regex_replace(row.cells[0], std::regex("`"), "")) << ", " << row.cells[1]
-            << ", " << quoted(row.cells[2]) << ", " << quoted(plain_advice(advice)) << ", "
-            << in_job_log << ", " << has_status << "},\n";
+        out << "        {" << quoted(row.section) << ", " << quoted(without_quotes(row.cells[0]))
+            << ", " << row.cells[1] << ", " << quoted(row.cells[2]) << ", "
+            << quoted(plain_advice(advice)) << ", " << in_job_log << ", " << has_status << "},\n";
     }
     out << "    };\n    return rows;\n}\n";
 }
