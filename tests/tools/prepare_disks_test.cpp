@@ -31,7 +31,7 @@ protected:
 TEST_F(PrepareDisks, ComeFromAFile)
 {
     options.erase("disk");
-    use_list(disk + "\r\n\n\r\n" + other_disk);
+    use_list("\xef\xbb\xbf" + disk + "\r\n\n\r\n" + other_disk);
     const std::string plan = planned();
     EXPECT_THAT(plan, HasSubstr(" " + disk + "\n"));
     EXPECT_THAT(plan, HasSubstr(std::string(" ") + other_disk + "\n"));

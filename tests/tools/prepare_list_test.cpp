@@ -169,6 +169,7 @@ INSTANTIATE_TEST_SUITE_P(
         RefusedLine{R"({"server": 1})", "server: must be a string"},
         RefusedLine{R"({"server": "a b"})", "server: only letters"},
         RefusedLine{R"({"server": "a/b"})", "server: must not be"},
+        RefusedLine{R"({"server": "a", "server": "b"})", "has a member twice"},
         RefusedLine{R"({"port": 0})", port_range}, RefusedLine{R"({"port": 65536})", port_range},
         RefusedLine{R"({"port": 18446744073709551615})", port_range},
         RefusedLine{R"({"port": 1.0})", port_range}, RefusedLine{R"({"port": -1})", port_range},

@@ -1,5 +1,6 @@
 #include "mount_watch.h"
 
+#include "begins_with.h"
 #include "product.h"
 
 #include <algorithm>
@@ -8,11 +9,6 @@ namespace
 {
 
 constexpr std::string_view running = "INF - running command - ";
-
-bool begins_with(std::string_view text, std::string_view front)
-{
-    return text.substr(0, front.size()) == front;
-}
 
 // A point may read differently later, when its folder is deleted.
 bool is_same(const Mount& one, const Mount& other)

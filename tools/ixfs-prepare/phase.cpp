@@ -1,5 +1,6 @@
 #include "phase.h"
 
+#include "begins_with.h"
 #include "log_text.h"
 
 #include <algorithm>
@@ -24,11 +25,6 @@ constexpr std::string_view disk_complaints[] = {
     "ERR - Descriptor has the name of another disk's data link in the view: ",
     "ERR - Data link in the view is another file than the data of: ",
 };
-
-bool begins_with(std::string_view text, std::string_view front)
-{
-    return text.substr(0, front.size()) == front;
-}
 
 std::string without_newline(std::string text)
 {

@@ -10,6 +10,7 @@
 #include <limits>
 #include <map>
 #include <nlohmann/json.hpp>
+#include <set>
 
 namespace
 {
@@ -160,10 +161,19 @@ private:
 
 json parse(const std::string& text)
 {
+    std::set<std::string> names;
+    bool twice = false;
+    const auto look = [&](int depth, json::parse_event_t event, const json& name) {
+        if (event == json::parse_event_t::key && depth == 1)
+            twice = !names.insert(name.get<std::string>()).second || twice;
+        return true;
+    };
     // The parser's own message may show what it has read, such as a credential.
-    json object = json::parse(text, nullptr, false);
+    json object = json::parse(text, look, false);
     if (!object.is_object())
         throw UsageError("is no JSON object");
+    if (twice) // the parser takes the last
+        throw UsageError("has a member twice");
     return object;
 }
 
