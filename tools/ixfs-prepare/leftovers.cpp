@@ -79,6 +79,17 @@ std::string describe_mounts_left(const std::vector<Mount>& mounts, const std::st
     return text + "\nTo unmount it: " + how_to_clean(server);
 }
 
+std::string describe_helpers_left(pid_t worker, const std::string& server)
+{
+    std::string text;
+    for (const Process& helper : helpers_of(worker))
+        text += "\n  " + describe(helper);
+    if (text.empty())
+        return "";
+    return "the helper of " + server + " still runs, and may still mount:" + text +
+           "\nTo clean up: " + how_to_clean(server);
+}
+
 std::string describe_given_up(pid_t worker, const Request& request, const Phase& phase,
                               const OwnMounts& own)
 {

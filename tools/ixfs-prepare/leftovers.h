@@ -19,6 +19,10 @@ std::vector<Mount> mounts_left(const OwnMounts& own);
 // Such as "media1 is still mounted on /usr/... (type tmpfs, source tmpfs); to unmount it: ...".
 std::string describe_mounts_left(const std::vector<Mount>& mounts, const std::string& server);
 
+// The helper of a worker that has ended without a result, if it still runs: such as "the helper of
+// media1 still runs, and may still mount: PID ...". Else "".
+std::string describe_helpers_left(pid_t worker, const std::string& server);
+
 // For a worker that has just been killed: all that it left, a helper that still runs included, one
 // a line and without a newline at the end, and how to clean it.
 std::string describe_given_up(pid_t worker, const Request& request, const Phase& phase,

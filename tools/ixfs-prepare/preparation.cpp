@@ -120,10 +120,11 @@ Result Preparation::finish(int signal)
     result.signal = signal;
     take_outcome(result, end_signal);
     const bool failed = result.status != EC_OK;
-    result.step = step_name(failed ? phase_.step_before_unmount() : phase_.step());
+    result.step = step_name(failed && outcome_ ? phase_.step_before_unmount() : phase_.step());
     result.helper_exit_status = phase_.helper_exit_status();
     result.helper_lines = phase_.helper_lines();
     look_for_mounts(result);
+    look_for_helpers();
     result.duration = std::chrono::duration_cast<std::chrono::milliseconds>(
         std::chrono::steady_clock::now() - begin_);
     return result;
@@ -166,6 +167,14 @@ void Preparation::look_for_mounts(Result& result)
         result.mount_point = mounts_.folders.back();
         voice_.complain(std::string("cannot find out what is mounted: ") + error.what(), request_);
     }
+}
+
+// The library comes to a result only when they have ended.
+void Preparation::look_for_helpers()
+{
+    const std::string text = outcome_ ? "" : describe_helpers_left(worker_.pid(), request_.server);
+    if (!text.empty())
+        voice_.complain(text, request_);
 }
 
 // Not for long: a file system that hangs holds up its end.

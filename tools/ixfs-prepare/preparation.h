@@ -51,6 +51,7 @@ private:
     void take_outcome(Result& result, int end_signal);
     void await_end();
     void look_for_mounts(Result& result);
+    void look_for_helpers();
 
     const Request request_;
     const Voice& voice_;
