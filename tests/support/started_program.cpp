@@ -134,13 +134,13 @@ void StartedProgram::read_what_is_there()
         continue;
 }
 
-void StartedProgram::wait_until_unread(int bytes) const
+void StartedProgram::wait_until_errors_are_full() const
 {
-    const auto reached = [&] {
-        int unread = 0;
-        return ioctl(errors_source_, FIONREAD, &unread) == 0 && unread >= bytes;
-    };
-    if (!comes_true(reached))
+    const std::string path = "/proc/self/fd/" + std::to_string(errors_source_);
+    pollfd writing{open(path.c_str(), O_WRONLY | O_NONBLOCK | O_CLOEXEC), POLLOUT, 0};
+    const bool full = comes_true([&] { return poll(&writing, 1, 0) == 0; });
+    close(writing.fd);
+    if (!full)
         throw std::runtime_error("does not say so much");
 }
 

@@ -44,8 +44,8 @@ public:
     // What it has printed on standard output so far.
     std::string output() const { return folder_.read("output"); }
 
-    // Waits, without reading, until so many bytes of standard error wait to be read.
-    void wait_until_unread(int bytes) const;
+    // Waits, without reading, until the pipe that is its standard error has no free page.
+    void wait_until_errors_are_full() const;
 
     // Reads standard error to its end, and waits for the program's.
     ProgramResult wait();

@@ -54,7 +54,7 @@ TEST_F(PrepareGivesUp, WhileItMounts)
 TEST_F(PrepareGivesUp, WhileItBuildsTheView)
 {
     StartedProgram program(command(server));
-    program.wait_until_unread(60'000);
+    program.wait_until_errors_are_full();
     kill(worker_of(program), SIGSTOP);
     const ProgramResult result = interrupt_twice(program);
     EXPECT_THAT(result.errors,
@@ -76,6 +76,19 @@ TEST_F(PrepareGivesUp, WhileItUnmounts)
                       HasSubstr("\n  a mount: " + server.mount_point + " (type tmpfs, source "),
                       Not(HasSubstr("half built"))));
     EXPECT_TRUE(server.has_view());
+    unmount.let_go();
+}
+
+TEST_F(PrepareGivesUp, WhileNobodyReadsWhatItSays)
+{
+    HangingCall unmount("umount");
+    StartedProgram program(command(server));
+    program.wait_until_errors_are_full();
+    program.send(SIGTERM);
+    unmount.wait_until_hung(); // so it has taken the signal
+    program.send(SIGINT);
+    ASSERT_TRUE(comes_true([&] { return has_ended(program.pid()); }));
+    EXPECT_EQ(program.wait().exit_status, 128 + SIGTERM);
     unmount.let_go();
 }
 

@@ -1,6 +1,7 @@
 // What the mount helper finds when ixfs-prepare runs it.
 #include "prepare_test.h"
 
+#include "process_mutex_set.h"
 #include "started_program.h"
 
 #include <csignal>
@@ -155,6 +156,33 @@ TEST_F(PrepareHelperErrors, DoNotHideThatTheHelperIsMissing)
     const ProgramResult result = run();
     EXPECT_EQ(result.exit_status, 1);
     EXPECT_THAT(result.errors, HasSubstr("/usr/varnis/stowline/bin/ixfs: not found\n"));
+}
+
+// Ctrl-Z stops the program, but not its worker. What that says then does not fit into a pipe.
+class PrepareHelperStopsTheProgram : public PrepareTest
+{
+protected:
+    static bool is_lock_free()
+    {
+        const auto locks = process_mutex_set::values_of_all();
+        return locks.empty() || locks.front()[process_mutex_set::lock] == 1;
+    }
+};
+
+TEST_F(PrepareHelperStopsTheProgram, WhichDoesNotHoldTheHostsLockMeanwhile)
+{
+    helper.does("read -r _ _ _ _ _ worker _ < /proc/$$/stat\n"
+                "read -r _ _ _ program _ < /proc/$worker/stat\n"
+                "kill -STOP $program\n"
+                "seq --format='%0100.f' 2000");
+    helper.answers({{"EXIT_STATUS=29"}});
+    StartedProgram program(command());
+    ASSERT_TRUE(comes_true([&] { return !helper.runs().empty(); }));
+    EXPECT_TRUE(comes_true(is_lock_free));
+    program.send(SIGCONT);
+    const ProgramResult result = program.wait();
+    EXPECT_EQ(result.exit_status, 1);
+    EXPECT_THAT(result.errors, HasSubstr("0002000\n"));
 }
 
 } // namespace

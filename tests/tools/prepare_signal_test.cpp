@@ -88,7 +88,7 @@ TEST_P(PrepareSignal, WhileItMountsIsFollowedByTheUnmount)
 TEST_P(PrepareSignal, WhileItBuildsTheViewIsFollowedByTheUnmount)
 {
     StartedProgram program(command(server));
-    program.wait_until_unread(60'000);
+    program.wait_until_errors_are_full();
     const pid_t worker = worker_of(program);
     kill(worker, SIGSTOP);
     interrupt(program);
@@ -201,6 +201,36 @@ TEST_F(PrepareSurvives, ASignalToAllItsProcesses)
     EXPECT_TRUE(server.has_view());
 }
 
+// As timeout(1) and service managers do. It gave no answer yet, so nobody asks again.
+TEST_F(PrepareSurvives, SeveralSignalsAtOnce)
+{
+    HangingCall mount;
+    StartedProgram program(command(server));
+    mount.wait_until_hung();
+    for (const int signal : {SIGSTOP, SIGINT, SIGTERM, SIGCONT})
+        program.send(signal);
+    program.wait_for(answer);
+    mount.let_go();
+    EXPECT_EQ(program.wait().exit_status, 128 + SIGINT);
+    EXPECT_EQ(server.mounts(), 0);
+    EXPECT_TRUE(server.has_view());
+}
+
+// The kernel and the shell each send one.
+TEST_F(PrepareSurvives, TheEndOfItsTerminal)
+{
+    HangingCall mount;
+    StartedProgram program(command(server));
+    mount.wait_until_hung();
+    program.send(SIGHUP);
+    program.wait_for(answer);
+    program.send(SIGHUP);
+    mount.let_go();
+    EXPECT_EQ(program.wait().exit_status, 128 + SIGHUP);
+    EXPECT_EQ(server.mounts(), 0);
+    EXPECT_TRUE(server.has_view());
+}
+
 TEST_F(PrepareSurvives, ItsOwnEndAndUnmounts)
 {
     HangingCall mount;
@@ -223,9 +253,46 @@ TEST_F(PrepareSurvives, TheEndOfItsWorkerAndSaysSo)
     const ProgramResult result = program.wait();
     EXPECT_EQ(result.exit_status, 1);
     EXPECT_EQ(parsed(result)["status_text"], "its process was ended by signal 9");
+    EXPECT_EQ(parsed(result)["step"], "mounting");
+    EXPECT_THAT(result.errors, HasSubstr("ixfs-prepare: the helper of media1 still runs, and may "
+                                         "still mount:\n  PID "));
+    EXPECT_THAT(result.errors, HasSubstr("\nTo clean up: ixfsctl clean --server media1\n"));
     mount.let_go();
     EXPECT_TRUE(comes_true([] { return helpers().empty(); }));
     EXPECT_EQ(server.mounts(), 1); // the helper lived on
+}
+
+class PrepareSurvivesAPager : public PrepareRunTest
+{
+protected:
+    SmallServer server{"media1", 300};
+};
+
+// The program waits for it neither with the image mounted, nor longer than a second at its end.
+TEST_F(PrepareSurvivesAPager, ThatNobodyScrolls)
+{
+    StartedProgram program(command(server));
+    program.wait_until_errors_are_full();
+    program.send(SIGTERM);
+    ASSERT_TRUE(comes_true([&] { return has_ended(program.pid()); }));
+    const ProgramResult result = program.wait();
+    EXPECT_EQ(result.exit_status, 128 + SIGTERM);
+    EXPECT_EQ(parsed(result)["status"], 0);
+    EXPECT_EQ(server.mounts(), 0);
+    EXPECT_TRUE(server.has_view());
+}
+
+TEST_F(PrepareSurvives, TheEndOfItsWorkerWhileItUnmounts)
+{
+    HangingCall unmount("umount");
+    StartedProgram program(command(server));
+    unmount.wait_until_hung();
+    kill(worker_of(program), SIGKILL);
+    const ProgramResult result = program.wait();
+    EXPECT_EQ(result.exit_status, 3);
+    EXPECT_EQ(parsed(result)["step"], "unmounting");
+    EXPECT_EQ(parsed(result)["still_mounted"], true);
+    unmount.let_go();
 }
 
 // Its worker, when nobody listens any more.

@@ -112,9 +112,9 @@ protected:
 TEST_F(PrepareStillMountedByTwo, IsNotSaidOfWhatTheOtherTakesOff)
 {
     StartedProgram lower(command(server));
-    lower.wait_until_unread(60'000);
+    lower.wait_until_errors_are_full();
     StartedProgram upper(command(server));
-    upper.wait_until_unread(60'000);
+    upper.wait_until_errors_are_full();
     ASSERT_EQ(server.mounts(), 2);
     EXPECT_EQ(lower.wait().exit_status, 0);
     EXPECT_EQ(server.mounts(), 1);
@@ -124,15 +124,13 @@ TEST_F(PrepareStillMountedByTwo, IsNotSaidOfWhatTheOtherTakesOff)
 
 TEST_F(PrepareStillMountedByTwo, IsSaidWhenTheOtherIsGone)
 {
-    // The test uses the library, too, so the first one gets a host of its own.
-    std::vector<std::string> alone{"/usr/bin/unshare", "--ipc"};
-    const std::vector<std::string> program = command(server);
-    alone.insert(alone.end(), program.begin(), program.end());
-    StartedProgram lower(alone);
-    lower.wait_until_unread(60'000);
+    StartedProgram lower(alone(command(server)));
+    lower.wait_until_errors_are_full();
     {
-        StartedProgram upper(command(server));
-        upper.wait_until_unread(60'000);
+        const std::string there = std::to_string(lower.pid());
+        StartedProgram upper(
+            behind({"/usr/bin/nsenter", "--ipc", "--mount", "--target", there}, command(server)));
+        upper.wait_until_errors_are_full();
         const pid_t worker = worker_of(upper);
         kill(worker, SIGKILL);
         ASSERT_TRUE(comes_true([&] { return has_ended(worker); }));

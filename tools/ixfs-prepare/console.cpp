@@ -1,7 +1,5 @@
 #include "console.h"
 
-#include "standard_streams.h"
-
 #include <cstdlib>
 #include <sys/ioctl.h>
 #include <unistd.h>
@@ -50,13 +48,19 @@ Console::Console(bool progress)
 {
 }
 
+Console::~Console()
+{
+    hide_progress();
+    finish();
+}
+
 void Console::print(std::string_view lines)
 {
     if (lines.empty())
         return;
     const std::string progress = shown_;
     hide_progress();
-    write_all(STDERR_FILENO, lines);
+    errors_.write(lines);
     if (!progress.empty())
         show_progress(progress);
 }
@@ -75,18 +79,18 @@ void Console::print_failure(std::string_view lines)
 
 void Console::show_progress(const std::string& line)
 {
-    if (!progress_)
-        return;
+    if (!progress_ || errors_.waits())
+        return; // it is out of date when it is read
     const std::string text = cut(line, terminal_width());
     if (text == shown_)
         return;
-    write_all(STDERR_FILENO, std::string(clear_line) + text);
+    errors_.write(std::string(clear_line) + text);
     shown_ = text;
 }
 
 void Console::hide_progress()
 {
     if (!shown_.empty())
-        write_all(STDERR_FILENO, clear_line);
+        errors_.write(clear_line);
     shown_.clear();
 }

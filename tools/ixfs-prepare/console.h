@@ -2,8 +2,11 @@
 #ifndef IXFS_PREPARE_CONSOLE_H
 #define IXFS_PREPARE_CONSOLE_H
 
+#include "outlet.h"
+
 #include <string>
 #include <string_view>
+#include <unistd.h>
 
 // A standard error that is closed or broken is written to no less; nothing fails.
 class Console
@@ -12,7 +15,7 @@ public:
     // progress  whether it is wanted. It is shown on a terminal that can move its cursor, and
     //           nowhere else
     explicit Console(bool progress);
-    ~Console() { hide_progress(); }
+    ~Console();
     Console(const Console&) = delete;
     Console& operator=(const Console&) = delete;
 
@@ -26,7 +29,17 @@ public:
     void show_progress(const std::string& line);
     void hide_progress();
 
+    Outlet& errors() { return errors_; }
+
+    // Writes all that is left.
+    void finish() { errors_.finish(patient_); }
+
+    // A reader that takes nothing is not waited for any more.
+    void hurry() { patient_ = false; }
+
 private:
+    Outlet errors_{STDERR_FILENO};
+    bool patient_ = true;
     bool progress_;
     bool colour_;
     std::string shown_; // the progress line on the terminal, or ""

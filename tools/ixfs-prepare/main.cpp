@@ -57,9 +57,9 @@ struct Ending {
 };
 
 Ending supervise(const std::vector<Request>& requests, int jobs, Console& console,
-                 const Voice& voice, const Supervisor::OnResult& on_result)
+                 const Voice& voice, Outlet& output, const Supervisor::OnResult& on_result)
 {
-    Supervisor supervisor(console, voice);
+    Supervisor supervisor(console, voice, output);
     supervisor.run(requests, jobs, on_result);
     return {supervisor.signal(), supervisor.gave_up()};
 }
@@ -68,24 +68,24 @@ int work_on_list(const std::vector<Request>& requests, const Options& options, C
                  const Voice& voice)
 {
     Report report(options, voice);
-    const Ending ending = supervise(requests, options.jobs, console, voice,
+    const Ending ending = supervise(requests, options.jobs, console, voice, report.output(),
                                     [&](const Result& result) { report.take(result); });
     if (!ending.gave_up)
         report.summarize(requests.size());
-    return report.exit_status(ending.signal);
+    return report.finish(ending.signal);
 }
 
-// The result is printed when signals are no longer held back: the output may not be read.
 int work_on_one(const std::vector<Request>& requests, const Options& options, Console& console,
                 const Voice& voice)
 {
     Report report(options, voice);
     std::optional<Result> result;
-    const Ending ending =
-        supervise(requests, 1, console, voice, [&](const Result& single) { result = single; });
+    const Ending ending = supervise(requests, 1, console, voice, report.output(),
+                                    [&](const Result& single) { result = single; });
+    console.finish(); // before the result, if both go to one place
     if (result)
         report.take(*result);
-    return report.exit_status(ending.signal);
+    return report.finish(ending.signal);
 }
 
 int run(int argc, char** argv)

@@ -3,12 +3,14 @@
 #define IXFS_PREPARE_REPORT_H
 
 #include "options.h"
+#include "outlet.h"
 #include "result.h"
 #include "voice.h"
 
 #include <chrono>
 #include <cstddef>
 #include <string>
+#include <unistd.h>
 
 enum ExitStatus {
     exit_success = 0,
@@ -29,18 +31,19 @@ public:
     // The end of a list of `all`.
     void summarize(std::size_t all);
 
-    // `signal`: the one that ended the program, or 0.
-    int exit_status(int signal) const;
+    Outlet& output() { return output_; }
+
+    // Writes what is left of the output. `signal`: the one that ended the program, or 0.
+    int finish(int signal);
 
 private:
     void print_single(const Result& result);
-    void print(const std::string& text);
 
     const Options& options_;
     const Voice& voice_;
     const std::chrono::steady_clock::time_point begin_ = std::chrono::steady_clock::now();
     Summary summary_;
-    bool output_failed_ = false;
+    Outlet output_{STDOUT_FILENO};
 };
 
 #endif

@@ -6,10 +6,12 @@
 #include <poll.h>
 #include <string>
 #include <system_error>
+#include <thread>
 
 namespace
 {
 
+constexpr std::chrono::milliseconds time_of_one_request{50};
 constexpr int milliseconds_of_progress = 500; // how often times in it are shown anew
 
 // Of several at once, what fits on a line.
@@ -87,26 +89,46 @@ void Supervisor::end(const Result& result, Queue& queue, const OnResult& on_resu
 void Supervisor::wait_for_something()
 {
     std::vector<pollfd> descriptors{{signals_.descriptor().number(), POLLIN, 0}};
+    for (const Outlet* outlet : {&console_.errors(), &output_}) {
+        if (outlet->waits())
+            descriptors.push_back({outlet->descriptor(), POLLOUT, 0});
+    }
     for (Preparation& preparation : running_) {
-        descriptors.push_back({preparation.records_descriptor(), POLLIN, 0});
+        if (!holds_back())
+            descriptors.push_back({preparation.records_descriptor(), POLLIN, 0});
         descriptors.push_back({preparation.errors_descriptor(), POLLIN, 0}); // -1 is passed over
     }
     poll(descriptors.data(), descriptors.size(),
          console_.shows_progress() ? milliseconds_of_progress : -1);
+    console_.errors().go_on();
+    output_.go_on();
+}
+
+// Whether no more log lines are taken in: nobody reads those that there are.
+bool Supervisor::holds_back() const
+{
+    return console_.errors().waits() && signal_ == 0;
 }
 
 void Supervisor::take_signals()
 {
     while (const int signal = signals_.take()) {
-        if (signal_ != 0)
+        if (signal_ == 0)
+            answer_first_signal(signal);
+        else if (signal != SIGHUP) // a service manager and the end of a terminal send it unasked
             return give_up();
-        answer_first_signal(signal);
     }
 }
 
+// Who has got no answer yet has not been told that another signal gives up: timeout(1), for one,
+// sends its signal to this process and then to the group.
 void Supervisor::answer_first_signal(int signal)
 {
     signal_ = signal;
+    std::this_thread::sleep_for(time_of_one_request);
+    while (signals_.take() != 0)
+        continue;
+    console_.hurry();
     voice_.say("finishing; the image will be unmounted; again to give up");
 }
 
@@ -121,7 +143,7 @@ void Supervisor::give_up()
 void Supervisor::take_ended(Queue& queue, const OnResult& on_result)
 {
     for (auto preparation = running_.begin(); preparation != running_.end();) {
-        const bool goes_on = preparation->read_records();
+        const bool goes_on = holds_back() || preparation->read_records();
         preparation->read_errors();
         if (goes_on) {
             if (signal_ != 0)

@@ -8,8 +8,11 @@ void Voice::log(const LogLine& line, const Request& request) const
 
 void Voice::helper_error(const std::string& line, const Request& request) const
 {
-    if (style_.quiet)
-        return; // after a failure the result has the last lines
+    // After a failure the result has the last lines. One who writes on and on, and nobody reads it,
+    // must not be kept waiting: it may hold up the whole host.
+    constexpr std::size_t most_unread = 16 << 20;
+    if (style_.quiet || console_.errors().left() > most_unread)
+        return;
     if (style_.format == LogFormat::text)
         console_.print(line + "\n");
     else

@@ -1,9 +1,10 @@
 #include "work.h"
 
+#include "begins_with.h"
 #include "mount_watch.h"
+#include "outlet.h"
 #include "records.h"
 #include "remove_view.h"
-#include "standard_streams.h"
 
 #include <ixfs_vmir.h>
 
@@ -20,7 +21,7 @@ class Reporter
 {
 public:
     Reporter(const Request& request, const Surroundings& surroundings)
-        : surroundings_(surroundings), mounts_(request.server)
+        : surroundings_(surroundings), records_(surroundings.records), mounts_(request.server)
     {
     }
 
@@ -31,12 +32,14 @@ public:
         const auto now = std::chrono::system_clock::now();
         take_over_errors();
         watch_mounts(tag, message);
+        watch_lock(message);
         send(LogLine{now, severity, tag, message});
     }
 
     void end(const Outcome& outcome)
     {
         const std::lock_guard<std::mutex> one_at_a_time(mutex_);
+        may_hold_lock_ = false;
         send(outcome);
     }
 
@@ -57,11 +60,27 @@ private:
         }
     }
 
-    // If nobody reads any more, the work is to be done all the same.
-    void send(const Record& record) const { write_all(surroundings_.records, encode(record)); }
+    void watch_lock(std::string_view message)
+    {
+        if (begins_with(message, "INF - waiting for mount mutex"))
+            may_hold_lock_ = true;
+        else if (begins_with(message, "INF - mount point - "))
+            may_hold_lock_ = false;
+    }
+
+    // If nobody reads any more, the work is to be done all the same. If nobody reads for a while,
+    // it stands still, but never with the host's lock: all others would stand still, too.
+    void send(const Record& record)
+    {
+        records_.write(encode(record));
+        if (!may_hold_lock_)
+            records_.finish(true);
+    }
 
     std::mutex mutex_;
     const Surroundings surroundings_;
+    Outlet records_;
+    bool may_hold_lock_ = false;
     MountWatch mounts_;
 };
 
