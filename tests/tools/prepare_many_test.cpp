@@ -167,6 +167,29 @@ TEST_F(PrepareMany, SecondSignalTellsOfEachServer)
     unmount.let_go();
 }
 
+// Where a worker lacks descriptors, what it tells must not go to the output.
+TEST_F(PrepareMany, FailsWhereThereAreTooFewDescriptors)
+{
+    const SmallServer one("media1");
+    const SmallServer two("media2");
+    add(one);
+    add(two);
+    std::vector<std::string> command{
+        "/bin/sh", "-c",
+        "for most in 5 6 7 8 9 10 11 12 13 14 15 16; do (ulimit -n $most; \"$@\" | cat); done",
+        "sh"};
+    for (const std::string& word : list_command({"--jobs", "2"}))
+        command.push_back(word);
+    const ProgramResult result = run_program(command);
+    int results = 0;
+    for (const std::string& line : lines_of(std::istringstream(result.output))) {
+        EXPECT_TRUE(nlohmann::json::accept(line)) << line;
+        results += line.find("\"status\":") != std::string::npos ? 1 : 0;
+    }
+    EXPECT_GT(results, 2);
+    EXPECT_EQ(one.mounts() + two.mounts(), 0);
+}
+
 // 50 VMs of 4 servers.
 class PrepareManyOfFourServers : public PrepareMany
 {

@@ -52,19 +52,22 @@ constexpr int caller_errors_number = 4;
 constexpr int first_other_number = 5;
 
 // Puts the child's descriptors in place and closes all others: those of the caller, which a helper
-// that lives on would keep open, and the pipes of other workers.
-void arrange_descriptors(const Pipe& records, const Pipe& errors)
+// that lives on would keep open, and the pipes of other workers. Returns whether that was possible.
+bool arrange_descriptors(const Pipe& records, const Pipe& errors)
 {
     // First out of the way of the numbers that they are to have.
     const int sources[] = {fcntl(records.writing.number(), F_DUPFD_CLOEXEC, first_other_number),
                            fcntl(STDERR_FILENO, F_DUPFD_CLOEXEC, first_other_number)};
     const int null = open("/dev/null", O_RDWR | O_CLOEXEC);
+    if (sources[0] == -1 || sources[1] == -1 || null == -1)
+        return false; // a record must not go where another descriptor of the caller leads
     dup2(null, STDIN_FILENO);
     dup2(null, STDOUT_FILENO);
     dup2(errors.writing.number(), STDERR_FILENO);
     dup3(sources[0], records_number, O_CLOEXEC);
-    dup3(sources[1] != -1 ? sources[1] : STDIN_FILENO, caller_errors_number, O_CLOEXEC);
+    dup3(sources[1], caller_errors_number, O_CLOEXEC);
     closefrom(first_other_number);
+    return true;
 }
 
 [[noreturn]] void become_worker(const Request& request, const Pipe& records, const Pipe& errors,
@@ -75,8 +78,8 @@ void arrange_descriptors(const Pipe& records, const Pipe& errors)
     for (const int signal : {SIGINT, SIGTERM, SIGHUP})
         survive(signal);
     in_child();
-    arrange_descriptors(records, errors);
-    work(request, {records_number, caller_errors_number, supervisor});
+    if (arrange_descriptors(records, errors))
+        work(request, {records_number, caller_errors_number, supervisor});
     _exit(0);
 }
 
