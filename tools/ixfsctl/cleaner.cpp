@@ -6,7 +6,6 @@
 #include "mount_directories.h"
 #include "mount_users.h"
 #include "process_end.h"
-#include "product.h"
 #include "unmounting.h"
 
 #include <algorithm>
@@ -22,17 +21,13 @@ std::string message_of(int error)
     return std::generic_category().message(error);
 }
 
-// The library gives its helper the server's name, and the shell a line with it.
+// The library gives its helper the server's name and port, and the shell a line with them.
 bool is_for_server(const Process& helper, const std::string& server)
 {
-    const std::vector<std::string> arguments = arguments_of(helper.pid);
-    for (std::size_t i = 0; i < arguments.size(); ++i) {
-        if (arguments[i] == "-server" && i + 1 < arguments.size() && arguments[i + 1] == server)
-            return true;
-        if (arguments[i].find(" -server " + server + " ") != std::string::npos)
-            return true;
-    }
-    return false;
+    std::string line;
+    for (const std::string& argument : arguments_of(helper.pid))
+        line.append(argument).append(" ");
+    return line.find(" -server " + server + " -port ") != std::string::npos;
 }
 
 // Those among `all` that `first` started, and itself.
@@ -59,24 +54,41 @@ bool holds(const std::vector<Process>& processes, pid_t pid)
                        [&](const Process& process) { return process.pid == pid; });
 }
 
-// A mount that no other one is on, and that is not among `left`; nothing if there is none. Mounts
-// are taken off from the top.
+const Mount* mount_on(const Mount& mount, const std::vector<Mount>& table)
+{
+    const auto found = std::find_if(table.begin(), table.end(), [&](const Mount& other) {
+        return other.parent == mount.id;
+    });
+    return found != table.end() ? &*found : nullptr;
+}
+
+bool is_mounted(const Mount& mount, const std::vector<Mount>& table)
+{
+    return std::any_of(table.begin(), table.end(),
+                       [&](const Mount& other) { return other.id == mount.id; });
+}
+
+// A mount that is concerned and not among `left`: one that no other is on, if there is such. Nothing
+// if there is none. Mounts are taken off from the top.
 std::optional<Mount> next_mount(const std::vector<Mount>& table, const std::set<int>& left,
                                 const std::function<bool(const std::string&)>& is_concerned)
 {
-    const auto is_next = [&](const Mount& mount) {
-        return is_concerned(mount.point) && left.count(mount.id) == 0 &&
-               std::none_of(table.begin(), table.end(),
-                            [&](const Mount& other) { return other.parent == mount.id; });
-    };
-    const auto found = std::find_if(table.rbegin(), table.rend(), is_next);
-    return found != table.rend() ? std::optional<Mount>(*found) : std::nullopt;
+    std::optional<Mount> next;
+    for (auto mount = table.rbegin(); mount != table.rend(); ++mount) {
+        if (!is_concerned(mount->point) || left.count(mount->id) != 0)
+            continue;
+        if (mount_on(*mount, table) == nullptr)
+            return *mount;
+        next = *mount;
+    }
+    return next;
 }
 
 } // namespace
 
 void Cleaner::run()
 {
+    require_own_proc();
     end_helpers();
     take_off_mounts();
     if (server_.empty())
@@ -127,13 +139,13 @@ void Cleaner::end_helpers()
 void Cleaner::take_off_mounts()
 {
     const auto is_ours = [this](const std::string& point) {
-        return point != mount_base && is_concerned(point);
+        return point != base_ && is_concerned(point);
     };
     std::vector<Mount> table = read_mount_table();
     std::set<int> left;
     std::vector<std::string> bare;
     while (const std::optional<Mount> mount = next_mount(table, left, is_ours)) {
-        if (take_off(*mount))
+        if (take_off(*mount, table))
             bare.push_back(mount->point);
         else
             left.insert(mount->id);
@@ -154,18 +166,31 @@ void Cleaner::take_off_mounts()
 }
 
 // Returns whether it is off, or would be.
-bool Cleaner::take_off(const Mount& mount)
+bool Cleaner::take_off(const Mount& mount, const std::vector<Mount>& table)
 {
+    if (const Mount* const other = mount_on(mount, table)) {
+        leave(mount.point, "something is mounted on it: " + other->point);
+        return false;
+    }
     if (const std::optional<std::string> obstacle = obstacle_at(mount.point)) {
         leave(mount.point, *obstacle);
         return false;
     }
     if (!begin_step("take off " + mount.point + " (" + mount.type + " from " + mount.source + ")"))
         return true;
-    const int error = unmount_top(mount.point);
-    if (error != 0)
+    // An unmount takes off what is on top, whatever that is by now.
+    const std::vector<Mount> now = read_mount_table();
+    if (mount_on(mount, now) != nullptr) {
+        leave(mount.point, "something was just mounted on it");
+        return false;
+    }
+    if (!is_mounted(mount, now))
+        return true;
+    const int error = unmount_top(mount);
+    const bool is_off = error == 0 || !is_mounted(mount, read_mount_table());
+    if (!is_off)
         leave(mount.point, message_of(error));
-    return error == 0;
+    return is_off;
 }
 
 // Also those on which nothing is mounted any more, or would be.
@@ -183,6 +208,10 @@ void Cleaner::remove_directories(const std::vector<std::string>& unmounted)
         }
         if (const std::optional<std::string> obstacle = obstacle_at(path)) {
             leave(path, *obstacle);
+            continue;
+        }
+        if (const std::optional<Process> user = find_user_elsewhere(path)) {
+            leave(path, "something is mounted on it in the mount namespace of " + describe(*user));
             continue;
         }
         if (!begin_step("remove the directory " + path))
@@ -231,7 +260,7 @@ std::optional<std::string> Cleaner::obstacle_at(const std::string& path) const
 
 bool Cleaner::is_concerned(const std::string& path) const
 {
-    return is_at_or_below(path, server_.empty() ? mount_base : mount_base + ("/" + server_));
+    return server_.empty() ? is_at_or_below(path, base_) : path == base_ + "/" + server_;
 }
 
 // Returns whether the step is to be done.

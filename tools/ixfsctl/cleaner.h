@@ -4,6 +4,7 @@
 
 #include "mount_table.h"
 #include "processes.h"
+#include "product.h"
 
 #include <functional>
 #include <optional>
@@ -37,7 +38,7 @@ private:
     void end_helpers();
     std::vector<Process> helpers_to_end() const;
     void take_off_mounts();
-    bool take_off(const Mount& mount);
+    bool take_off(const Mount& mount, const std::vector<Mount>& table);
     void remove_directories(const std::vector<std::string>& unmounted);
     void remove_locks();
 
@@ -46,6 +47,7 @@ private:
     bool begin_step(const std::string& what);
     void leave(const std::string& what, const std::string& reason);
 
+    const std::string base_ = real_path(mount_base);
     std::string server_;
     Mode mode_;
     std::function<void(const std::string&)> say_;

@@ -87,6 +87,7 @@ std::optional<bool> HostState::mounts_are_stale() const
 // The callers come last: one that begins meanwhile makes no mount stale that is its own.
 HostState look_at_host()
 {
+    require_own_proc();
     HostState host{};
     host.time = std::time(nullptr);
     host.host = host_name();

@@ -44,9 +44,8 @@ class Search
 public:
     explicit Search(const std::vector<Mount>& mounts)
     {
-        const std::string base = mount_base;
         for (const Mount& mount : mounts) {
-            if (mount.point != base && is_at_or_below(mount.point, base))
+            if (mount.point != base_ && is_at_or_below(mount.point, base_))
                 layers_[mount.point].push_back(mount);
         }
     }
@@ -55,7 +54,7 @@ public:
     {
         for (const auto& [path, layers] : layers_)
             add(path, layers);
-        visit(mount_base, 0);
+        visit(base_, 0);
         std::sort(found_.begin(), found_.end(),
                   [](const auto& left, const auto& right) { return left.path < right.path; });
         return std::move(found_);
@@ -64,7 +63,7 @@ public:
 private:
     MountDirectory& add(const std::string& path, const std::vector<Mount>& layers)
     {
-        const std::string server = path.substr(std::string(mount_base).size() + 1);
+        const std::string server = path.substr(base_.size() + 1);
         found_.push_back({path, server, true, false, layers, birth_of(bare_.number(), server),
                           Backups::not_looked_for, 0});
         return found_.back();
@@ -123,10 +122,11 @@ private:
         return descriptor != -1 ? fdopendir(descriptor) : nullptr;
     }
 
+    const std::string base_ = real_path(mount_base);
     std::map<std::string, std::vector<Mount>> layers_;
     // The mount base without what is mounted below it. Root alone can have that.
     const OpenDescriptor bare_{static_cast<int>(syscall(
-        SYS_open_tree, AT_FDCWD, mount_base, clone_tree | static_cast<unsigned>(O_CLOEXEC)))};
+        SYS_open_tree, AT_FDCWD, base_.c_str(), clone_tree | static_cast<unsigned>(O_CLOEXEC)))};
     std::vector<MountDirectory> found_;
 };
 

@@ -3,7 +3,10 @@
 #include "mount_table.h"
 #include "proc_file.h"
 
+#include <algorithm>
+#include <functional>
 #include <sstream>
+#include <sys/types.h>
 #include <unistd.h>
 #include <vector>
 
@@ -34,17 +37,73 @@ bool works_below(const std::string& process, const std::string& path)
     return maps_below(process, path);
 }
 
+// The first process other than this one that `is_user` holds true of.
+std::optional<Process> find_process_that(const std::function<bool(pid_t)>& is_user)
+{
+    for (const pid_t pid : numbers_in_proc("/proc")) {
+        if (pid == getpid() || !is_user(pid))
+            continue;
+        if (std::optional<Process> user = find_process(pid))
+            return user;
+    }
+    return std::nullopt;
+}
+
+std::string folder_of(pid_t pid)
+{
+    return "/proc/" + std::to_string(pid) + "/";
+}
+
+// The mount that a folder is in: on the way up from it the first one, of several on one point the
+// last.
+const Mount* mount_around(const std::vector<Mount>& table, std::string folder)
+{
+    for (; !folder.empty(); folder.erase(folder.rfind('/'))) {
+        for (auto mount = table.rbegin(); mount != table.rend(); ++mount) {
+            if (mount->point == folder)
+                return &*mount;
+        }
+    }
+    return !table.empty() ? &table.front() : nullptr;
+}
+
+// Whether something is mounted on a directory of the file system `device`.
+bool is_mount_point(const std::vector<Mount>& table, const std::string& directory,
+                    const std::string& device)
+{
+    return std::any_of(table.begin(), table.end(), [&](const Mount& mount) {
+        return mount.point == directory &&
+               std::any_of(table.begin(), table.end(), [&](const Mount& parent) {
+                   return parent.id == mount.parent && parent.device == device;
+               });
+    });
+}
+
 } // namespace
 
 std::optional<Process> find_user_of(const std::string& path)
 {
-    for (const pid_t pid : numbers_in_proc("/proc")) {
-        if (pid == getpid() || !shares_namespace(pid, "mnt"))
-            continue;
-        if (works_below("/proc/" + std::to_string(pid) + "/", path)) {
-            if (std::optional<Process> user = find_process(pid))
-                return user;
-        }
-    }
-    return std::nullopt;
+    return find_process_that([&](pid_t pid) {
+        return shares_namespace(pid, "mnt") && works_below(folder_of(pid), path);
+    });
+}
+
+std::optional<Process> find_user_of_device(const std::string& device)
+{
+    return find_process_that([&](pid_t pid) {
+        const std::vector<Mount> table = mount_table_of(pid);
+        return std::any_of(table.begin(), table.end(), [&](const Mount& mount) {
+            return mount.device == device && works_below(folder_of(pid), mount.point);
+        });
+    });
+}
+
+std::optional<Process> find_user_elsewhere(const std::string& directory)
+{
+    const std::vector<Mount> own = read_mount_table();
+    const Mount* const around = mount_around(own, directory.substr(0, directory.rfind('/')));
+    return find_process_that([&](pid_t pid) {
+        return around != nullptr && !shares_namespace(pid, "mnt") &&
+               is_mount_point(mount_table_of(pid), directory, around->device);
+    });
 }

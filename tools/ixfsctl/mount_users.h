@@ -12,4 +12,12 @@
 // into /proc alone, never at the mount itself.
 std::optional<Process> find_user_of(const std::string& path);
 
+// A process that has one of these on a file system, by way of whichever mount, also of another
+// namespace; nothing if there is none.
+std::optional<Process> find_user_of_device(const std::string& device);
+
+// A process of another mount namespace in which something is mounted on this directory, which is
+// below the mount base: there the mount would go with the directory. Nothing if there is none.
+std::optional<Process> find_user_elsewhere(const std::string& directory);
+
 #endif

@@ -2,6 +2,7 @@
 
 #include "child_call.h"
 #include "mount_directories.h"
+#include "mount_users.h"
 #include "open_descriptor.h"
 #include "product.h"
 
@@ -62,20 +63,23 @@ int remove_below(const OpenDescriptor& base, const std::string& path)
 
 } // namespace
 
-int unmount_top(const std::string& path)
+int unmount_top(const Mount& mount)
 {
-    const int error = unmount(path, 0);
-    if ((error != ETIMEDOUT && error != EBUSY) || answers(path))
+    const int error = unmount(mount.point, 0);
+    if ((error != ETIMEDOUT && error != EBUSY) || answers(mount.point))
         return error;
-    return unmount_by_force(path);
+    if (find_user_of_device(mount.device))
+        return EBUSY;
+    return unmount_by_force(mount.point);
 }
 
 int remove_empty_directory(const std::string& path)
 {
-    const OpenDescriptor base(open(mount_base, O_PATH | O_DIRECTORY | O_CLOEXEC));
+    const std::string base_path = real_path(mount_base);
+    const OpenDescriptor base(open(base_path.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
     if (!base.is_open())
         return errno;
-    std::string below = path.substr(std::string(mount_base).size() + 1);
+    std::string below = path.substr(base_path.size() + 1);
     const int error = remove_below(base, below);
     for (bool removed = error == 0; removed && below.find('/') != std::string::npos;) {
         below.erase(below.rfind('/'));

@@ -5,6 +5,8 @@
 #include <cerrno>
 #include <cstddef>
 #include <cstdlib>
+#include <filesystem>
+#include <optional>
 #include <sstream>
 #include <system_error>
 
@@ -32,7 +34,7 @@ Mount parse_mount(const std::string& line)
     Mount mount{};
     std::istringstream fields(line);
     std::string skipped;
-    fields >> mount.id >> mount.parent >> skipped >> skipped >> mount.point >> skipped;
+    fields >> mount.id >> mount.parent >> mount.device >> skipped >> mount.point >> skipped;
     while (fields >> skipped && skipped != "-")
         continue;
     fields >> mount.type >> mount.source;
@@ -40,6 +42,15 @@ Mount parse_mount(const std::string& line)
     mount.type = without_escapes(mount.type);
     mount.source = without_escapes(mount.source);
     return mount;
+}
+
+std::vector<Mount> parse_table(const std::string& text)
+{
+    std::vector<Mount> mounts;
+    std::istringstream lines(text);
+    for (std::string line; std::getline(lines, line);)
+        mounts.push_back(parse_mount(line));
+    return mounts;
 }
 
 } // namespace
@@ -50,11 +61,20 @@ std::vector<Mount> read_mount_table()
     const std::optional<std::string> text = read_proc_file(path);
     if (!text)
         throw std::system_error(errno, std::generic_category(), path);
-    std::vector<Mount> mounts;
-    std::istringstream lines(*text);
-    for (std::string line; std::getline(lines, line);)
-        mounts.push_back(parse_mount(line));
-    return mounts;
+    return parse_table(*text);
+}
+
+std::vector<Mount> mount_table_of(pid_t pid)
+{
+    return parse_table(
+        read_proc_file("/proc/" + std::to_string(pid) + "/mountinfo").value_or(""));
+}
+
+std::string real_path(const std::string& path)
+{
+    std::error_code error;
+    const std::filesystem::path real = std::filesystem::weakly_canonical(path, error);
+    return error ? path : real.string();
 }
 
 bool is_at_or_below(const std::string& path, const std::string& folder)

@@ -3,11 +3,14 @@
 #include "log_text.h"
 #include "proc_file.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cstddef>
+#include <cstdlib>
 #include <ctime>
 #include <pwd.h>
 #include <sstream>
+#include <stdexcept>
 #include <string_view>
 #include <unistd.h>
 
@@ -100,6 +103,17 @@ std::string command_of(pid_t pid, const std::string& name)
     return escape_control_characters(mask_credential(command));
 }
 
+// Whether this process has the capability CAP_SYS_PTRACE, which a service's root may lack.
+bool may_look_into_all()
+{
+    constexpr unsigned long long may_trace = 1ULL << 19U;
+    const std::string name = "CapEff:";
+    const std::string status = read_proc_file("/proc/self/status").value_or("");
+    const std::size_t at = status.find(name);
+    return at != std::string::npos &&
+           (std::strtoull(status.c_str() + at + name.size(), nullptr, 16) & may_trace) != 0;
+}
+
 } // namespace
 
 std::optional<Process> find_process(pid_t pid)
@@ -153,6 +167,13 @@ bool shares_namespace(pid_t pid, const std::string& kind)
     return own && read_proc_link(proc_path(pid, "ns/" + kind)) == own;
 }
 
+void require_own_proc()
+{
+    if (read_proc_link("/proc/self") != std::to_string(getpid()))
+        throw std::runtime_error("/proc is missing or of another PID namespace: `mount -t proc proc "
+                                 "/proc`");
+}
+
 std::vector<pid_t> processes_of_this_host()
 {
     std::vector<pid_t> processes;
@@ -165,9 +186,14 @@ std::vector<pid_t> processes_of_this_host()
 
 int hidden_processes()
 {
+    // What is hidden from such a root, as the init of a container's host, is no caller of ours.
+    if (may_look_into_all())
+        return 0;
     constexpr unsigned long kernel_thread = 0x00200000; // the kernel's PF_KTHREAD
-    int hidden = 0;
-    for (const pid_t pid : numbers_in_proc("/proc")) {
+    const std::vector<pid_t> seen = numbers_in_proc("/proc");
+    constexpr pid_t init = 1; // there is always one, but the option "hidepid" of /proc can hide it
+    int hidden = std::count(seen.begin(), seen.end(), init) == 0 ? 1 : 0;
+    for (const pid_t pid : seen) {
         if (read_proc_link(proc_path(pid, "ns/ipc")) || (errno != EACCES && errno != EPERM))
             continue;
         const std::optional<Stat> stat = read_stat(pid);

@@ -34,12 +34,16 @@ std::vector<std::string> arguments_of(pid_t pid);
 // if this user may not know.
 bool shares_namespace(pid_t pid, const std::string& kind);
 
+// Throws std::runtime_error if /proc is missing or numbers processes otherwise than this process does,
+// as that of another PID namespace. What is told below would then be of others.
+void require_own_proc();
+
 // The processes that share this process's IPC namespace, without this process. Others take other
 // locks: to them this is another host.
 std::vector<pid_t> processes_of_this_host();
 
-// How many processes keep their secrets from this user. Each may be one of this host, and what is
-// told below of all processes leaves it out. 0 for root.
+// How many processes keep their secrets from this user, at least. Each may be one of this host, and
+// what is told below of all processes leaves it out. None for root with all of root's powers.
 int hidden_processes();
 
 // The processes that may use what this one sees mounted or locked: they have libixfs loaded, and
@@ -52,7 +56,7 @@ std::vector<Process> helper_processes();
 
 // Those among these helpers that nobody waits for any more: the process that started their shell is
 // gone, and nobody reads what they print. A helper that was started by hand is none, nor one that
-// stays behind to serve a mount.
+// stays behind to serve a mount. None if processes are hidden from this user.
 std::vector<Process> orphaned_helpers(const std::vector<Process>& helpers);
 
 #endif

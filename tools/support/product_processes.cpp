@@ -47,15 +47,16 @@ bool is_shell_of_helper(const std::vector<std::string>& arguments)
            is_command(line.substr(front.size(), line.find(' ', front.size()) - front.size()));
 }
 
-// A helper that is a script is an argument of its interpreter. An editor, say, may have it for an
-// argument, too, but then no command follows.
+// Its program has another path where a folder above it is a symbolic link. A helper that is a script
+// is an argument of its interpreter. An editor, say, may have it for an argument, too, but then no
+// command follows.
 bool is_helper(pid_t pid)
 {
     const std::string program = read_proc_link(proc_path(pid, "exe")).value_or("");
     if (program == helper_path || program == helper_path + std::string(" (deleted)"))
         return true;
     const std::vector<std::string> arguments = arguments_of(pid);
-    for (std::size_t i = 1; i + 1 < arguments.size(); ++i) {
+    for (std::size_t i = 0; i + 1 < arguments.size(); ++i) {
         if (arguments[i] == helper_path && is_command(arguments[i + 1]))
             return true;
     }
@@ -144,6 +145,8 @@ std::vector<Process> helper_processes()
 
 std::vector<Process> orphaned_helpers(const std::vector<Process>& helpers)
 {
+    if (hidden_processes() > 0)
+        return {}; // one of them may wait for it
     std::set<pid_t> callers;
     for (const Process& process : processes_with_library())
         callers.insert(process.pid);
