@@ -6,6 +6,8 @@
 #include <filesystem>
 #include <fstream>
 
+#include <fcntl.h>
+#include <sched.h>
 #include <sys/mount.h>
 #include <sys/syscall.h>
 #include <unistd.h>
@@ -280,6 +282,84 @@ TEST_F(CtlClean, OtherServersAndLocksAreLeftAlone)
     EXPECT_THAT(own.output, HasSubstr("end PID "));
     EXPECT_EQ(layers_of("media10"), 1);
     EXPECT_THAT(finding_ids(status_of_host()), ElementsAre("stale_mount", "unused_mount_mutex"));
+}
+
+TEST_F(CtlClean, ServersWithLongerNamesAreLeftAlone)
+{
+    for (const char* const server : {"a", "ab", "a b", "c/d"})
+        mount_on(server);
+    mount_on("a/b");
+    const ProgramResult nested = run_ctl({"clean", "--yes", "--server", "a"});
+    EXPECT_EQ(nested.exit_status, 1);
+    EXPECT_EQ(nested.output, "left /usr/varnis/var/ixfs/a: something is mounted on it: "
+                             "/usr/varnis/var/ixfs/a/b\n");
+    EXPECT_EQ(run_ctl({"clean", "--yes", "--server", "c"}).output, "");
+    umount(directory_of("a/b").c_str());
+    EXPECT_EQ(run_ctl({"clean", "--yes", "--server", "a"}).output,
+              "take off /usr/varnis/var/ixfs/a (tmpfs from source)\n"
+              "remove the directory /usr/varnis/var/ixfs/a\n");
+    for (const char* const server : {"ab", "a b", "c/d"})
+        EXPECT_EQ(layers_of(server == std::string("a b") ? "a\\040b" : server), 1) << server;
+}
+
+// A folder above the mount directories may be a link to a larger disk.
+TEST_F(CtlClean, MountBelowALinkedMountBaseIsTakenOff)
+{
+    const std::string base = "/usr/varnis/var/ixfs";
+    fs::remove(base);
+    fs::create_directory("/usr/varnis/disk");
+    fs::create_symlink("/usr/varnis/disk", base);
+    mount_on("media1");
+    EXPECT_THAT(finding_ids(status_of_host()), ElementsAre("stale_mount"));
+    EXPECT_EQ(clean().exit_status, 0);
+    EXPECT_TRUE(fs::is_empty("/usr/varnis/disk"));
+    EXPECT_TRUE(fs::is_symlink(base));
+    fs::remove(base);
+    fs::remove_all("/usr/varnis/disk");
+}
+
+// It would go with the directory.
+TEST_F(CtlClean, MountOfAnotherMountNamespaceStays)
+{
+    const std::string directory = make_directory("media1");
+    ChildProcess other = start_caller([&] {
+        if (unshare(CLONE_NEWNS) == 0)
+            mount_on("media1");
+        return 0;
+    });
+    other.wait_for_pause();
+    const ProgramResult result = clean();
+    EXPECT_EQ(result.exit_status, 1);
+    EXPECT_THAT(result.output, HasSubstr("in the mount namespace of PID "));
+    EXPECT_TRUE(exists(directory));
+    other.kill();
+    other.wait();
+}
+
+// To let calls fail would hit the other one, too.
+TEST_F(CtlClean, HungMountInWhichAnotherNamespacesProcessWorksIsNotForced)
+{
+    try {
+        const HungMount hung(make_directory("media1"));
+        ChildProcess other = start_caller([] {
+            return unshare(CLONE_NEWNS) == 0 ? open("/usr/varnis/var/ixfs/media1", O_PATH) : -1;
+        });
+        other.wait_for_pause();
+        ChildProcess hanging(STDERR_FILENO, [this](ChildProcess::Parent&) {
+            folder.write("pid", std::to_string(getpid()));
+            return chdir("/usr/varnis/var/ixfs/media1/folder") == 0 ? 1 : 0;
+        });
+        look_until([this] { return folder.exists("pid") && is_in_chdir(folder.read("pid")); });
+        EXPECT_EQ(clean().exit_status, 1);
+        EXPECT_EQ(layers_of("media1"), 1);
+        EXPECT_TRUE(is_in_chdir(folder.read("pid")));
+        other.kill();
+        other.wait();
+        EXPECT_EQ(clean().exit_status, 0);
+        EXPECT_EQ(hanging.wait(), 0);
+    } catch (const std::runtime_error& error) {
+        GTEST_SKIP() << error.what();
+    }
 }
 
 TEST_F(CtlClean, ServerThatLeadsAstrayIsRefused)

@@ -11,6 +11,7 @@
 #include <string>
 #include <vector>
 
+using testing::AllOf;
 using testing::HasSubstr;
 using testing::Not;
 using testing::StartsWith;
@@ -198,9 +199,45 @@ TEST(CtlExplain, LongTextIsWrappedAtTheWidthOfATerminal)
 TEST(CtlExplain, CredentialAndControlCharactersAreNotShown)
 {
     const std::string text =
-        explanation_of({"INF - running command - /ixfs mount -cred s3cret /x\x1b[31m"});
-    EXPECT_THAT(text, HasSubstr("-cred *** /x\\x1b[31m\n"));
+        explanation_of({"INF - running command - /ixfs mount -cred s3cret /x\x1b]0;"});
+    EXPECT_THAT(text, HasSubstr("-cred *** /x\\x1b]0;\n"));
     EXPECT_THAT(text, Not(HasSubstr("s3cret")));
+}
+
+TEST(CtlExplain, CredentialIsNotShownWhateverBlankIsBeforeIt)
+{
+    for (const char* const blank : {" ", "  ", "\t", "\n  "})
+        EXPECT_THAT(run_explain({"ixfs -cred" + std::string(blank) + "s3cret /x"}).errors,
+                    AllOf(HasSubstr("***"), Not(HasSubstr("s3cret"))));
+}
+
+TEST(CtlExplain, PastedLineMayBeQuotedColouredOrWrapped)
+{
+    const std::string line = "ERR - umount failed for /x, errno = 16";
+    const std::string plain = explanation_of({line});
+    EXPECT_THAT(plain, HasSubstr("EBUSY"));
+    for (const char* const quote : {"\"", "'", "`"})
+        EXPECT_EQ(explanation_of({quote + line + quote}), plain);
+    EXPECT_EQ(explanation_of({"\x1b[1;31m" + line + "\x1b[0m"}), plain);
+    EXPECT_EQ(explanation_of({"ERR - umount failed\n    for /x, errno = 16\n"}), plain);
+    EXPECT_EQ(explanation_of({R"({"level": "error", "msg": ")" + line + "\"}"}), plain);
+    EXPECT_EQ(explanation_of({"-"}, line + std::string(1, '\0') + "\r\n"), plain);
+}
+
+TEST(CtlExplain, TwoPastedLinesAreBothExplained)
+{
+    const std::string first = "ERR - umount failed for /x, errno = 16";
+    const std::string second = "ERR - unable to obtain mount mutex";
+    EXPECT_THAT(explanation_of({first + "\n" + second}),
+                AllOf(HasSubstr("EBUSY"), HasSubstr("line:       " + second)));
+}
+
+TEST(CtlExplain, StatusIsKnownHoweverItIsWritten)
+{
+    const std::string plain = explanation_of({"29"});
+    for (const char* const text : {"ec_helper_failed", "Status 29", "status: 29", "\"29\"",
+                                   R"({"status": 29, "text": "x"})"})
+        EXPECT_EQ(explanation_of({text}), plain) << text;
 }
 
 TEST(CtlExplain, ForeignLineIsUnknown)

@@ -3,6 +3,8 @@
 
 #include <csignal>
 #include <filesystem>
+#include <fstream>
+#include <iterator>
 
 #include <unistd.h>
 
@@ -222,6 +224,30 @@ TEST_F(CtlStatus, OtherUserIsToldWhatHeCannotKnow)
     EXPECT_GT(status.at("hidden_processes"), 0);
     EXPECT_TRUE(only_directory(status).at("stale").is_null());
     EXPECT_THAT(finding_ids(status), IsEmpty());
+}
+
+TEST_F(CtlStatus, RootWithoutThePowerToLookIsToldWhatHeCannotKnow)
+{
+    mount_on("media1");
+    ChildProcess caller = start_caller([] { return lock_view_in_caller(); });
+    caller.wait_for_pause();
+    const ProgramResult with_caller =
+        run_program({"/usr/bin/setpriv", "--bounding-set=-sys_ptrace", "--inh-caps=-sys_ptrace",
+                     IXFSCTL_PROGRAM, "status", "--json"});
+    EXPECT_TRUE(only_directory(json::parse(with_caller.output)).at("stale").is_null());
+    caller.kill();
+    caller.wait();
+}
+
+TEST_F(CtlStatus, UsedUpSemaphoresAreFound)
+{
+    std::ifstream limits("/proc/sys/kernel/sem");
+    const std::string before{std::istreambuf_iterator<char>(limits), {}};
+    if (!(std::ofstream("/proc/sys/kernel/sem") << "250 32000 32 0\n" << std::flush))
+        GTEST_SKIP() << "this namespace may not set its limits";
+    EXPECT_THAT(finding_ids(status_of_host()), ElementsAre("no_semaphores"));
+    std::ofstream("/proc/sys/kernel/sem") << before;
+    EXPECT_THAT(finding_ids(status_of_host()), IsEmpty());
 }
 
 TEST_F(CtlStatus, MetricsAreWellFormedAndCount)

@@ -1,7 +1,11 @@
 #include "child_call.h"
 #include "mount_directories.h"
+#include "proc_file.h"
+#include "processes.h"
 
 #include <cerrno>
+#include <set>
+#include <sys/prctl.h>
 #include <sys/stat.h>
 #include <utility>
 
@@ -23,6 +27,39 @@ ChildCall begin_look(const std::string& folder)
     return ChildCall([path = folder + "/backups"] { return look_at(path); });
 }
 
+// The name of the process that looks into a mount. The number of a mount is its own in all mount
+// namespaces.
+std::string look_name(const Mount& mount)
+{
+    return "look " + std::to_string(mount.id);
+}
+
+ChildCall begin_look(const Mount& mount)
+{
+    return ChildCall([mount] {
+        prctl(PR_SET_NAME, look_name(mount).c_str());
+        return look_at(mount.point + "/backups");
+    });
+}
+
+// The looks of earlier runs that were given up, and hang beyond the reach of signals.
+std::set<std::string> hanging_looks()
+{
+    const std::optional<std::string> program = read_proc_link("/proc/self/exe");
+    std::set<std::string> names;
+    for (const pid_t pid : numbers_in_proc("/proc")) {
+        const std::string folder = "/proc/" + std::to_string(pid) + "/";
+        if (!program || read_proc_link(folder + "exe") != program)
+            continue;
+        const std::optional<Process> process = find_process(pid);
+        if (process && process->age > patience) {
+            const std::string name = read_proc_file(folder + "comm").value_or("");
+            names.insert(name.substr(0, name.find('\n')));
+        }
+    }
+    return names;
+}
+
 Backups meaning_of(int error)
 {
     switch (error) {
@@ -39,10 +76,16 @@ Backups meaning_of(int error)
 
 void look_for_backups(std::vector<MountDirectory>& directories)
 {
+    const std::set<std::string> hanging = hanging_looks();
     std::vector<std::pair<MountDirectory*, ChildCall>> looks;
     for (MountDirectory& directory : directories) {
-        if (!directory.layers.empty())
-            looks.emplace_back(&directory, begin_look(directory.path));
+        if (directory.layers.empty())
+            continue;
+        // Another look would hang, too. A job that looks each minute would pile them up.
+        if (hanging.count(look_name(directory.layers.back())) != 0)
+            directory.backups = Backups::no_answer;
+        else
+            looks.emplace_back(&directory, begin_look(directory.layers.back()));
     }
     const auto end = ChildCall::Clock::now() + patience;
     for (const auto& [directory, look] : looks) {

@@ -56,9 +56,8 @@ bool holds(const std::vector<Process>& processes, pid_t pid)
 
 const Mount* mount_on(const Mount& mount, const std::vector<Mount>& table)
 {
-    const auto found = std::find_if(table.begin(), table.end(), [&](const Mount& other) {
-        return other.parent == mount.id;
-    });
+    const auto found = std::find_if(table.begin(), table.end(),
+                                    [&](const Mount& other) { return other.parent == mount.id; });
     return found != table.end() ? &*found : nullptr;
 }
 

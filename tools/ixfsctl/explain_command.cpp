@@ -1,18 +1,54 @@
 #include "explain_command.h"
 
 #include "console.h"
+#include "explanation.h"
+#include "line_match.h"
+#include "log_digest.h"
+#include "pasted_line.h"
 
+#include <algorithm>
 #include <iostream>
+#include <memory>
+#include <sstream>
 #include <string>
 
 namespace
 {
 
-ExitStatus explain_subject(const std::string& subject)
+constexpr const char* description =
+    "Tell what a status or a log line of libixfs means, and what to do.\n"
+    "The line may be whole or a part, and may have time, host, program or JSON\n"
+    "around it.";
+
+std::string joined(const std::vector<std::string>& words)
 {
-    if (const StatusRow* const status = find_status(subject))
+    std::string text;
+    for (const std::string& word : words)
+        text += (text.empty() ? "" : " ") + word;
+    return text;
+}
+
+// The lines of a pasted text. One without the front of a message goes on where the one before it
+// was wrapped.
+std::vector<std::string> unwrapped(const std::string& text)
+{
+    std::vector<std::string> lines;
+    std::istringstream input(text);
+    for (std::string line; std::getline(input, line);) {
+        if (lines.empty() || holds_begin_of_message(line))
+            lines.push_back(line);
+        else
+            lines.back().append(" ").append(
+                line, std::min(line.find_first_not_of(" \t"), line.size()), std::string::npos);
+    }
+    return lines;
+}
+
+ExitStatus explain_line(const std::string& subject)
+{
+    const std::string line = log_line(subject);
+    if (const StatusRow* const status = find_status(line))
         return print(explain(*status));
-    const std::string line = shown_message(plain_line(subject));
     const std::vector<LineMatch> matches = find_rows(line);
     if (!matches.empty())
         return print(explain(matches));
@@ -22,15 +58,31 @@ ExitStatus explain_subject(const std::string& subject)
     return exit_failure;
 }
 
+ExitStatus explain_lines(const LogDigest& digest, const std::string& whose)
+{
+    if (digest.knows_any())
+        return print(digest.text());
+    complain("no line of " + whose + " is of libixfs");
+    return exit_failure;
+}
+
 ExitStatus explain_standard_input()
 {
     LogDigest digest;
     for (std::string line; std::getline(std::cin, line);)
-        digest.add(shown_message(plain_line(line)));
-    if (digest.knows_any())
-        return print(digest.text());
-    complain("no line of standard input is of libixfs");
-    return exit_failure;
+        digest.add(log_line(line));
+    return explain_lines(digest, "standard input");
+}
+
+ExitStatus explain_subject(const std::string& text)
+{
+    const std::vector<std::string> lines = unwrapped(text);
+    if (lines.size() <= 1)
+        return explain_line(lines.empty() ? "" : lines.front());
+    LogDigest digest;
+    for (const std::string& line : lines)
+        digest.add(log_line(line));
+    return explain_lines(digest, "the text");
 }
 
 } // namespace

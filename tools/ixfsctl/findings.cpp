@@ -43,6 +43,11 @@ public:
         look_at_mount_mutex();
         for (const LockState& lock : host_.view_locks)
             look_at_view_lock(lock);
+        if (host_.semaphores_used_up)
+            add("no_semaphores",
+                "The host's semaphores are used up: who needs a new lock gets none.",
+                {"`ixfsctl clean` removes those of libixfs that nobody uses.",
+                 "See whose the others are: `ipcs -s -c`", "See the limits: `sysctl kernel.sem`"});
         for (const HelperProcess& helper : host_.helpers) {
             if (!is_started_by_helper(helper.process))
                 look_at_helper(helper);

@@ -97,6 +97,7 @@ HostState look_at_host()
     look_at_mount_mutex(host);
     for (const HostLock& lock : find_view_locks())
         host.view_locks.push_back(state_of(lock));
+    host.semaphores_used_up = semaphores_are_used_up();
     host.helpers = find_helpers();
     host.callers = processes_with_library();
     host.hidden_processes = hidden_processes();

@@ -31,6 +31,7 @@ struct HostState {
     std::optional<LockState> mount_mutex;
     std::string mount_mutex_problem; // why it cannot be read; empty if it can
     std::vector<LockState> view_locks;
+    bool semaphores_used_up;
     std::vector<HelperProcess> helpers;
 
     // Whether nobody is left who would unmount. Nothing if this user cannot know.

@@ -29,7 +29,8 @@ struct MountDirectory {
 std::vector<MountDirectory> find_mount_directories();
 
 // Looks for "backups" in each that has a mount, all at once and for a second at most: child
-// processes look, and those that hang are left behind.
+// processes look, and those that hang are left behind. Where one of an earlier run still hangs, none
+// looks.
 void look_for_backups(std::vector<MountDirectory>& directories);
 
 // Whether a look for "backups" in a folder comes to anything within a second.

@@ -179,6 +179,16 @@ std::vector<HostLock> find_view_locks()
     return locks;
 }
 
+bool semaphores_are_used_up()
+{
+    seminfo info{}; // SEM_INFO has the numbers in use in two of the fields
+    SemctlArgument argument{};
+    argument.info = &info;
+    if (semctl(0, 0, SEM_INFO, argument) == -1)
+        return false;
+    return info.semusz >= info.semmni || info.semaem + static_cast<int>(set_size) > info.semmns;
+}
+
 std::vector<pid_t> processes_waiting_for(const HostLock& lock)
 {
     std::vector<pid_t> waiting;

@@ -27,6 +27,9 @@ std::optional<HostLock> find_mount_mutex();
 // lock of another program that uses the same library for locks can be among them.
 std::vector<HostLock> find_view_locks();
 
+// Whether the host's limits leave no semaphores for one more lock.
+bool semaphores_are_used_up();
+
 // The processes of this host that wait for a lock, as far as /proc tells this user.
 std::vector<pid_t> processes_waiting_for(const HostLock& lock);
 

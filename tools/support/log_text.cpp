@@ -18,13 +18,17 @@ std::string_view severity_name(int severity)
 
 std::string mask_credential(std::string_view text)
 {
-    constexpr std::string_view option = "-cred ";
+    constexpr std::string_view option = "-cred";
+    constexpr const char* blanks = " \t\r\n";
     std::string masked(text);
     for (std::size_t at = masked.find(option); at != std::string::npos;
          at = masked.find(option, at)) {
         at += option.size();
-        const std::size_t end = masked.find(' ', at);
-        masked.replace(at, end == std::string::npos ? end : end - at, "***");
+        const std::size_t begin = masked.find_first_not_of(blanks, at);
+        if (begin == at || begin == std::string::npos)
+            continue;
+        const std::size_t end = masked.find_first_of(blanks, begin);
+        masked.replace(begin, end == std::string::npos ? end : end - begin, "***");
     }
     return masked;
 }

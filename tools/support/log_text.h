@@ -9,7 +9,7 @@
 // "ERR", "WRN" or "INF".
 std::string_view severity_name(int severity);
 
-// Replaces what follows "-cred ", up to the next blank, by "***".
+// Replaces the word that follows "-cred" and blanks, of which newlines are some, by "***".
 std::string mask_credential(std::string_view text);
 
 // Control characters other than tabs become "\x..".

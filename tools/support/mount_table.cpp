@@ -66,8 +66,7 @@ std::vector<Mount> read_mount_table()
 
 std::vector<Mount> mount_table_of(pid_t pid)
 {
-    return parse_table(
-        read_proc_file("/proc/" + std::to_string(pid) + "/mountinfo").value_or(""));
+    return parse_table(read_proc_file("/proc/" + std::to_string(pid) + "/mountinfo").value_or(""));
 }
 
 std::string real_path(const std::string& path)

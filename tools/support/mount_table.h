@@ -7,8 +7,8 @@
 #include <vector>
 
 struct Mount {
-    int id;            // the kernel's number; given again once the mount is gone
-    int parent;        // the mount that it is mounted on
+    int id;             // the kernel's number; given again once the mount is gone
+    int parent;         // the mount that it is mounted on
     std::string device; // of the file system: "0:52"
     std::string point;  // where, without the kernel's escapes; a deleted folder ends in "//deleted"
     std::string type;

@@ -170,8 +170,9 @@ bool shares_namespace(pid_t pid, const std::string& kind)
 void require_own_proc()
 {
     if (read_proc_link("/proc/self") != std::to_string(getpid()))
-        throw std::runtime_error("/proc is missing or of another PID namespace: `mount -t proc proc "
-                                 "/proc`");
+        throw std::runtime_error(
+            "/proc is missing or of another PID namespace: `mount -t proc proc "
+            "/proc`");
 }
 
 std::vector<pid_t> processes_of_this_host()

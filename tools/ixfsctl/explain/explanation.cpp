@@ -3,6 +3,7 @@
 #include "text_wrap.h"
 
 #include <algorithm>
+#include <cctype>
 #include <charconv>
 #include <cstring>
 
@@ -19,6 +20,16 @@ bool begins_with(std::string_view text, std::string_view front)
 bool ends_with(std::string_view text, std::string_view end)
 {
     return text.size() >= end.size() && text.substr(text.size() - end.size()) == end;
+}
+
+// Whether the words are the same but for capitals.
+bool is_same_word(std::string_view left, std::string_view right)
+{
+    const auto is_same = [](char a, char b) {
+        return std::tolower(static_cast<unsigned char>(a)) ==
+               std::tolower(static_cast<unsigned char>(b));
+    };
+    return std::equal(left.begin(), left.end(), right.begin(), right.end(), is_same);
 }
 
 // "label:      text", wrapped.
@@ -102,7 +113,7 @@ const StatusRow* find_status(std::string_view subject)
     if (parse(subject, number))
         return status_of(number);
     for (const StatusRow& row : status_rows()) {
-        if (row.name == subject || row.text == subject)
+        if (is_same_word(row.name, subject) || row.text == subject)
             return &row;
     }
     return nullptr;
@@ -110,11 +121,14 @@ const StatusRow* find_status(std::string_view subject)
 
 const StatusRow* find_status_in(std::string_view line)
 {
-    constexpr std::string_view word = "status ";
-    const std::size_t at = line.find(word);
+    const std::size_t at = std::min(line.find("status"), line.find("Status"));
     if (at == std::string_view::npos)
         return nullptr;
-    line.remove_prefix(at + word.size());
+    line.remove_prefix(at + std::string_view("status").size());
+    const std::size_t begin = line.find_first_not_of(" \":=");
+    if (begin == 0 || begin == std::string_view::npos)
+        return nullptr;
+    line.remove_prefix(begin);
     return find_status(line.substr(0, line.find_first_not_of("0123456789")));
 }
 

@@ -12,7 +12,7 @@
 // By its number, its name or its text; null where there is none.
 const StatusRow* find_status(std::string_view subject);
 
-// The status that a line tells as "status 29"; null where it tells none.
+// The status that a line tells as "status 29" or "status": 29; null where it tells none.
 const StatusRow* find_status_in(std::string_view line);
 
 // Whole lines of 80 columns at most, but for words that are longer.

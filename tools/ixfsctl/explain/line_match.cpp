@@ -173,6 +173,11 @@ std::vector<LineMatch> find_part(std::string_view line)
 
 } // namespace
 
+bool holds_begin_of_message(std::string_view line)
+{
+    return begin_of_message(line) != std::string_view::npos;
+}
+
 std::vector<LineMatch> find_rows_of_whole_line(std::string_view line)
 {
     if (line.size() > longest_line)

@@ -16,6 +16,9 @@ struct LineMatch {
     bool names_tag; // the line holds a tag of the row before it
 };
 
+// Whether a message of the library begins in `line`, by its severity.
+bool holds_begin_of_message(std::string_view line);
+
 // The rows that `line` can be of, the best first. The line may begin with anything: severity, tag,
 // time, host, program. With none that fits as a whole, those that it is a part of.
 std::vector<LineMatch> find_rows(std::string_view line);
