@@ -120,6 +120,35 @@ TEST_F(CtlStatus, HungMountsHangNeitherTheToolNorWhoReadsItsOutput)
     }
 }
 
+TEST_F(CtlStatus, LooksThatHangDoNotPileUpAndKeepNothingOpen)
+{
+    try {
+        HungMount hung(make_directory("media1"));
+        hung.swallow_requests();
+        const std::vector<std::string> locked_status = {"/usr/bin/flock",
+                                                        "--nonblock",
+                                                        "--conflict-exit-code",
+                                                        "9",
+                                                        folder / "lock",
+                                                        IXFSCTL_PROGRAM,
+                                                        "status",
+                                                        "--json"};
+        const json status = json::parse(run_program(locked_status).output);
+        const int mount = only_directory(status).at("layers").at(0).at("id");
+        const auto hanging_looks = [mount](const std::string& age) {
+            return run_program({"/usr/bin/pgrep", "--count", "--runstates", "D", "--older", age,
+                                "--exact", "look " + std::to_string(mount)})
+                .output;
+        };
+        look_until([&] { return hanging_looks("2") == "1\n"; }); // then it counts as given up
+        EXPECT_EQ(run_program(locked_status).exit_status, 1) << "nobody has the lock";
+        EXPECT_EQ(hanging_looks("0"), "1\n");
+        EXPECT_THAT(finding_ids(status_of_host()), ElementsAre("stale_mount", "hung_mount"));
+    } catch (const std::runtime_error& error) {
+        GTEST_SKIP() << error.what();
+    }
+}
+
 TEST_F(CtlStatus, WhatStandsInTheWayOfMountsIsFound)
 {
     fs::create_symlink("/tmp", directory_of("link"));

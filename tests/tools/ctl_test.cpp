@@ -11,6 +11,7 @@
 
 #include <dlfcn.h>
 #include <fcntl.h>
+#include <linux/fuse.h>
 #include <sys/mount.h>
 #include <sys/sem.h>
 #include <sys/stat.h>
@@ -122,8 +123,36 @@ HungMount::HungMount(const std::string& on)
 
 HungMount::~HungMount()
 {
-    close(device_); // calls that hang now end
+    umount2(on_.c_str(), MNT_FORCE); // calls that hang now end, the reader's, too
     umount2(on_.c_str(), MNT_DETACH);
+    if (reader_.joinable())
+        reader_.join();
+    close(device_);
+}
+
+void HungMount::swallow_requests()
+{
+    reader_ = std::thread([device = device_] {
+        std::vector<char> request(1U << 17U);
+        const auto read_one = [&] {
+            return read(device, request.data(), request.size());
+        };
+        struct {
+            fuse_out_header header;
+            fuse_init_out body;
+        } answer{};
+        if (read_one() < 0)
+            return;
+        answer.header.len = sizeof(answer);
+        answer.header.unique = reinterpret_cast<fuse_in_header*>(request.data())->unique;
+        answer.body.major = FUSE_KERNEL_VERSION;
+        answer.body.minor = FUSE_KERNEL_MINOR_VERSION;
+        answer.body.max_write = 1U << 16U;
+        if (write(device, &answer, sizeof(answer)) < 0)
+            return;
+        while (read_one() >= 0)
+            continue;
+    });
 }
 
 CtlTest::CtlTest()

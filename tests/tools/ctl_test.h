@@ -13,6 +13,7 @@
 
 #include <functional>
 #include <string>
+#include <thread>
 #include <vector>
 
 // A child that has the library loaded; see ctl_caller.h.
@@ -40,12 +41,17 @@ class HungMount
 public:
     explicit HungMount(const std::string& on);
     ~HungMount();
+
+    // Reads the requests from now on, and still answers none. Who has made one that was read is
+    // beyond the reach of signals.
+    void swallow_requests();
     HungMount(const HungMount&) = delete;
     HungMount& operator=(const HungMount&) = delete;
 
 private:
     std::string on_;
     int device_;
+    std::thread reader_;
 };
 
 // Ends well only if its test leaves no mount, no lock, and no process of the helper.
