@@ -96,11 +96,11 @@ public:
             throw std::bad_alloc();
     }
 
-    bool mount(int port, const std::string& mount_cred, const std::string& unmount_cred)
+    bool mount(int port, const credentials& credentials)
     {
         const char* const mount_point =
-            ixfs_mount(handle_.get(), mount_cred.c_str(), unmount_cred.c_str(), port,
-                       server_.c_str(), 30, nullptr);
+            ixfs_mount(handle_.get(), credentials.mount, credentials.unmount, port, server_.c_str(),
+                       30, nullptr);
         std::cout << server_ << ": "
                   << (mount_point != nullptr ? mount_point
                                              : ixfs_status_text(ixfs_last_error(handle_.get())))
@@ -136,13 +136,13 @@ bool are_server_names(const std::vector<std::string>& texts)
 }
 
 bool mount_and_unmount(int port, const std::vector<std::string>& servers,
-                       const std::string& mount_cred, const std::string& unmount_cred)
+                       const credentials& credentials)
 {
     const Journal journal;
     std::deque<ServerImage> images;
     bool all_well = true;
     for (const std::string& server : servers)
-        all_well &= images.emplace_back(server, journal).mount(port, mount_cred, unmount_cred);
+        all_well &= images.emplace_back(server, journal).mount(port, credentials);
     for (ServerImage& image : images)
         all_well &= image.unmount();
     return all_well;
@@ -153,17 +153,13 @@ bool mount_and_unmount(int port, const std::vector<std::string>& servers,
 int main(int argc, char* argv[])
 {
     const std::vector<std::string> servers(argv + std::min(argc, 2), argv + argc);
-    std::string mount_cred;
-    std::string unmount_cred;
-    std::getline(std::cin, mount_cred);
-    std::getline(std::cin, unmount_cred);
-    if (!are_server_names(servers) || is_credential(mount_cred.c_str()) == 0 ||
-        is_credential(unmount_cred.c_str()) == 0) {
-        std::cerr << "usage: log_to_journal PORT SERVER... < CREDENTIALS\n";
+    credentials credentials{};
+    if (!are_server_names(servers) || !read_credentials(&credentials)) {
+        std::cerr << "usage: log_to_journal PORT SERVER... < CREDENTIALS\n" SAFE_WORDS_ARE;
         return 2;
     }
     try {
-        return mount_and_unmount(std::atoi(argv[1]), servers, mount_cred, unmount_cred) ? 0 : 1;
+        return mount_and_unmount(std::atoi(argv[1]), servers, credentials) ? 0 : 1;
     } catch (const std::exception& error) {
         std::cerr << error.what() << '\n';
         return 1;

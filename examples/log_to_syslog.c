@@ -36,7 +36,7 @@ static void write_line(void* server, int severity, const char* tag, const char* 
            message);
 }
 
-static int mount(struct image* image, int port, const char* mount_cred, const char* unmount_cred)
+static int mount(struct image* image, int port, const struct credentials* credentials)
 {
     image->log = claim_log(write_line, image->server);
     image->handle = ixfs_init(IXFS_FLAG_UNMOUNT_CRED, NULL, image->log, NULL, NULL);
@@ -44,8 +44,8 @@ static int mount(struct image* image, int port, const char* mount_cred, const ch
         syslog(LOG_ERR, "[%s] no memory", image->server);
         return 1;
     }
-    const char* const mount_point =
-        ixfs_mount(image->handle, mount_cred, unmount_cred, port, image->server, 30, NULL);
+    const char* const mount_point = ixfs_mount(image->handle, credentials->mount,
+                                               credentials->unmount, port, image->server, 30, NULL);
     printf("%s: %s\n", image->server,
            mount_point != NULL ? mount_point : ixfs_status_text(ixfs_last_error(image->handle)));
     return mount_point == NULL;
@@ -66,16 +66,12 @@ static int unmount(const struct image* image)
 
 int main(int argc, char* argv[])
 {
-    char input[1024];
-    input[fread(input, 1, sizeof input - 1, stdin)] = '\0';
-    const char* const mount_cred = strtok(input, "\n");
-    const char* const unmount_cred = strtok(NULL, "\n");
-    int is_usable = argc > 2 && argc - 2 <= log_slot_count && unmount_cred != NULL &&
-                    is_credential(mount_cred) && is_credential(unmount_cred);
+    struct credentials credentials;
+    int is_usable = argc > 2 && argc - 2 <= log_slot_count;
     for (int i = 2; i < argc; ++i)
         is_usable = is_usable && is_server_name(argv[i]);
-    if (!is_usable) {
-        fputs("usage: log_to_syslog PORT SERVER... < CREDENTIALS\n", stderr);
+    if (!is_usable || !read_credentials(&credentials)) {
+        fputs("usage: log_to_syslog PORT SERVER... < CREDENTIALS\n" SAFE_WORDS_ARE, stderr);
         return 2;
     }
 
@@ -85,7 +81,7 @@ int main(int argc, char* argv[])
     int failed = 0;
     for (int i = 0; i < count; ++i) {
         images[i].server = argv[i + 2];
-        failed |= mount(&images[i], atoi(argv[1]), mount_cred, unmount_cred);
+        failed |= mount(&images[i], atoi(argv[1]), &credentials);
     }
     for (int i = 0; i < count; ++i)
         failed |= unmount(&images[i]);
