@@ -10,9 +10,9 @@ namespace
 
 constexpr const char* indent = "\n  ";
 
-std::string counted(std::size_t count, const std::string& noun)
+std::string counted(std::size_t count, const std::string& noun, const std::string& plural_ending)
 {
-    return std::to_string(count) + " " + noun + (count == 1 ? "" : "s");
+    return std::to_string(count) + " " + noun + (count == 1 ? "" : plural_ending);
 }
 
 std::string local_time(std::time_t time)
@@ -68,9 +68,10 @@ std::string process_section(const HostState& host)
     for (const Process& caller : host.callers)
         text += indent + describe(caller);
     if (host.hidden_processes > 0)
-        text += indent + ("and perhaps among " +
-                          counted(static_cast<std::size_t>(host.hidden_processes), "process") +
-                          " that this user may not look into; root may");
+        text +=
+            indent + ("and perhaps among " +
+                      counted(static_cast<std::size_t>(host.hidden_processes), "process", "es") +
+                      " that this user may not look into; root may");
     text += "\nHelper processes: " + std::to_string(host.helpers.size());
     for (const HelperProcess& helper : host.helpers)
         text +=
@@ -129,7 +130,7 @@ std::string status_text(const HostState& host, const std::vector<Finding>& findi
         helper_line(host) + lock_section(host) + process_section(host) + directory_section(host);
     if (findings.empty())
         return text + "\nNothing is wrong.\n";
-    text += "\n" + counted(findings.size(), "finding") + ":\n";
+    text += "\n" + counted(findings.size(), "finding", "s") + ":\n";
     for (const Finding& finding : findings) {
         text += "- " + finding.text + "\n";
         for (const std::string& advice : finding.advice)
