@@ -12,6 +12,7 @@
 
 using testing::HasSubstr;
 using testing::Not;
+using testing::StartsWith;
 
 namespace
 {
@@ -34,6 +35,17 @@ TEST_P(CtlHelp, FitsInto80ColumnsAndTellsExitStatuses)
     EXPECT_THAT(result.output, HasSubstr("\n\nExit status: 0 "));
     EXPECT_THAT(result.output, Not(HasSubstr("\n\n\n")));
     EXPECT_THAT(result.output, Not(HasSubstr("Excludes:")));
+}
+
+TEST(CtlUsage, UnknownSubcommandOrOptionIsNamed)
+{
+    const auto complaint_about = [](const std::string& argument) {
+        const ProgramResult result = run_program({IXFSCTL_PROGRAM, argument});
+        EXPECT_EQ(result.exit_status, 2);
+        return result.errors;
+    };
+    EXPECT_THAT(complaint_about("stat"), StartsWith("ixfsctl: unknown subcommand: stat\n"));
+    EXPECT_THAT(complaint_about("--stat"), StartsWith("ixfsctl: unknown option: --stat\n"));
 }
 
 INSTANTIATE_TEST_SUITE_P(OfEach, CtlHelp,

@@ -61,7 +61,8 @@ TEST(PrepareFormats, FailureNamesDiskStepAndHelper)
                                              "  helper's exit status: 7\n"
                                              "  helper's last lines:\n"
                                              "    cannot\tgo\n"
-                                             "    EXIT_STATUS=7\\x07");
+                                             "    EXIT_STATUS=7\\x07\n"
+                                             "  what to do: ixfsctl explain 142");
 }
 
 TEST(PrepareFormats, FailureLeavesOutWhatIsNotKnown)
@@ -69,14 +70,15 @@ TEST(PrepareFormats, FailureLeavesOutWhatIsNotKnown)
     Result result;
     result.status = EC_SYSTEM_ERROR;
     result.status_text = "std::bad_alloc";
-    EXPECT_EQ(format_failure(result), "failed with status 11: std::bad_alloc");
+    EXPECT_EQ(format_failure(result), "failed with status 11: std::bad_alloc\n"
+                                      "  what to do: ixfsctl explain 11");
 }
 
 TEST(PrepareFormats, FailureTellsWhatIsStillMounted)
 {
     const std::string text = format_failure(still_mounted());
     EXPECT_THAT(text, testing::StartsWith("the image is still mounted; asked to end by SIGTERM\n"));
-    EXPECT_THAT(text, HasSubstr("\n  still mounted: /usr/varnis/var/ixfs/media1"));
+    EXPECT_THAT(text, testing::EndsWith("\n  still mounted: /usr/varnis/var/ixfs/media1"));
 }
 
 TEST(PrepareFormats, JsonNamesDiskStepAndHelper)

@@ -93,6 +93,8 @@ std::string format_failure(const Result& result)
     add_helper(text, result);
     if (result.still_mounted)
         add_line(text, "still mounted", result.mount_point);
+    if (result.status != EC_OK)
+        add_line(text, "what to do", "ixfsctl explain " + std::to_string(result.status));
     return text;
 }
 

@@ -9,6 +9,7 @@
 #include <exception>
 #include <memory>
 #include <string>
+#include <vector>
 
 namespace
 {
@@ -29,6 +30,15 @@ Action show(const std::string& text)
     };
 }
 
+// CLI11 calls a subcommand that it does not know a missing one.
+std::string what_is_unknown(const CLI::App& app, const CLI::ParseError& error)
+{
+    const std::vector<std::string> unknown = app.remaining();
+    if (unknown.empty())
+        return error.what();
+    return (unknown[0][0] == '-' ? "unknown option: " : "unknown subcommand: ") + unknown[0];
+}
+
 Action parse(int argc, char** argv)
 {
     Action action;
@@ -47,7 +57,7 @@ Action parse(int argc, char** argv)
     } catch (const CLI::CallForVersion& version) {
         return show(version.what() + std::string("\n"));
     } catch (const CLI::ParseError& error) {
-        throw UsageError(error.what());
+        throw UsageError(what_is_unknown(app, error));
     }
     return action;
 }
