@@ -33,7 +33,7 @@ def main() -> int:
     except ixfs.UnmountError as error:
         print(f"not unmounted: {error}", file=sys.stderr)
         return 3
-    except ixfs.IxfsError as error:
+    except (ixfs.IxfsError, ixfs.LibraryNotFound) as error:
         print(f"not mounted: {error}", file=sys.stderr)
         return 1
     return 0

@@ -32,7 +32,7 @@ def main() -> int:
     except ixfs.UnmountError as error:  # the VM is prepared: error.result
         print(f"prepared, but {error}", file=sys.stderr)
         return 3
-    except ixfs.IxfsError as error:
+    except (ixfs.IxfsError, ixfs.LibraryNotFound) as error:
         print(f"not prepared: {error}", file=sys.stderr)
         return 1
     sys.stdout.buffer.write(prepared.configuration)

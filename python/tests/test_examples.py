@@ -54,6 +54,18 @@ def test_both_refuse_what_the_shell_would_run(host: Host, arguments: list[str]) 
     assert host.calls() == []
 
 
+@pytest.mark.parametrize("arguments", [["mount.py"], ["prepare.py", "vm1_1", "[d] backups/a"]])
+def test_both_tell_where_they_look_for_the_library(
+        monkeypatch: pytest.MonkeyPatch, arguments: list[str]) -> None:
+    monkeypatch.setenv("IXFS_LIBRARY", "/nowhere/libixfs.so.1")
+    name, *image = arguments
+    ran = run(name, "media1", "40100", *image)
+    assert ran.returncode == 1
+    assert ran.stderr.startswith("not ")
+    assert "set LD_LIBRARY_PATH to its folder" in ran.stderr
+    assert "Traceback" not in ran.stderr
+
+
 @pytest.mark.parametrize("name, status", [("mount.py", 1), ("prepare.py", 1)])
 def test_both_tell_a_failure_without_a_credential(
         host: Host, sample: Sample, name: str, status: int) -> None:
