@@ -17,8 +17,8 @@ TEST(PrepareRecords, ArriveAsTheyWereSentWhateverThePieces)
     const std::string bytes("a\0b\n\xff", 5);
     const auto now = std::chrono::system_clock::now();
     std::string stream = encode(LogLine{now, 1, "tag", bytes});
-    stream +=
-        encode(OwnMounts{{{1, 2, "/p", "t", "s"}}, {{3, 4, "/q", "u", bytes}}, {"/q", ""}, 9});
+    stream += encode(OwnMounts{
+        {{1, 2, "0:5", "/p", "t", "s"}}, {{3, 4, "0:6", "/q", "u", bytes}}, {"/q", ""}, 9});
     stream += encode(Outcome{-7, "text", {"one", ""}, bytes});
 
     RecordReader reader;
@@ -36,6 +36,7 @@ TEST(PrepareRecords, ArriveAsTheyWereSentWhateverThePieces)
     EXPECT_EQ(line.message, bytes);
     const auto& mounts = std::get<OwnMounts>(records[1]);
     EXPECT_EQ(mounts.before.at(0).parent, 2);
+    EXPECT_EQ(mounts.made.at(0).device, "0:6");
     EXPECT_EQ(mounts.made.at(0).source, bytes);
     EXPECT_THAT(mounts.folders, ElementsAre("/q", ""));
     EXPECT_EQ(mounts.exchanged, 9);

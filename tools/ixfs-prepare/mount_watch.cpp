@@ -13,8 +13,8 @@ constexpr std::string_view running = "INF - running command - ";
 // A point may read differently later, when its folder is deleted.
 bool is_same(const Mount& one, const Mount& other)
 {
-    return one.id == other.id && one.parent == other.parent && one.type == other.type &&
-           one.source == other.source;
+    return one.id == other.id && one.parent == other.parent && one.device == other.device &&
+           one.type == other.type && one.source == other.source;
 }
 
 bool is_among(const Mount& mount, const std::vector<Mount>& others)
@@ -55,7 +55,7 @@ std::vector<Mount> in_folders(const std::vector<Mount>& mounts,
 
 MountWatch::MountWatch(const std::string& server)
 {
-    own_.folders.push_back(mount_base + ("/" + server));
+    own_.folders.push_back(real_path(mount_base) + "/" + server);
 }
 
 bool MountWatch::take(std::string_view tag, std::string_view message)

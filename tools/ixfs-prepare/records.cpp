@@ -40,7 +40,7 @@ public:
         number(static_cast<std::int64_t>(values.size()));
         for (const Mount& mount : values) {
             number(mount.id).number(mount.parent);
-            text(mount.point).text(mount.type).text(mount.source);
+            text(mount.device).text(mount.point).text(mount.type).text(mount.source);
         }
         return *this;
     }
@@ -82,6 +82,7 @@ public:
             Mount mount;
             mount.id = integer();
             mount.parent = integer();
+            mount.device = text();
             mount.point = text();
             mount.type = text();
             mount.source = text();
