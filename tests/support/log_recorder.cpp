@@ -115,8 +115,10 @@ void LogRecorder::callback(int severity, const char* tag, const char* message)
         ADD_FAILURE() << "a line without a recorder: " << tag << ' ' << message;
         return;
     }
-    recorder->record({severity, tag, message});
+    // First, since a test may fork as soon as the line is there: what another thread has in its hands
+    // would look like a leak in the child.
     expect_row(severity, tag, message);
+    recorder->record({severity, tag, message});
 }
 
 void LogRecorder::record(Line line)
