@@ -24,7 +24,7 @@ EndingSignals::EndingSignals()
         if (!is_ignored(signal))
             sigaddset(&signals, signal);
     }
-    descriptor_ = Descriptor(signalfd(-1, &signals, SFD_NONBLOCK | SFD_CLOEXEC));
+    descriptor_ = OpenDescriptor(signalfd(-1, &signals, SFD_NONBLOCK | SFD_CLOEXEC));
     if (!descriptor_.is_open())
         throw std::system_error(errno, std::generic_category(), "signalfd");
     sigprocmask(SIG_BLOCK, &signals, &mask_before_);

@@ -2,7 +2,7 @@
 #ifndef IXFS_PREPARE_ENDING_SIGNALS_H
 #define IXFS_PREPARE_ENDING_SIGNALS_H
 
-#include "descriptor.h"
+#include "open_descriptor.h"
 
 #include <csignal>
 
@@ -17,7 +17,7 @@ public:
     EndingSignals& operator=(const EndingSignals&) = delete;
 
     // Readable when one has come.
-    const Descriptor& descriptor() const { return descriptor_; }
+    const OpenDescriptor& descriptor() const { return descriptor_; }
 
     // The next one that has come, or 0.
     int take() const;
@@ -27,7 +27,7 @@ public:
 
 private:
     sigset_t mask_before_;
-    Descriptor descriptor_;
+    OpenDescriptor descriptor_;
 };
 
 #endif

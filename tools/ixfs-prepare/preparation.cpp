@@ -18,7 +18,7 @@ constexpr std::size_t block_size = 65536; // all that a pipe holds
 
 // What is there, but no more than a block: who writes on and on must not keep signals from being
 // seen. Nothing at the end.
-std::optional<std::string> read_what_is_there(const Descriptor& descriptor)
+std::optional<std::string> read_what_is_there(const OpenDescriptor& descriptor)
 {
     std::string block(block_size, '\0');
     const ssize_t size = read(descriptor.number(), block.data(), block.size());

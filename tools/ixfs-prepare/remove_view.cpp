@@ -1,6 +1,6 @@
 #include "remove_view.h"
 
-#include "descriptor.h"
+#include "open_descriptor.h"
 
 #include <ixfs_vmir.h>
 
@@ -28,15 +28,15 @@ int patiently(const Call& call)
     return result;
 }
 
-Descriptor open_folder(int parent, const char* name)
+OpenDescriptor open_folder(int parent, const char* name)
 {
-    return Descriptor(patiently(
+    return OpenDescriptor(patiently(
         [&] { return openat(parent, name, O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC); }));
 }
 
 // The folder that a path leads to from an open one, segment by segment; not open, with errno, if it
 // cannot be reached.
-Descriptor walk(Descriptor folder, const std::string& path)
+OpenDescriptor walk(OpenDescriptor folder, const std::string& path)
 {
     for (std::size_t begin = 0; folder.is_open() && begin < path.size();) {
         const std::size_t end = std::min(path.find('/', begin), path.size());
@@ -62,12 +62,13 @@ Outcome not_reached(const std::string& path)
 
 Outcome delete_view(_ixfs_control_t* handle, const std::string& folder, const std::string& view)
 {
-    struct stat status {};
+    struct stat status {
+    };
     if (patiently([&] { return lstat(view.c_str(), &status); }) == -1 && errno == ENOENT)
         return failure(EC_OK, "nothing to remove: " + folder + " holds no view");
     if (_ixfs_folder_delete(handle, view.c_str()) != 0)
-        return failure(EC_SYSTEM_ERROR, "the view could not be removed as a whole: " + folder +
-                                            "/" + view);
+        return failure(EC_SYSTEM_ERROR,
+                       "the view could not be removed as a whole: " + folder + "/" + view);
     return failure(EC_OK, "view removed: " + folder + "/" + view);
 }
 
@@ -84,8 +85,8 @@ Outcome remove_from(_ixfs_control_t* handle, const char* mount_point, const Requ
     const std::string& path = view_path.text();
     const std::string image = path.substr(0, path.rfind('/'));
 
-    const Descriptor folder =
-        walk(Descriptor(open(mount_point, O_RDONLY | O_DIRECTORY | O_CLOEXEC)), image);
+    const OpenDescriptor folder =
+        walk(OpenDescriptor(open(mount_point, O_RDONLY | O_DIRECTORY | O_CLOEXEC)), image);
     if (!folder.is_open())
         return not_reached(image);
     if (fchdir(folder.number()) != 0)
@@ -100,10 +101,7 @@ public:
     WorkingDirectory() = default;
     WorkingDirectory(const WorkingDirectory&) = delete;
     WorkingDirectory& operator=(const WorkingDirectory&) = delete;
-    ~WorkingDirectory()
-    {
-        [[maybe_unused]] const int left = chdir("/");
-    }
+    ~WorkingDirectory() { [[maybe_unused]] const int left = chdir("/"); }
 };
 
 } // namespace
@@ -115,10 +113,9 @@ Outcome remove_view(const Request& request, ixfs_log_callback log)
                         ixfs_term);
     if (handle == nullptr)
         return failure(EC_NO_HANDLE, "");
-    const char* const mount_point =
-        ixfs_mount(handle.get(), request.credentials.mount.c_str(),
-                   request.credentials.unmount.c_str(), request.port, request.server.c_str(),
-                   request.timeout, nullptr);
+    const char* const mount_point = ixfs_mount(handle.get(), request.credentials.mount.c_str(),
+                                               request.credentials.unmount.c_str(), request.port,
+                                               request.server.c_str(), request.timeout, nullptr);
     if (mount_point == nullptr)
         return failure(ixfs_last_error(handle.get()), "");
     const WorkingDirectory working_directory;

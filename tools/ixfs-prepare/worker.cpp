@@ -24,11 +24,11 @@ struct Pipe {
     {
         int ends[2];
         check(pipe2(ends, O_CLOEXEC) == 0, "pipe2");
-        reading = Descriptor(ends[0]);
-        writing = Descriptor(ends[1]);
+        reading = OpenDescriptor(ends[0]);
+        writing = OpenDescriptor(ends[1]);
     }
-    Descriptor reading;
-    Descriptor writing;
+    OpenDescriptor reading;
+    OpenDescriptor writing;
 };
 
 void do_nothing(int) {}

@@ -5,7 +5,7 @@
 #ifndef IXFS_PREPARE_WORKER_H
 #define IXFS_PREPARE_WORKER_H
 
-#include "descriptor.h"
+#include "open_descriptor.h"
 #include "request.h"
 
 #include <functional>
@@ -32,8 +32,8 @@ public:
 
     // What to read from, without waiting: records (records.h), whose end is that of the process;
     // and what it and the helper write to standard error, which a helper may hold open for longer.
-    Descriptor& records() { return records_; }
-    Descriptor& errors() { return errors_; }
+    OpenDescriptor& records() { return records_; }
+    OpenDescriptor& errors() { return errors_; }
 
     // Stops the process; returns when it stands still. False if it has ended.
     bool stop();
@@ -50,8 +50,8 @@ private:
     pid_t pid_ = -1;
     bool ended_ = false;
     int end_signal_ = 0;
-    Descriptor records_;
-    Descriptor errors_;
+    OpenDescriptor records_;
+    OpenDescriptor errors_;
 };
 
 #endif

@@ -53,26 +53,3 @@ ExitStatus clean(const CleanOptions& options)
     Cleaner cleaner = make_cleaner(options, Cleaner::Mode::do_it);
     return run(cleaner);
 }
-
-} // namespace
-
-void add_clean_command(CLI::App& app, Action& action)
-{
-    CLI::App* const command = app.add_subcommand("clean", "Take away what killed processes left");
-    const auto options = std::make_shared<CleanOptions>();
-    command
-        ->add_option("--server", options->server,
-                     "Only the helpers, mounts and directories of this media server")
-        ->type_name("NAME")
-        ->check(check_server);
-    command->add_flag("--dry-run", options->dry_run, "Only say what would be done");
-    command->add_flag("--yes", options->yes, "Do not ask");
-    command->footer("Ends helpers that nobody waits for, takes off mounts that nobody uses, and "
-                    "removes empty mount directories and unused locks. Deletes no file.\n\n"
-                    "Exit status: 0 nothing is left, 1 something had to be left, 2 bad usage.");
-    command->callback([&action, options] {
-        action = [options] {
-            return clean(*options);
-        };
-    });
-}

@@ -8,24 +8,12 @@
 
 #include <algorithm>
 #include <iostream>
-#include <memory>
 #include <sstream>
 #include <string>
+#include <vector>
 
 namespace
 {
-
-constexpr const char* description =
-    "Tell what a status or a log line of libixfs means, and what to do. The line may be "
-    "whole or a part, and may have time, host, program or JSON around it.";
-
-std::string joined(const std::vector<std::string>& words)
-{
-    std::string text;
-    for (const std::string& word : words)
-        text += (text.empty() ? "" : " ") + word;
-    return text;
-}
 
 // The lines of a pasted text. One without the front of a message goes on where the one before it
 // was wrapped.
@@ -88,19 +76,5 @@ ExitStatus explain_subject(const std::string& text)
 
 ExitStatus explain_on_request(const std::string& subject)
 {
-    CLI::App* const command = app.add_subcommand("explain", description);
-    const auto words = std::make_shared<std::vector<std::string>>();
-    command
-        ->add_option(
-            "subject", *words,
-            "A number, name or text of a status; a log line; or - to read a "
-            "log from standard input, of which the lines that tell of a problem are explained")
-        ->required()
-        ->type_name("STATUS|LINE|-");
-    command->footer("Exit status: 0 it is explained, 1 it is unknown, 2 bad usage.");
-    command->callback([&action, words] {
-        action = [subject = joined(*words)] {
-            return subject == "-" ? explain_standard_input() : explain_subject(subject);
-        };
-    });
+    return subject == "-" ? explain_standard_input() : explain_subject(subject);
 }

@@ -54,14 +54,14 @@ void add_status_command(CLI::App& app, Action& action)
     CLI::Option* const json = command->add_flag("--json", options->json, "Print it as JSON");
     command
         ->add_flag("--openmetrics", options->openmetrics,
-                   "Print figures for a node exporter's text file collector")
+                   "Print figures for a node exporter's text file collector; not with --json")
         ->excludes(json);
     command
         ->add_option("--slow-after", options->slow_after,
                      "Seconds after which a running helper counts as wrong; 120 if not given")
         ->type_name("SECONDS");
     command->footer(
-        "Changes nothing. Exit status: 0 nothing is wrong, 1 something is, 2 bad usage.");
+        "Changes nothing.\n\nExit status: 0 nothing is wrong, 1 something is, 2 bad usage.");
     command->callback([&action, options] {
         action = [options] {
             return show_status(*options);
@@ -81,8 +81,8 @@ void add_clean_command(CLI::App& app, Action& action)
     command->add_flag("--dry-run", options->dry_run, "Only say what would be done");
     command->add_flag("--yes", options->yes, "Do not ask");
     command->footer("Ends helpers that nobody waits for, takes off mounts that nobody uses, and "
-                    "removes empty mount directories and unused locks. Deletes no file. Exit "
-                    "status: 0 nothing is left, 1 something had to be left, 2 bad usage.");
+                    "removes empty mount directories and unused locks. Deletes no file.\n\n"
+                    "Exit status: 0 nothing is left, 1 something had to be left, 2 bad usage.");
     command->callback([&action, options] {
         action = [options] {
             return clean(*options);
@@ -101,6 +101,7 @@ void add_explain_command(CLI::App& app, Action& action)
                      "the lines that tell of a problem are explained")
         ->required()
         ->type_name("STATUS|LINE|-");
+    command->footer("Exit status: 0 it is explained, 1 it is unknown, 2 bad usage.");
     command->callback([&action, words] {
         action = [subject = joined(*words)] {
             return explain_on_request(subject);
@@ -114,6 +115,15 @@ Action show(const std::string& text)
     return [text] {
         return print(text);
     };
+}
+
+// CLI11 calls a subcommand that it does not know a missing one.
+std::string what_is_unknown(const CLI::App& app, const CLI::ParseError& error)
+{
+    const std::vector<std::string> unknown = app.remaining();
+    if (unknown.empty())
+        return error.what();
+    return (unknown[0][0] == '-' ? "unknown option: " : "unknown subcommand: ") + unknown[0];
 }
 
 } // namespace
@@ -136,7 +146,7 @@ Action parse_options(int argc, char** argv)
     } catch (const CLI::CallForVersion& version) {
         return show(version.what() + std::string("\n"));
     } catch (const CLI::ParseError& error) {
-        throw UsageError(error.what());
+        throw UsageError(what_is_unknown(app, error));
     }
     return action;
 }

@@ -9,18 +9,8 @@ namespace
 
 constexpr std::size_t description_column = 28;
 
-std::string in_columns(std::string text, std::string_view description)
-{
-    if (text.size() > description_column)
-        text += '\n' + std::string(description_column, ' ');
-    else
-        text.resize(description_column, ' ');
-    return text + wrap(description, description_column) + '\n';
-}
-
-} // namespace
-
-std::string wrap(std::string_view text, std::size_t indent, std::size_t width)
+// What is described, and its description in a column of its own.
+std::string row(const std::string& subject, const std::string& text)
 {
     std::string line = "  " + subject + "  ";
     if (line.size() > description_column)
@@ -44,9 +34,13 @@ std::string HelpFormat::make_footer(const CLI::App* app) const
 
 std::string HelpFormat::make_option(const CLI::Option* option, bool is_positional) const
 {
-    return in_columns("  " + make_option_name(option, is_positional) + make_option_opts(option) +
-                          "  ",
-                      make_option_desc(option));
+    return row(make_option_name(option, is_positional) + make_option_opts(option),
+               make_option_desc(option));
+}
+
+std::string HelpFormat::make_subcommand(const CLI::App* subcommand) const
+{
+    return row(subcommand->get_name(), subcommand->get_description());
 }
 
 // CLI11 puts the values that are allowed behind a ":".
@@ -61,11 +55,6 @@ std::string HelpFormat::make_option_opts(const CLI::Option* option) const
 std::string HelpFormat::make_usage(const CLI::App* app, std::string name) const
 {
     return CLI::Formatter::make_usage(app, std::move(name)) + '\n';
-}
-
-std::string HelpFormat::make_subcommand(const CLI::App* subcommand) const
-{
-    return in_columns("  " + subcommand->get_name() + "  ", subcommand->get_description());
 }
 
 // make_group leaves out the empty line in front of the options.

@@ -6,19 +6,15 @@
 #include <string>
 #include <vector>
 
-// Breaks `text` at blanks into lines of at most `width` characters, and begins each line but the
-// first with `indent` blanks. A longer word gets a line of its own. Newlines in `text` stay.
-std::string wrap(std::string_view text, std::size_t indent, std::size_t width = 80);
-
-// Shows each option as its name, its type, and its description in a column of its own, and each
-// subcommand likewise. What an option excludes or needs is left to the description. Description and footer are wrapped, too.
+// Shows each option as its name, its type, and its description in a column of its own; subcommands
+// likewise. What an option excludes or needs is left to the description. Description and footer are
+// wrapped, too.
 class HelpFormat : public CLI::Formatter
 {
 public:
     std::string make_description(const CLI::App* app) const override;
     std::string make_footer(const CLI::App* app) const override;
     std::string make_option(const CLI::Option* option, bool is_positional) const override;
-    std::string make_subcommand(const CLI::App* subcommand) const override;
     std::string make_option_opts(const CLI::Option* option) const override;
     std::string make_usage(const CLI::App* app, std::string name) const override;
     std::string make_positionals(const CLI::App* app) const override;

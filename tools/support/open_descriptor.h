@@ -8,23 +8,31 @@
 class OpenDescriptor
 {
 public:
+    OpenDescriptor() = default;
+
     // Takes what open and its like return, also -1 for none.
     explicit OpenDescriptor(int number) : number_(number) {}
-    ~OpenDescriptor()
-    {
-        if (is_open())
-            close(number_);
-    }
+    ~OpenDescriptor() { close(); }
     OpenDescriptor(OpenDescriptor&& other) noexcept : number_(std::exchange(other.number_, -1)) {}
+    OpenDescriptor& operator=(OpenDescriptor&& other) noexcept
+    {
+        close();
+        number_ = std::exchange(other.number_, -1);
+        return *this;
+    }
     OpenDescriptor(const OpenDescriptor&) = delete;
     OpenDescriptor& operator=(const OpenDescriptor&) = delete;
-    OpenDescriptor& operator=(OpenDescriptor&&) = delete;
 
     bool is_open() const { return number_ != -1; }
     int number() const { return number_; }
+    void close() noexcept
+    {
+        if (is_open())
+            ::close(std::exchange(number_, -1));
+    }
 
 private:
-    int number_;
+    int number_ = -1;
 };
 
 #endif

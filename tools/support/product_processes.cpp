@@ -18,6 +18,18 @@ std::string proc_path(pid_t pid, const std::string& file)
     return "/proc/" + std::to_string(pid) + "/" + file;
 }
 
+bool ends_with(const std::string& text, const std::string& end)
+{
+    return text.size() >= end.size() &&
+           text.compare(text.size() - end.size(), end.size(), end) == 0;
+}
+
+// ixfsctl may have the library loaded, but mounts nothing.
+bool is_onlooker(pid_t pid)
+{
+    return ends_with(read_proc_link(proc_path(pid, "exe")).value_or(""), "/ixfsctl");
+}
+
 // Each line of the process's maps ends in the path of a file, if it maps one.
 bool has_library(pid_t pid)
 {
