@@ -1,5 +1,6 @@
 // What ixfs-prepare takes from the library's log lines.
 #include "phase.h"
+#include "progress.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -101,9 +102,11 @@ TEST_F(PreparePhase, CountsDisks)
 {
     log_up_to_building();
     EXPECT_EQ(phase.disks_done(), 0U);
+    EXPECT_EQ(progress_of(phase, "media1", begin, false), "disk 1 of 3");
     log_disk();
     log_disk();
     EXPECT_EQ(phase.disks_done(), 2U);
+    EXPECT_EQ(progress_of(phase, "media1", begin, false), "disk 3 of 3");
     log("copyOrLinkPath", "INF - makeLink? 0");
     EXPECT_EQ(phase.current_disk(), request.disks[2]);
     log("copyOrLinkPath", "INF - File already exists, reusing: a");

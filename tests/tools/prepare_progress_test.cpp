@@ -65,15 +65,6 @@ TEST_F(PrepareProgress, TellsTheStepsAndLeavesNothingBehind)
     EXPECT_EQ(result.errors.substr(last).find("unmounting"), std::string::npos);
 }
 
-TEST_F(PrepareProgress, CountsTheDisks)
-{
-    const SmallServer large("media3", 300);
-    StartedProgram program(command(large), terminal);
-    program.wait_for(" of 300");
-    program.wait_for("unmounting");
-    EXPECT_EQ(program.wait().exit_status, 0);
-}
-
 TEST_F(PrepareProgress, CountsTheWaitForTheConfiguration)
 {
     std::filesystem::rename(server.configuration(), server.root + "/hidden");

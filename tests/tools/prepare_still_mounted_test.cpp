@@ -66,6 +66,22 @@ TEST_F(PrepareStillMounted, WithoutAMountPathToo)
     expect_still_mounted(run(server));
 }
 
+// The mount table shows where the mount really is.
+TEST_F(PrepareStillMounted, BelowALinkedMountBaseToo)
+{
+    const std::filesystem::path base = "/usr/varnis/var/ixfs";
+    const std::filesystem::path elsewhere = "/usr/varnis/var/elsewhere";
+    std::filesystem::remove(base);
+    std::filesystem::create_directory(elsewhere);
+    std::filesystem::create_directory_symlink(elsewhere, base);
+    loopback.steer("umount", "keep");
+    const ProgramResult result = run(server);
+    EXPECT_EQ(result.exit_status, 3);
+    EXPECT_EQ(parsed(result)["mount_point"], (elsewhere / "media1").string());
+    umount2((elsewhere / "media1").c_str(), MNT_DETACH);
+    std::filesystem::remove(base);
+}
+
 TEST_F(PrepareStillMounted, CountsMoreThanAFailure)
 {
     loopback.steer("umount", "keep");
