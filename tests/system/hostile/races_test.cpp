@@ -64,7 +64,7 @@ ino_t AttackerLosesRace::inode_of(const std::string& path)
 
 void AttackerLosesRace::run(const Attacker::Step& step, const std::function<void()>& after_each)
 {
-    const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(cycle_count(2));
+    const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(cycle_count(1));
     const ExactSnapshot before(host.path(), ExactSnapshot::Of::host);
     const ExactSnapshot backup(in_root(""), ExactSnapshot::Of::backup);
     const TouchWatch watch(host.path());
