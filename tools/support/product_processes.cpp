@@ -125,6 +125,18 @@ bool is_open_elsewhere(const std::string& file, const std::set<pid_t>& these)
     return false;
 }
 
+// The processes with these numbers, and what they started.
+std::vector<Process> families_of(const std::set<pid_t>& roots, const std::vector<Process>& all)
+{
+    const ParentsByChild parents = parents_of(all);
+    std::vector<Process> families;
+    for (const Process& process : all) {
+        if (ancestor_in(roots, parents, process.pid))
+            families.push_back(process);
+    }
+    return families;
+}
+
 } // namespace
 
 std::vector<Process> processes_with_library()
@@ -146,13 +158,7 @@ std::vector<Process> helper_processes()
         if (is_helper(process.pid) && shares_namespace(process.pid, "mnt"))
             helpers.insert(process.pid);
     }
-    const ParentsByChild parents = parents_of(all);
-    std::vector<Process> family;
-    for (const Process& process : all) {
-        if (ancestor_in(helpers, parents, process.pid))
-            family.push_back(process);
-    }
-    return family;
+    return families_of(helpers, all);
 }
 
 std::vector<Process> orphaned_helpers(const std::vector<Process>& helpers)
@@ -176,11 +182,5 @@ std::vector<Process> orphaned_helpers(const std::vector<Process>& helpers)
         if (output.compare(0, pipe.size(), pipe) == 0 && !is_open_elsewhere(output, family))
             roots.insert(helper.pid);
     }
-    const ParentsByChild parents = parents_of(helpers);
-    std::vector<Process> orphans;
-    for (const Process& helper : helpers) {
-        if (ancestor_in(roots, parents, helper.pid))
-            orphans.push_back(helper);
-    }
-    return orphans;
+    return families_of(roots, helpers);
 }

@@ -1,5 +1,6 @@
 #include "explanation.h"
 
+#include "begins_with.h"
 #include "text_wrap.h"
 
 #include <algorithm>
@@ -11,11 +12,6 @@ namespace
 {
 
 constexpr std::size_t indentation = 12;
-
-bool begins_with(std::string_view text, std::string_view front)
-{
-    return text.substr(0, front.size()) == front;
-}
 
 bool ends_with(std::string_view text, std::string_view end)
 {

@@ -1,14 +1,11 @@
 #include "pattern.h"
 
+#include "begins_with.h"
+
 #include <algorithm>
 
 namespace
 {
-
-bool begins_with(std::string_view text, std::string_view front)
-{
-    return text.substr(0, front.size()) == front;
-}
 
 // 0 where the text does not begin with a decimal number.
 std::size_t length_of_number(std::string_view text)
