@@ -12,7 +12,7 @@ namespace
 {
 
 CodePageDef utf8;
-CodePageDef other; // any that is not UTF-8; nobody needs to tell them apart
+CodePageDef not_utf8; // any that is not UTF-8; nobody needs to tell them apart
 
 // Two threads may both find a cache empty, and then both fill it with the same page.
 CodePageDef* cached(CodePageDef** cache)
@@ -37,7 +37,7 @@ CodePageDef* CodePageMgr::getCodePageId(const char* name)
     if (name != nullptr && std::string_view(name) == "UTF8")
         return &utf8;
     const std::string_view locales_code_page = nl_langinfo(CODESET);
-    return locales_code_page == "UTF-8" ? &utf8 : &other;
+    return locales_code_page == "UTF-8" ? &utf8 : &not_utf8;
 }
 
 CodePageMgr& getCodePageMgr()

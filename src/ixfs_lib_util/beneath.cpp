@@ -11,13 +11,9 @@
 namespace
 {
 
-constexpr int as_folder = O_PATH | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC;
+constexpr int as_folder_itself = O_PATH | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC;
 
 // ---- By the kernel ------------------------------------------------------------------------------
-
-// How often the kernel is asked. EAGAIN: somebody renamed a folder at the same time, so the kernel
-// could not tell whether the path leads out.
-constexpr int most_tries = 100;
 
 OpenFile open_by_kernel(int folder, const char* path, int flags, Links links)
 {
@@ -26,6 +22,9 @@ OpenFile open_by_kernel(int folder, const char* path, int flags, Links links)
     how.resolve = RESOLVE_BENEATH | RESOLVE_NO_MAGICLINKS;
     if (links == Links::none)
         how.resolve |= RESOLVE_NO_SYMLINKS;
+    // EAGAIN: somebody renamed a folder at the same time, so the kernel could not tell whether the
+    // path leads out.
+    constexpr int most_tries = 100;
     for (int tries = 1;; ++tries) {
         OpenFile file(static_cast<int>(syscall(SYS_openat2, folder, path, &how, sizeof(how))));
         if (file.is_open() || errno != EAGAIN || tries == most_tries)
@@ -64,7 +63,7 @@ public:
                 continue; // its target is ahead now
             if (ahead_.empty())
                 return OpenFile(openat(here.descriptor(), name.c_str(), flags | O_NOFOLLOW));
-            here = OpenFile(openat(here.descriptor(), name.c_str(), as_folder));
+            here = OpenFile(openat(here.descriptor(), name.c_str(), as_folder_itself));
             behind_.push_back(name);
         }
         if (!here.is_open())
@@ -102,9 +101,9 @@ private:
 
     OpenFile from_root()
     {
-        OpenFile here(openat(root_, ".", as_folder));
+        OpenFile here(openat(root_, ".", as_folder_itself));
         for (auto name = behind_.begin(); here.is_open() && name != behind_.end(); ++name)
-            here = OpenFile(openat(here.descriptor(), name->c_str(), as_folder));
+            here = OpenFile(openat(here.descriptor(), name->c_str(), as_folder_itself));
         return here;
     }
 

@@ -1,5 +1,6 @@
 #include "descriptor_copy.h"
 
+#include "begins_with.h"
 #include "bounded_text.h"
 #include "control.h"
 #include "descriptor_file.h"
@@ -25,12 +26,6 @@ constexpr std::string_view uuid_key = "ddb.uuid ";
 bool holds(std::string_view text, std::string_view key)
 {
     return memmem(text.data(), text.size(), key.data(), key.size()) != nullptr;
-}
-
-bool begins_with(std::string_view line, std::string_view prefix)
-{
-    return line.size() >= prefix.size() &&
-           std::memcmp(line.data(), prefix.data(), prefix.size()) == 0;
 }
 
 // Returns true also when the look fails for another reason than that there is nothing.

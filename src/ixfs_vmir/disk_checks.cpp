@@ -1,5 +1,6 @@
 #include "disk_checks.h"
 
+#include "begins_with.h"
 #include "etime_retry.h"
 #include "file_status.h"
 
@@ -34,11 +35,6 @@ bool may_change_when_normalised(std::string_view path)
 std::string normal_form(const LmfString& path)
 {
     return std::filesystem::path(path.utf8_str()).lexically_normal().native();
-}
-
-bool begins_with(std::string_view path, std::string_view folder)
-{
-    return path.substr(0, folder.size()) == folder;
 }
 
 // A path of the view folder, with the "/" behind it, and whether a file lies there.

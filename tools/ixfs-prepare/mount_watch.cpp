@@ -8,7 +8,7 @@
 namespace
 {
 
-constexpr std::string_view running = "INF - running command - ";
+constexpr std::string_view running_command = "INF - running_command command - ";
 
 // A point may read differently later, when its folder is deleted.
 bool is_same(const Mount& one, const Mount& other)
@@ -66,7 +66,7 @@ bool MountWatch::take(std::string_view tag, std::string_view message)
         return take_mount_line(message);
     if (tag == "_ixfs_mount_validate()" && stage_ == Stage::mounting)
         return look_for_new(), true;
-    if (tag == "ixfs_unmount()" && begins_with(message, running)) {
+    if (tag == "ixfs_unmount()" && begins_with(message, running_command)) {
         begin_unmount();
         return false;
     }
@@ -78,7 +78,7 @@ bool MountWatch::take(std::string_view tag, std::string_view message)
 
 bool MountWatch::take_mount_line(std::string_view message)
 {
-    if (stage_ == Stage::before_helper && begins_with(message, running)) {
+    if (stage_ == Stage::before_helper && begins_with(message, running_command)) {
         stage_ = Stage::mounting;
         before_ = read_mount_table();
         own_.before = in_folders(before_, own_.folders);

@@ -15,9 +15,9 @@
 namespace
 {
 
-using nlohmann::json;
+using Value = nlohmann::json;
 
-std::string text_of(const json& value)
+std::string text_of(const Value& value)
 {
     if (!value.is_string())
         throw UsageError("must be a string");
@@ -25,7 +25,7 @@ std::string text_of(const json& value)
 }
 
 template <typename Number>
-Number number_of(const json& value, Number lowest, Number highest)
+Number number_of(const Value& value, Number lowest, Number highest)
 {
     if (!value.is_number_unsigned() || value.get<std::uint64_t>() < lowest ||
         value.get<std::uint64_t>() > highest)
@@ -34,19 +34,19 @@ Number number_of(const json& value, Number lowest, Number highest)
     return value.get<Number>();
 }
 
-bool flag_of(const json& value)
+bool flag_of(const Value& value)
 {
     if (!value.is_boolean())
         throw UsageError("must be true or false");
     return value.get<bool>();
 }
 
-std::vector<std::string> texts_of(const json& value)
+std::vector<std::string> texts_of(const Value& value)
 {
     if (!value.is_array() || value.empty())
         throw UsageError("must be an array of strings, and not empty");
     std::vector<std::string> texts;
-    for (const json& text : value)
+    for (const Value& text : value)
         texts.push_back(text_of(text));
     return texts;
 }
@@ -59,7 +59,7 @@ std::string checked(std::string text, std::string (*check)(const std::string&))
     return text;
 }
 
-int schedule_of(const json& value)
+int schedule_of(const Value& value)
 {
     const int number = schedule_number(text_of(value));
     if (number == -1)
@@ -68,12 +68,12 @@ int schedule_of(const json& value)
 }
 
 // Reads the members of a line.
-class Reader
+class LineReader
 {
 public:
-    explicit Reader(const Request& defaults) { line_.request = defaults; }
+    explicit LineReader(const Request& defaults) { line_.request = defaults; }
 
-    RequestLine read(const json& object)
+    RequestLine read(const Value& object)
     {
         for (const auto& [name, value] : object.items())
             take(name, value);
@@ -82,51 +82,51 @@ public:
     }
 
 private:
-    using Take = void (Reader::*)(const json&);
+    using Take = void (LineReader::*)(const Value&);
 
-    void server(const json& value)
+    void server(const Value& value)
     {
         line_.request.server = checked(text_of(value), check_server_name);
     }
-    void port(const json& value)
+    void port(const Value& value)
     {
         line_.request.port =
             static_cast<int>(number_of<unsigned int>(value, lowest_port, highest_port));
     }
-    void schedule(const json& value) { line_.request.schedule_type = schedule_of(value); }
-    void backup_id(const json& value)
+    void schedule(const Value& value) { line_.request.schedule_type = schedule_of(value); }
+    void backup_id(const Value& value)
     {
         line_.request.backup_id = checked(text_of(value), check_backup_id);
     }
-    void disks(const json& value)
+    void disks(const Value& value)
     {
         line_.request.disks = texts_of(value);
         line_.has_disks = true;
     }
-    void new_disk_uuids(const json& value) { line_.request.new_disk_uuids = flag_of(value); }
-    void timeout(const json& value)
+    void new_disk_uuids(const Value& value) { line_.request.new_disk_uuids = flag_of(value); }
+    void timeout(const Value& value)
     {
         line_.request.timeout = number_of(value, 0U, std::numeric_limits<unsigned int>::max());
     }
-    void mount_cred(const json& value) { credentials_.mount = text_of(value); }
-    void unmount_cred(const json& value) { credentials_.unmount = text_of(value); }
-    void mount_cred_file(const json& value) { files_.mount_file = text_of(value); }
-    void unmount_cred_file(const json& value) { files_.unmount_file = text_of(value); }
+    void mount_cred(const Value& value) { credentials_.mount = text_of(value); }
+    void unmount_cred(const Value& value) { credentials_.unmount = text_of(value); }
+    void mount_cred_file(const Value& value) { files_.mount_file = text_of(value); }
+    void unmount_cred_file(const Value& value) { files_.unmount_file = text_of(value); }
 
-    void take(const std::string& name, const json& value)
+    void take(const std::string& name, const Value& value)
     {
         static const std::map<std::string, Take> members = {
-            {"server", &Reader::server},
-            {"port", &Reader::port},
-            {"schedule", &Reader::schedule},
-            {"backup_id", &Reader::backup_id},
-            {"disks", &Reader::disks},
-            {"new_disk_uuids", &Reader::new_disk_uuids},
-            {"timeout", &Reader::timeout},
-            {"mount_cred", &Reader::mount_cred},
-            {"unmount_cred", &Reader::unmount_cred},
-            {"mount_cred_file", &Reader::mount_cred_file},
-            {"unmount_cred_file", &Reader::unmount_cred_file}};
+            {"server", &LineReader::server},
+            {"port", &LineReader::port},
+            {"schedule", &LineReader::schedule},
+            {"backup_id", &LineReader::backup_id},
+            {"disks", &LineReader::disks},
+            {"new_disk_uuids", &LineReader::new_disk_uuids},
+            {"timeout", &LineReader::timeout},
+            {"mount_cred", &LineReader::mount_cred},
+            {"unmount_cred", &LineReader::unmount_cred},
+            {"mount_cred_file", &LineReader::mount_cred_file},
+            {"unmount_cred_file", &LineReader::unmount_cred_file}};
         const auto member = members.find(name);
         if (member == members.end())
             throw UsageError("unknown member \"" + escape_control_characters(name) + "\"");
@@ -159,17 +159,17 @@ private:
     CredentialSource files_;
 };
 
-json parse(const std::string& text)
+Value parse(const std::string& text)
 {
     std::set<std::string> names;
     bool twice = false;
-    const auto look = [&](int depth, json::parse_event_t event, const json& name) {
-        if (event == json::parse_event_t::key && depth == 1)
+    const auto look = [&](int depth, Value::parse_event_t event, const Value& name) {
+        if (event == Value::parse_event_t::key && depth == 1)
             twice = !names.insert(name.get<std::string>()).second || twice;
         return true;
     };
     // The parser's own message may show what it has read, such as a credential.
-    json object = json::parse(text, look, false);
+    Value object = Value::parse(text, look, false);
     if (!object.is_object())
         throw UsageError("is no JSON object");
     if (twice) // the parser takes the last
@@ -181,5 +181,5 @@ json parse(const std::string& text)
 
 RequestLine parse_request_line(const std::string& text, const Request& defaults)
 {
-    return Reader(defaults).read(parse(text));
+    return LineReader(defaults).read(parse(text));
 }

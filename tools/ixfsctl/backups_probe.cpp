@@ -12,7 +12,7 @@
 namespace
 {
 
-constexpr std::chrono::seconds patience(1);
+constexpr std::chrono::seconds patience_with_look(1);
 
 // Returns the error number, 0 if it is there.
 int look_at(const std::string& path)
@@ -52,7 +52,7 @@ std::set<std::string> hanging_looks()
         if (!program || read_proc_link(folder + "exe") != program)
             continue;
         const std::optional<Process> process = find_process(pid);
-        if (process && process->age > patience) {
+        if (process && process->age > patience_with_look) {
             const std::string name = read_proc_file(folder + "comm").value_or("");
             names.insert(name.substr(0, name.find('\n')));
         }
@@ -87,7 +87,7 @@ void look_for_backups(std::vector<MountDirectory>& directories)
         else
             looks.emplace_back(&directory, begin_look(directory.layers.back()));
     }
-    const auto end = ChildCall::Clock::now() + patience;
+    const auto end = ChildCall::Clock::now() + patience_with_look;
     for (const auto& [directory, look] : looks) {
         const std::optional<int> error = look.result_by(end);
         directory->error = error.value_or(0);
@@ -97,5 +97,5 @@ void look_for_backups(std::vector<MountDirectory>& directories)
 
 bool answers(const std::string& folder)
 {
-    return begin_look(folder).result_by(ChildCall::Clock::now() + patience).has_value();
+    return begin_look(folder).result_by(ChildCall::Clock::now() + patience_with_look).has_value();
 }

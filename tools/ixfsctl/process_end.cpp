@@ -13,7 +13,8 @@ namespace
 {
 
 using Clock = std::chrono::steady_clock;
-constexpr std::chrono::seconds patience(2); // with a process that was asked, and with one killed
+constexpr std::chrono::seconds
+    patience_with_process(2); // with a process that was asked, and with one killed
 
 // A process that stays the same one: its number may be given to another.
 class HeldProcess
@@ -45,7 +46,7 @@ private:
 
 std::vector<HeldProcess> still_running(std::vector<HeldProcess> processes)
 {
-    const Clock::time_point end = Clock::now() + patience;
+    const Clock::time_point end = Clock::now() + patience_with_process;
     std::vector<HeldProcess> left;
     for (HeldProcess& process : processes) {
         if (!process.has_ended_by(end))

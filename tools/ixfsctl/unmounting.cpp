@@ -18,13 +18,13 @@
 namespace
 {
 
-constexpr std::chrono::seconds patience(3);
+constexpr std::chrono::seconds patience_with_unmount(3);
 
 int unmount(const std::string& path, int flags)
 {
     const ChildCall call(
         [&] { return umount2(path.c_str(), UMOUNT_NOFOLLOW | flags) == 0 ? 0 : errno; });
-    return call.result_by(ChildCall::Clock::now() + patience).value_or(ETIMEDOUT);
+    return call.result_by(ChildCall::Clock::now() + patience_with_unmount).value_or(ETIMEDOUT);
 }
 
 // Lets the calls that hang in the mount fail, and then goes on as soon as their processes have left
@@ -32,7 +32,7 @@ int unmount(const std::string& path, int flags)
 int unmount_by_force(const std::string& path)
 {
     constexpr timespec pause = {0, 50'000'000};
-    const auto end = ChildCall::Clock::now() + patience;
+    const auto end = ChildCall::Clock::now() + patience_with_unmount;
     int error = unmount(path, MNT_FORCE);
     while (error == EBUSY && ChildCall::Clock::now() < end) {
         nanosleep(&pause, nullptr);

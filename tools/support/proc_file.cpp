@@ -22,6 +22,11 @@ struct DirectoryCloser {
 
 } // namespace
 
+std::string proc_path(pid_t pid, const std::string& file)
+{
+    return "/proc/" + std::to_string(pid) + "/" + file;
+}
+
 std::optional<std::string> read_proc_file(const std::string& path)
 {
     const OpenDescriptor file(open(path.c_str(), O_RDONLY | O_CLOEXEC));

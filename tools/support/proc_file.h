@@ -4,7 +4,11 @@
 
 #include <optional>
 #include <string>
+#include <sys/types.h>
 #include <vector>
+
+// The path of a file that tells about a process.
+std::string proc_path(pid_t pid, const std::string& file);
 
 // A whole file, or nothing, with errno.
 std::optional<std::string> read_proc_file(const std::string& path);

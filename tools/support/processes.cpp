@@ -17,11 +17,6 @@
 namespace
 {
 
-std::string proc_path(pid_t pid, const std::string& file)
-{
-    return "/proc/" + std::to_string(pid) + "/" + file;
-}
-
 // What a process's stat file tells.
 struct Stat {
     std::string name;

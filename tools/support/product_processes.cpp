@@ -13,11 +13,6 @@
 namespace
 {
 
-std::string proc_path(pid_t pid, const std::string& file)
-{
-    return "/proc/" + std::to_string(pid) + "/" + file;
-}
-
 bool ends_with(const std::string& text, const std::string& end)
 {
     return text.size() >= end.size() &&
