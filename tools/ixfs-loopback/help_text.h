@@ -25,7 +25,8 @@ The store is /usr/varnis/var/ixfs-loopback:
   .control/running         written: nothing; locked while a call runs
 
 Answers EXIT_STATUS=0 for success, 11 when mounting or unmounting fails, 20 for a wrong credential
-or command line, 142 for a server without an image. The exit status is 0 for success, else 1.
+or command line, 25 when it plays busy, 142 for a server without an image. The exit status is 0 for
+success, else 1.
 )";
 
 #endif
