@@ -72,6 +72,7 @@ def check_words(pages: list[Page], headers: Headers) -> list[str]:
     """Functions, arguments, constants and numbers of statuses in the text are real ones."""
     problems = []
     functions = {prototype.name for prototype in headers.prototypes()}
+    functions |= set().union(*headers.framework.values())
     constants = headers.constants()
     known = constants.keys() | headers.macros
     for page in pages:
@@ -99,6 +100,17 @@ def check_statuses(pages: list[Page], headers: Headers) -> list[str]:
     return [f"libixfs.3 does not list {name}" for name in sorted(statuses - listed)]
 
 
+def check_framework(pages: list[Page], headers: Headers) -> list[str]:
+    """libixfs(3) names all that the framework's headers export."""
+    page = next(page for page in pages if page.file_name == "libixfs.3")
+    named = {tuple(macro[:2]) for macro in page.macros}
+    problems = [f"libixfs.3 does not name {header}" for header in sorted(headers.framework)
+                if ("In", header) not in named]
+    names = sorted(set().union(*headers.framework.values()))
+    return problems + [f"libixfs.3 does not name {name}" for name in names
+                       if not {("Vt", name), ("Fn", name)} & named]
+
+
 def check_references(pages: list[Page], _headers: Headers) -> list[str]:
     ours = {(name, page.section) for page in pages for name in page.names()}
     problems = [f"{page.file_name}: no page {name}({section})" for page in pages
@@ -112,4 +124,4 @@ def check_references(pages: list[Page], _headers: Headers) -> list[str]:
 
 
 ALL = (check_prototypes, check_declarations, check_names, check_words, check_statuses,
-       check_references)
+       check_framework, check_references)

@@ -15,7 +15,7 @@ ROOT = pathlib.Path(__file__).resolve().parents[2]
 OF_THE_HOST = ("STYLE: referenced manual not found", "outdated mandoc.db")
 FILES = sorted((ROOT / "docs/man").glob("*.[1-9]"))
 PAGES = {file.name: Page.read(file) for file in FILES}
-HEADERS = Headers.read(ROOT / "include")
+HEADERS = Headers.read(ROOT)
 LINKS = pathlib.Path(os.environ["IXFS_MAN_LINKS"])
 TOOLS = {name: os.environ[name.upper().replace("-", "_") + "_PROGRAM"]
          for name in ("ixfs-loopback", "ixfs-prepare", "ixfsctl")}
@@ -105,7 +105,7 @@ class Faults(unittest.TestCase):
         texts = {file.name: file.read_text(encoding="utf-8")
                  for file in (ROOT / "include").glob("*.h")}
         texts["ixfs.h"] += "IXFS_API int ixfs_remount(void);\nIXFS_API extern int g_count;\n"
-        found = man_checks.check_prototypes(list(PAGES.values()), Headers(texts))
+        found = man_checks.check_prototypes(list(PAGES.values()), Headers(texts, {}))
         self.assertEqual(found, ["ixfs_remount is on 0 pages", "no page declares g_count"])
 
     def test_of_other_things(self):
@@ -122,6 +122,12 @@ class Faults(unittest.TestCase):
             (checks.check_words, "libixfs.3", ".Fn ixfs_term", ".Fn ixfs_end", "no function ixfs_end"),
             (checks.check_statuses, "libixfs.3", ".It Dv EC_NO_HANDLE Pq 103\n", "",
              "libixfs.3 does not list EC_NO_HANDLE"),
+            (checks.check_framework, "libixfs.3", ".Vt NameSegments\n", "",
+             "libixfs.3 does not name NameSegments"),
+            (checks.check_framework, "libixfs.3", ".Fn getCodePageMgr\n", "",
+             "libixfs.3 does not name getCodePageMgr"),
+            (checks.check_framework, "libixfs.3", ".In code_page.h", ".In page.h",
+             "libixfs.3 does not name code_page.h"),
             (checks.check_references, "ixfs_mount.3", ".Xr ixfsctl 1", ".Xr ixfsctl 8",
              "ixfs_mount.3: no page ixfsctl(8)"),
             (checks.check_references, "libixfs.3", ".It Xr ixfs_views 3", ".It Xr libixfs 3",

@@ -28,14 +28,21 @@ def split_arguments(text: str) -> tuple[str, ...]:
 
 
 class Headers:
-    def __init__(self, texts: dict[str, str]):
-        """Of the text of each header."""
+    def __init__(self, texts: dict[str, str], framework: dict[str, str]):
+        """Of the text of each header, and of those of the framework."""
         self.sources = {name: without_comments(text) for name, text in texts.items()}
         self.macros = set(re.findall(r"^#define (\w+)", "\n".join(texts.values()), re.MULTILINE))
+        # Classes and functions that the library exports.
+        exported = r"^(?:class LMF_API (\w+)|LMF_API [^;{]*\b(\w+)\()"
+        self.framework = {name: {found[1] or found[2]
+                                 for found in re.finditer(exported, text, re.MULTILINE)}
+                          for name, text in framework.items() if "LMF_API" in text}
 
     @classmethod
-    def read(cls, folder: pathlib.Path) -> "Headers":
-        return cls({file.name: file.read_text(encoding="utf-8") for file in folder.glob("*.h")})
+    def read(cls, root: pathlib.Path) -> "Headers":
+        return cls(*({file.name: file.read_text(encoding="utf-8")
+                      for file in (root / folder).glob("*.h")}
+                     for folder in ("include", "framework")))
 
     def declarations(self) -> list[tuple[str, str]]:
         """Of functions and variables, each with its header."""
