@@ -79,7 +79,7 @@ class Reference:
 
 def exported_names(text):
     """The names of exports, without classes and parameters, that a public header declares."""
-    names = {re.sub(r"\[.*|\(.*", "", line).split("::")[-1]
+    names = {re.sub(r"[\[(@].*", "", line).split("::")[-1]
              for line in (root / "tests/packaging/exports.txt").read_text().splitlines()}
     return {name for name in names if re.search(rf"(?<!\w){re.escape(name)}\b", text)}
 
