@@ -111,6 +111,11 @@ def check_interface():
     pages = "".join(html.unescape(path.read_text())
                     for path in (folder / "whole/html").glob("*_8h.html"))
     assert "Prepares a VM for instant recovery" in pages
+    front = folder / "whole/html/index.html"
+    documents = re.findall(r'href="([^"]*\.md)', front.read_text())
+    assert len(documents) >= 4, documents
+    for document in documents:
+        assert (front.parent / document).is_file(), f"{front} leads to no {document}"
     return len(names)
 
 
