@@ -4,23 +4,23 @@ include(CMakePackageConfigHelpers)
 
 set(IXFS_PACKAGE_DIR "${CMAKE_INSTALL_LIBDIR}/cmake/ixfs")
 
-# Components: "runtime" runs programs, "development" builds them, "tools" are programs of ours.
+# Components: "runtime" runs programs, "dev" builds them, "tools" are programs of ours.
 install(TARGETS ixfs EXPORT ixfs
     LIBRARY
         DESTINATION "${CMAKE_INSTALL_LIBDIR}"
         COMPONENT runtime
-        NAMELINK_COMPONENT development
+        NAMELINK_COMPONENT dev
     FILE_SET HEADERS
         DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}/ixfs"
-        COMPONENT development
+        COMPONENT dev
     INCLUDES DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}/ixfs") # for clients of CMake before 3.23
 
 install(EXPORT ixfs NAMESPACE ixfs:: FILE ixfs-targets.cmake
-    DESTINATION "${IXFS_PACKAGE_DIR}" COMPONENT development)
+    DESTINATION "${IXFS_PACKAGE_DIR}" COMPONENT dev)
 write_basic_package_version_file("${PROJECT_BINARY_DIR}/ixfs-config-version.cmake"
     COMPATIBILITY SameMajorVersion)
 install(FILES cmake/ixfs-config.cmake "${PROJECT_BINARY_DIR}/ixfs-config-version.cmake"
-    DESTINATION "${IXFS_PACKAGE_DIR}" COMPONENT development)
+    DESTINATION "${IXFS_PACKAGE_DIR}" COMPONENT dev)
 
 if(IS_ABSOLUTE "${CMAKE_INSTALL_LIBDIR}") # the caller's choice; only then not relocatable
     set(IXFS_PC_PREFIX "${CMAKE_INSTALL_PREFIX}")
@@ -34,4 +34,4 @@ cmake_path(APPEND IXFS_PC_INCLUDEDIR "\${prefix}" "${CMAKE_INSTALL_INCLUDEDIR}")
 cmake_path(APPEND IXFS_PC_LIBDIR "\${prefix}" "${CMAKE_INSTALL_LIBDIR}")
 configure_file(cmake/ixfs.pc.in "${PROJECT_BINARY_DIR}/ixfs.pc" @ONLY)
 install(FILES "${PROJECT_BINARY_DIR}/ixfs.pc"
-    DESTINATION "${CMAKE_INSTALL_LIBDIR}/pkgconfig" COMPONENT development)
+    DESTINATION "${CMAKE_INSTALL_LIBDIR}/pkgconfig" COMPONENT dev)
