@@ -75,6 +75,23 @@ extern "C" {
 typedef struct ACE_Process_Mutex ACE_Process_Mutex;
 #endif
 
+/* ---- Version -------------------------------------------------------------------------------- */
+
+/* The version of this header, so that a program can be compiled with several:
+ *
+ *     #if IXFS_VERSION_NUMBER >= IXFS_VERSION_MAKE(1, 1, 0)
+ *
+ * Minor versions add something, patches do not. What the library itself is, tells ixfs_version. */
+#define IXFS_VERSION_MAJOR 1
+#define IXFS_VERSION_MINOR 0
+#define IXFS_VERSION_PATCH 0
+#define IXFS_VERSION_STRING "1.0.0"
+
+/* Versions as numbers that compare as the versions do. Minor and patch are below 1000. */
+#define IXFS_VERSION_MAKE(major, minor, patch) (1000000 * (major) + 1000 * (minor) + (patch))
+#define IXFS_VERSION_NUMBER                                                                        \
+    IXFS_VERSION_MAKE(IXFS_VERSION_MAJOR, IXFS_VERSION_MINOR, IXFS_VERSION_PATCH)
+
 /* ---- Statuses, severities, flags ------------------------------------------------------------ */
 
 /* Numbers shared with the whole product; 32 bits, signed, in C and in C++. */
@@ -112,7 +129,16 @@ typedef enum ec_status ec_status;
 IXFS_API const char* ixfs_status_text(int status);
 
 /* Returns the version of the library that the program runs with, such as "1.0.0": three decimal
- * numbers with points between them. Versions with the same first number can stand in for each other.
+ * numbers with points between them. Versions with the same first number can stand in for each other,
+ * if they are not older than the header that the program was compiled with: IXFS_VERSION_STRING. A
+ * program that is linked with the library need not compare them: it does not start with a library
+ * that lacks a function that it calls. One that loads the library by itself compares the numbers:
+ *
+ *     int major, minor, patch;
+ *     sscanf(ixfs_version(), "%d.%d.%d", &major, &minor, &patch) == 3 &&
+ *         major == IXFS_VERSION_MAJOR &&
+ *         IXFS_VERSION_MAKE(major, minor, patch) >= IXFS_VERSION_NUMBER
+ *
  * Do not free it. Logs nothing. Any thread. */
 IXFS_API const char* ixfs_version(void);
 

@@ -2,5 +2,5 @@
 
 const char* ixfs_version(void)
 {
-    return IXFS_VERSION;
+    return IXFS_VERSION_STRING;
 }
