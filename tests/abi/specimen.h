@@ -32,9 +32,16 @@ struct Record {
     Hidden* hidden;
 };
 
-// It carries its size: allowed.abignore lets it grow at its end.
+// It carries its size: compare lets it grow at its end.
 struct ixfs_prepare_request {
     size_t size;
+#ifdef SWAP_IN_WHAT_MAY_GROW
+    int timeout;
+    int port;
+#else
+    int port;
+    int timeout;
+#endif
 #ifdef GROW_IN_THE_MIDDLE
     long between;
 #endif
