@@ -1,5 +1,7 @@
 #include "command_line.h"
 
+#include <algorithm>
+
 namespace
 {
 
@@ -9,6 +11,24 @@ class ArgumentReader
 public:
     explicit ArgumentReader(const std::vector<std::string>& arguments) : arguments_(arguments) {}
 
+    void read(const Word& word, Call& call)
+    {
+        if (!word.option.empty() && !take(word.option)) {
+            as_expected_ &= word.may_miss;
+            return;
+        }
+        if (word.value.empty())
+            return;
+        const std::string text = value();
+        if (word.is_number)
+            as_expected_ &= text.find_first_not_of("0123456789") == std::string::npos;
+        if (word.target != nullptr)
+            call.*word.target = text;
+    }
+
+    bool finished_as_expected() const { return as_expected_ && next_ == arguments_.size(); }
+
+private:
     bool take(const std::string& literal)
     {
         if (next_ == arguments_.size() || arguments_[next_] != literal)
@@ -16,8 +36,6 @@ public:
         ++next_;
         return true;
     }
-
-    void expect(const std::string& literal) { as_expected_ &= take(literal); }
 
     // An empty one is not expected.
     std::string value()
@@ -27,39 +45,39 @@ public:
         return value;
     }
 
-    void expect_number()
-    {
-        as_expected_ &= value().find_first_not_of("0123456789") == std::string::npos;
-    }
-
-    bool finished_as_expected() const { return as_expected_ && next_ == arguments_.size(); }
-
-private:
     const std::vector<std::string>& arguments_;
-    std::size_t next_ = 0;
+    std::size_t next_ = 1; // behind the command
     bool as_expected_ = true;
 };
 
 } // namespace
 
+const std::vector<Syntax>& syntaxes()
+{
+    static const Word server{"-server", "S", &Call::server};
+    static const Word port{"-port", "P", nullptr, true};
+    static const Word timeout{"-timeout", "N", nullptr, true, true};
+    static const Word credential{"-cred", "C", &Call::credential};
+    static const Word directory{"", "DIR", &Call::directory};
+    static const std::vector<Syntax> all = {
+        {"mount", Command::mount, {server, port, timeout, credential, directory}},
+        {"umount", Command::unmount, {{"-f", ""}, server, port, credential, directory}}};
+    return all;
+}
+
 std::optional<Call> parse_call(const std::vector<std::string>& arguments)
 {
+    const auto syntax =
+        std::find_if(syntaxes().begin(), syntaxes().end(), [&](const Syntax& candidate) {
+            return !arguments.empty() && arguments[0] == candidate.name;
+        });
+    if (syntax == syntaxes().end())
+        return std::nullopt;
     ArgumentReader reader(arguments);
     Call call;
-    if (!reader.take("mount")) {
-        reader.expect("umount");
-        reader.expect("-f");
-        call.command = Command::unmount;
-    }
-    reader.expect("-server");
-    call.server = reader.value();
-    reader.expect("-port");
-    reader.expect_number();
-    if (call.command == Command::mount && reader.take("-timeout"))
-        reader.expect_number();
-    reader.expect("-cred");
-    call.credential = reader.value();
-    call.directory = reader.value();
+    call.command = syntax->command;
+    for (const Word& word : syntax->words)
+        reader.read(word, call);
     if (!reader.finished_as_expected())
         return std::nullopt;
     return call;

@@ -128,10 +128,10 @@ std::string what_is_unknown(const CLI::App& app, const CLI::ParseError& error)
 
 } // namespace
 
-Action parse_options(int argc, char** argv)
+void add_options(CLI::App& app, Action& action)
 {
-    Action action;
-    CLI::App app(description, "ixfsctl");
+    app.name("ixfsctl");
+    app.description(description);
     app.formatter(std::make_shared<HelpFormat>());
     app.set_version_flag("--version", "ixfsctl " IXFSCTL_VERSION);
     app.require_subcommand(1);
@@ -139,6 +139,13 @@ Action parse_options(int argc, char** argv)
     add_clean_command(app, action);
     add_explain_command(app, action);
     app.footer(footer_text); // now, so that the subcommands do not take it over
+}
+
+Action parse_options(int argc, char** argv)
+{
+    Action action;
+    CLI::App app;
+    add_options(app, action);
     try {
         app.parse(argc, argv);
     } catch (const CLI::CallForHelp&) {
