@@ -30,20 +30,30 @@ def _package(line):
 _FORMAT = "\t".join(f"${{{field}}}" for field in FIELDS)
 
 
-def installed_packages(files):
-    """The installed packages that the files belong to. Each file must belong to one."""
-    paths = {alias: file for file in files for alias in _aliases(file)}
-    found = subprocess.run(["dpkg-query", "--search", *sorted(paths)], text=True, check=False,
-                           capture_output=True).stdout
-    names, owned = set(), set()
-    for owner, path in re.findall(r"^(?!diversion )(\S+): (.+)$", found, re.MULTILINE):
-        names.add(owner)
-        owned.add(paths[path])
-    if strays := set(files) - owned:
-        raise LookupError(f"of no package: {', '.join(sorted(strays))}")
-    return {_package(line) for line in
-            run("dpkg-query", "--show", f"--showformat={_FORMAT}\n", *sorted(names)).splitlines()
-            } if names else set()
+class InstalledPackages:
+    """The installed packages that files belong to."""
+
+    def __init__(self):
+        self._owners = {}
+
+    def of(self, files):
+        """The packages of these files. Each file must belong to one."""
+        self._look_up(set(files) - self._owners.keys())
+        return {self._owners[file] for file in files}
+
+    def _look_up(self, files):
+        if not files:
+            return
+        paths = {alias: file for file in files for alias in _aliases(file)}
+        found = subprocess.run(["dpkg-query", "--search", *sorted(paths)], text=True, check=False,
+                               capture_output=True).stdout
+        names = {paths[path]: owner for owner, path in
+                 re.findall(r"^(?!diversion )(\S+): (.+)$", found, re.MULTILINE)}
+        if strays := files - names.keys():
+            raise LookupError(f"of no package: {', '.join(sorted(strays))}")
+        packages = {name: _package(run("dpkg-query", "--show", f"--showformat={_FORMAT}", name))
+                    for name in set(names.values())}
+        self._owners.update((file, packages[name]) for file, name in names.items())
 
 
 def _aliases(file):

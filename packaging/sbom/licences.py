@@ -43,15 +43,24 @@ class Licences:
         names = {paragraph["License"].partition("\n")[0].strip()
                  for paragraph in paragraphs if "Files" in paragraph and "License" in paragraph}
         if names:
-            self.expression = " AND ".join(sorted({self._spdx(name) for name in names}))
+            self.expression = " AND ".join(sorted(set().union(*map(self._spdx, names))))
 
     def _spdx(self, name):
-        """The SPDX form of what a License field says, such as "Expat or GPL-2+"."""
-        operator = re.search(r",? +(and|or) +", name)
-        if operator is None or name in self._known_texts:
-            return self._one(name)
-        left, right = name[:operator.start()], name[operator.end():]
-        return f"({self._spdx(left)} {operator[1].upper()} {self._spdx(right)})"
+        """The licences that a License field, such as "Expat or GPL-2+ and ISC", asks for: each is a
+        name, or a choice. "and" binds more tightly than "or", and behind a comma less."""
+        for separator in (", +and +", ",? +or +", " +and +"):
+            sides = re.split(separator, name)
+            if len(sides) == 1 or name in self._known_texts:
+                continue
+            found = [self._spdx(side.strip()) for side in sides]
+            if "or" in separator:
+                return {"(" + " OR ".join(sorted(map(self._together, found))) + ")"}
+            return set().union(*found)
+        return {self._one(name)}
+
+    @staticmethod
+    def _together(names):
+        return next(iter(names)) if len(names) == 1 else "(" + " AND ".join(sorted(names)) + ")"
 
     def _one(self, name):
         if name in SPDX_NAMES:
