@@ -63,7 +63,7 @@ std::string table(const std::string& name, const std::string& rows)
                         : "        " + name + "=(\n" + rows + "        )\n";
 }
 
-std::string case_of(const std::string& word, const Command& command)
+std::string bash_case_of(const std::string& word, const Command& command)
 {
     std::vector<std::string> options;
     std::vector<std::string> subcommands;
@@ -99,9 +99,9 @@ std::string bash_script(const Command& command)
                          " for bash. Made from its table of options when it was built.\n\n"
                          "# What may stand on the command line, behind the subcommand $1 if any.\n"
                          "@COMMAND@_table() {\n    case $1 in\n" +
-                         case_of("", command);
+                         bash_case_of("", command);
     for (const Command& subcommand : command.subcommands)
-        script += case_of(subcommand.name, subcommand);
+        script += bash_case_of(subcommand.name, subcommand);
     script += "    esac\n}\n";
     script += bash_functions;
     script += "\ncomplete -F @COMMAND@ " + command.name + "\n";

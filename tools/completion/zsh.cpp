@@ -18,7 +18,7 @@ std::string with_backslashes(const std::string& text, const std::string& charact
     return escaped;
 }
 
-std::string quoted(const std::string& text)
+std::string in_quotes(const std::string& text)
 {
     std::string word = "'";
     for (const char character : text)
@@ -80,7 +80,7 @@ std::string specification(const Option& option, const std::string& name, const C
         text += "[" + with_backslashes(first_sentence(option.description), "[]:\\") + "]";
     if (option.value)
         text += message_and_action(*option.value);
-    return quoted(text);
+    return in_quotes(text);
 }
 
 std::string line(const std::string& specification, const std::string& after)
@@ -89,7 +89,7 @@ std::string line(const std::string& specification, const std::string& after)
     return "        " + condition + "arguments+=(" + specification + ")\n";
 }
 
-std::string case_of(const std::string& word, const Command& command)
+std::string zsh_case_of(const std::string& word, const Command& command)
 {
     std::string text = "    " + (word.empty() ? "''" : word) + ")\n";
     for (const Option& option : command.options) {
@@ -97,7 +97,7 @@ std::string case_of(const std::string& word, const Command& command)
             text += line(specification(option, name, command), option.after);
     }
     if (const auto& argument = command.argument)
-        text += line(quoted("1" + message_and_action(argument->value)), argument->after);
+        text += line(in_quotes("1" + message_and_action(argument->value)), argument->after);
     if (!command.subcommands.empty())
         text += "        [[ $words[2] == -- ]] || " // behind it there is no subcommand
                 "arguments+=('1: :@COMMAND@_subcommands' '*:: :->behind_subcommand')\n";
@@ -110,7 +110,7 @@ std::string subcommand_list(const Command& command)
     for (const Command& subcommand : command.subcommands) {
         const std::string description = first_sentence(subcommand.description);
         text += "        " +
-                quoted(subcommand.name + (description.empty() ? "" : ":" + description)) + "\n";
+                in_quotes(subcommand.name + (description.empty() ? "" : ":" + description)) + "\n";
     }
     return text + "    )\n    _describe -t commands subcommand subcommands\n}\n\n";
 }
@@ -139,9 +139,9 @@ std::string zsh_script(const Command& command)
                          " for zsh. Made from its table of options when it was built.\n\n"
                          "# What may stand on the command line, behind the subcommand $1 if any.\n"
                          "@COMMAND@_arguments() {\n    arguments=()\n    case $1 in\n" +
-                         case_of("", command);
+                         zsh_case_of("", command);
     for (const Command& subcommand : command.subcommands)
-        script += case_of(subcommand.name, subcommand);
+        script += zsh_case_of(subcommand.name, subcommand);
     script += "    esac\n}\n\n";
     if (!command.subcommands.empty())
         script += subcommand_list(command);
