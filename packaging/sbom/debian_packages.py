@@ -45,8 +45,9 @@ class InstalledPackages:
         if not files:
             return
         paths = {alias: file for file in files for alias in _aliases(file)}
-        found = subprocess.run(["dpkg-query", "--search", *sorted(paths)], text=True, check=False,
-                               capture_output=True).stdout
+        # It fails, as of each file one name is unknown.
+        found = run("dpkg-query", "--search", *sorted(paths), check=False,
+                    stderr=subprocess.DEVNULL)
         names = {paths[path]: owner for owner, path in
                  re.findall(r"^(?!diversion )(\S+): (.+)$", found, re.MULTILINE)}
         if strays := files - names.keys():

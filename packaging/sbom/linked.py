@@ -7,8 +7,9 @@ import shlex
 import subprocess
 
 
-def run(*command, **options):
-    return subprocess.run(command, check=True, stdout=subprocess.PIPE, text=True,
+def run(*command, check=True, **options):
+    """What a command prints, in English."""
+    return subprocess.run(command, check=check, stdout=subprocess.PIPE, encoding="utf-8",
                           env={**os.environ, "LC_ALL": "C"}, **options).stdout
 
 
