@@ -8,7 +8,7 @@
 namespace
 {
 
-constexpr std::string_view running_command = "INF - running_command command - ";
+constexpr std::string_view running_command = "INF - running command - ";
 
 // A point may read differently later, when its folder is deleted.
 bool is_same(const Mount& one, const Mount& other)

@@ -2,6 +2,7 @@
 #ifndef LMF_CODE_PAGE_H
 #define LMF_CODE_PAGE_H
 
+// Marks what the library exports.
 #if defined(__GNUC__)
 #define LMF_API __attribute__((visibility("default")))
 #else
@@ -21,6 +22,7 @@ public:
     CodePageDef* getCodePageId(const char* name);
 };
 
+// Returns the registry. Any thread.
 LMF_API CodePageMgr& getCodePageMgr();
 
 // The two code pages in use. Each is looked up when it is first needed. Any thread.

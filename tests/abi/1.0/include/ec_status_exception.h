@@ -7,6 +7,7 @@
 #include <exception>
 #include <string>
 
+// A status, and a message that names the step that failed.
 class IXFS_API EcStatusException : public std::exception
 {
 public:
@@ -24,8 +25,8 @@ public:
     // The message; valid until the exception changes or is destroyed.
     const char* what() const noexcept override;
 
-    ec_status status;
-    std::string message;
+    ec_status status;    // as it was given
+    std::string message; // the text that what() points to
 };
 
 #endif

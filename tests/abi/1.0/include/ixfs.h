@@ -58,6 +58,7 @@
 #include <stdint.h>
 #include <sys/types.h>
 
+/* Marks what the library exports, and what takes a format as printf does. */
 #if defined(__GNUC__)
 #define IXFS_API __attribute__((visibility("default")))
 #define IXFS_PRINTF(format_position, first_argument)                                               \
@@ -99,7 +100,7 @@ enum ec_status : int32_t {
 #else
 enum ec_status {
 #endif
-    EC_OK = 0,
+    EC_OK = 0,                    /* success */
     EC_FOLDER_NOT_CREATED = 1,    /* the view folder could not be made */
     EC_NO_MEMORY = 10,            /* memory for a mount record or one of its strings */
     EC_SYSTEM_ERROR = 11,         /* mutex, no shell for the helper, hard link, nothing mounted */
@@ -141,8 +142,14 @@ IXFS_API const char* ixfs_status_text(int status);
  * Do not free it. Logs nothing. Any thread. */
 IXFS_API const char* ixfs_version(void);
 
-enum { IXFS_LOG_ERR = 0, IXFS_LOG_WRN = 1, IXFS_LOG_INF = 2 };
+/* Severities of log lines. */
+enum {
+    IXFS_LOG_ERR = 0, /* an error */
+    IXFS_LOG_WRN = 1, /* a warning */
+    IXFS_LOG_INF = 2  /* information */
+};
 
+/* Flags of a handle. */
 enum {
     IXFS_FLAG_UNMOUNT_CRED = 0x1,   /* unmount requires its credential; see ixfs_unmount */
     IXFS_FLAG_VIEW_ID = 0x10,       /* view base names carry the id */
@@ -153,22 +160,24 @@ enum {
 
 typedef struct _ixfs_control_t _ixfs_control_t; /* the handle */
 
-/* List nodes. Whoever fills a list allocates the nodes, and what they own, with malloc. */
-
+/* A node of a view's list, as the two after it. Whoever fills a list allocates the nodes, and what
+ * they own, with malloc. */
 typedef struct _ixfs_image_list_t {
-    uint64_t data[3]; /* the client's; not owned */
-    struct _ixfs_image_list_t* next;
+    uint64_t data[3];                /* the client's; not owned */
+    struct _ixfs_image_list_t* next; /* null: the last */
 } _ixfs_image_list_t;
 
+/* A node of a view's list. */
 typedef struct _ixfs_image_list_metadata_t {
-    void* owned[2]; /* each null or freed with the node */
-    struct _ixfs_image_list_metadata_t* next;
+    void* owned[2];                           /* each null or freed with the node */
+    struct _ixfs_image_list_metadata_t* next; /* null: the last */
 } _ixfs_image_list_metadata_t;
 
+/* A node of a view's list. */
 typedef struct _file_name_link_mapping_t {
-    void* owned[4];   /* each null or freed with the node */
-    uint64_t data[2]; /* the client's; not owned */
-    struct _file_name_link_mapping_t* next;
+    void* owned[4];                         /* each null or freed with the node */
+    uint64_t data[2];                       /* the client's; not owned */
+    struct _file_name_link_mapping_t* next; /* null: the last */
 } _file_name_link_mapping_t;
 
 /* A view: a folder of the mounted image in which disks are assembled for one recovery. Belongs to
@@ -181,7 +190,7 @@ typedef struct _ixfs_view_t {
     _ixfs_image_list_metadata_t* image_list_metadata; /* owned */
     _file_name_link_mapping_t* file_name_mapping;     /* owned */
     struct _ixfs_view_t* prev;                        /* nearer the head of the handle's list */
-    struct _ixfs_view_t* next;
+    struct _ixfs_view_t* next;                        /* null: the last */
 } _ixfs_view_t;
 
 /* ---- Callbacks ------------------------------------------------------------------------------ */
@@ -447,6 +456,7 @@ IXFS_API void _ixfs_view_delete(_ixfs_control_t* handle, _ixfs_view_t* view);
 
 /* Gives a view a base name and holds a host-wide lock for it until the view is deleted.
  *
+ * view       one of the handle's
  * id         part of the lock's name, and with IXFS_FLAG_VIEW_ID of the base name
  * base_name  receives "_vv_<host>[_<id>]" and the number of the attempt, 0 to 49, that got the
  *            lock; cut to the buffer, and ended by a NUL. After a failure it lacks the number, or

@@ -42,7 +42,7 @@ struct ixfs_prepare_request {
 /* What came of it. The library owns the record and all that it points to, until
  * ixfs_prepare_result_free. */
 struct ixfs_prepare_result {
-    ec_status status;
+    ec_status status;            /* EC_OK, or why it failed */
     const char* error;           /* what happened, in words, after a failure; null for EC_OK */
     const char* configuration;   /* the VM configuration, up to its first NUL, and a NUL behind it;
                                     never null. After a failure all of it, a part or nothing */
@@ -50,9 +50,10 @@ struct ixfs_prepare_result {
     const char* const* paths;    /* "[<datastore>] <view folder>/<base>.vmdk" per disk, in their
                                     order, and a null behind the last; never null. After a failure
                                     none */
-    size_t path_count;
+    size_t path_count;           /* how many, without the null */
 };
 
+/* A request with its size set, and all else 0 or null. */
 /* clang-format off */
 #define IXFS_PREPARE_REQUEST_INIT { sizeof(struct ixfs_prepare_request), NULL, NULL, NULL, NULL, NULL, 0, 0, 0, 0, 0, NULL }
 /* clang-format on */

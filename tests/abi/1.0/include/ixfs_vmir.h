@@ -33,8 +33,8 @@ struct MountCreds {
 
 // Where log lines go.
 struct LogInfo {
-    void* log_context; // kept by the handle, never passed to the callback
-    ixfs_log_callback log_callback;
+    void* log_context;              // kept by the handle, never passed to the callback
+    ixfs_log_callback log_callback; // null: no lines
 };
 
 // Prepares a VM for instant recovery: mounts the image, reads the VM configuration, builds the view

@@ -14,19 +14,21 @@
 class LMF_API NameSegments
 {
 public:
+    // Splits a path.
     explicit NameSegments(const std::string& path);
 
     // Returns segment `index`; -1 means the last. Null if there is no such segment. The text lives
     // as long as this object. The further arguments are unused: pass null.
     const char* getSegment(long index, std::string* unused1, std::string* unused2) const;
 
+    // Returns how many there are.
     long count() const { return static_cast<long>(segments_.size()); }
 
 private:
     std::vector<std::string> segments_;
 };
 
-// One thread at a time, also for reading: the path is split when that is first needed.
+// A path. One thread at a time, also for reading: the path is split when that is first needed.
 class LMF_API LmfPathname
 {
 public:
@@ -42,14 +44,16 @@ public:
     // The old segments are gone.
     void makeFilename(const char* name, bool append);
 
-    // Splits the path as it stands now. Its segments are absent before the first call.
+    // Splits the path as it stands now.
     void makeSegments() const;
+
+    // Returns the segments of the last split; null before the first.
     const NameSegments* segments() const { return segments_ ? &*segments_ : nullptr; }
 
     // The path for messages, NUL-terminated; valid until the path changes.
     const char* display_str() const { return path_.c_str(); }
 
-    // A change through text() does not drop the segments; call makeSegments() after it.
+    // The path. A change through text() does not drop the segments; call makeSegments() after it.
     const std::string& text() const { return path_; }
     std::string& text() { return path_; }
 

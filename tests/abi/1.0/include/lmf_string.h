@@ -9,6 +9,7 @@
 // Options of a string's construction. None are defined: pass 0.
 using SecurityOptions = unsigned int;
 
+// Text, and the code page of its bytes.
 class LMF_API LmfString
 {
 public:
@@ -33,8 +34,11 @@ public:
     LmfString& operator=(const char* text);
     LmfString& operator=(const std::string& text);
 
+    // The text.
     const std::string& text() const { return text_; }
     std::string& text() { return text_; }
+
+    // The text's code page; never null.
     CodePageDef* code_page() const { return code_page_; }
 
     // The text, NUL-terminated; valid until the string changes. The bytes are not changed.
