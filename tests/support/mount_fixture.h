@@ -45,6 +45,11 @@ protected:
     static constexpr char mount_base[] = "/usr/varnis/var/ixfs";
     static constexpr char mount_directory[] = "/usr/varnis/var/ixfs/media1";
 
+    // Its command line, as log lines show it.
+    static constexpr char shown_mount_command[] =
+        R"("/usr/varnis/stowline/bin/ixfs" mount -server media1 -port 40100 -timeout 60  )"
+        R"(-cred mount-secret /usr/varnis/var/ixfs/me...)";
+
     MountTest();
     void TearDown() override { handle.reset(); } // before the helper goes
 

@@ -151,8 +151,8 @@ TEST_P(PrepareListRefuses, Line)
 }
 
 constexpr char no_object[] = "is no JSON object";
-constexpr char port_range[] = "port: must be a whole number from 1 to 65535";
-constexpr char timeout_range[] = "timeout: must be a whole number from 0 to 4294967295";
+constexpr char port_member_range[] = "port: must be a whole number from 1 to 65535";
+constexpr char timeout_member_range[] = "timeout: must be a whole number from 0 to 4294967295";
 
 INSTANTIATE_TEST_SUITE_P(NoObject, PrepareListRefuses,
                          testing::Values(RefusedLine{"s3cret", no_object},
@@ -170,12 +170,14 @@ INSTANTIATE_TEST_SUITE_P(
         RefusedLine{R"({"server": "a b"})", "server: only letters"},
         RefusedLine{R"({"server": "a/b"})", "server: must not be"},
         RefusedLine{R"({"server": "a", "server": "b"})", "has a member twice"},
-        RefusedLine{R"({"port": 0})", port_range}, RefusedLine{R"({"port": 65536})", port_range},
-        RefusedLine{R"({"port": 18446744073709551615})", port_range},
-        RefusedLine{R"({"port": 1.0})", port_range}, RefusedLine{R"({"port": -1})", port_range},
-        RefusedLine{R"({"port": "1"})", port_range},
-        RefusedLine{R"({"timeout": -1})", timeout_range},
-        RefusedLine{R"({"timeout": 4294967296})", timeout_range},
+        RefusedLine{R"({"port": 0})", port_member_range},
+        RefusedLine{R"({"port": 65536})", port_member_range},
+        RefusedLine{R"({"port": 18446744073709551615})", port_member_range},
+        RefusedLine{R"({"port": 1.0})", port_member_range},
+        RefusedLine{R"({"port": -1})", port_member_range},
+        RefusedLine{R"({"port": "1"})", port_member_range},
+        RefusedLine{R"({"timeout": -1})", timeout_member_range},
+        RefusedLine{R"({"timeout": 4294967296})", timeout_member_range},
         RefusedLine{R"({"schedule": "Full"})", R"(schedule: must be "full" or "incr")"},
         RefusedLine{R"({"backup_id": "client"})", "backup_id: must be \"<client>_<time>\""},
         RefusedLine{R"({"backup_id": "a\u0000_7"})", "backup_id: must not hold"},

@@ -1,5 +1,6 @@
 #include "prepare_run_test.h"
 
+#include "prepare_test.h"
 #include "process_state.h"
 
 #include <filesystem>
@@ -16,7 +17,7 @@ namespace
 {
 
 const fs::path store = "/usr/varnis/var/ixfs-loopback";
-constexpr char mount_base[] = "/usr/varnis/var/ixfs";
+constexpr char mounts_below[] = "/usr/varnis/var/ixfs";
 constexpr char helper[] = "/usr/varnis/stowline/bin/ixfs";
 const std::string images = "backups/client/allusers/full/";
 
@@ -25,18 +26,11 @@ std::string disk_name(int number)
     return "disk" + std::to_string(number) + ".vmdk";
 }
 
-void write_file(const fs::path& path, const std::string& bytes)
-{
-    std::ofstream file(path, std::ios::binary);
-    file.exceptions(std::ios::failbit | std::ios::badbit);
-    file << bytes << std::flush;
-}
-
 } // namespace
 
 SmallServer::SmallServer(std::string name_, int disks, int image_count)
-    : name(std::move(name_)), root(store / name), mount_point(std::string(mount_base) + "/" + name),
-      disk_count_(disks)
+    : name(std::move(name_)), root(store / name),
+      mount_point(std::string(mounts_below) + "/" + name), disk_count_(disks)
 {
     for (int image = 1; image <= image_count; ++image) {
         fs::create_directories(folder(image) + "/vm");

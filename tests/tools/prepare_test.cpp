@@ -21,14 +21,14 @@ constexpr char descriptor[] = "# Disk DescriptorFile\n"
                               "RW 2048 VMFS \"disk-flat.vmdk\"\n"
                               "ddb.uuid = \"60 00 C2 9a 00 00 00 00-00 00 00 00 00 00 00 01\"\n";
 
+} // namespace
+
 void write_file(const fs::path& path, const std::string& bytes)
 {
     std::ofstream file(path, std::ios::binary);
     file.exceptions(std::ios::failbit | std::ios::badbit);
     file << bytes << std::flush;
 }
-
-} // namespace
 
 const std::string PrepareTest::disk = "[store] backups/client/allusers/full/7/vm/disk.vmdk.desc";
 const std::string PrepareTest::view_disk = "[store] backups/client/allusers/full/7/_vmir/disk.vmdk";

@@ -10,9 +10,13 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <filesystem>
 #include <map>
 #include <string>
 #include <vector>
+
+// Makes or replaces a file, or throws std::ios_base::failure.
+void write_file(const std::filesystem::path& path, const std::string& bytes);
 
 class PrepareTest : public testing::Test
 {

@@ -37,15 +37,16 @@ std::string base_name_of_segment(const std::string& segment)
     return derived(buildBaseName, "[ds] backups/h/allusers/full/1/vm/" + segment);
 }
 
-constexpr char entry[] = "[ds] backups/h/allusers/full/1/vm/a.vmdk.desc";
+constexpr char disk_entry[] = "[ds] backups/h/allusers/full/1/vm/a.vmdk.desc";
 
 TEST(DiskPaths, OfAnOrdinaryEntry)
 {
-    EXPECT_EQ(derived(buildDatastore, entry), "[ds]");
-    EXPECT_EQ(derived(buildOriginalDescPath, entry), "backups/h/allusers/full/1/vm/a.vmdk.desc");
+    EXPECT_EQ(derived(buildDatastore, disk_entry), "[ds]");
+    EXPECT_EQ(derived(buildOriginalDescPath, disk_entry),
+              "backups/h/allusers/full/1/vm/a.vmdk.desc");
     EXPECT_EQ(derived(buildOriginalVmdkPath, "backups/h/allusers/full/1/vm/a.vmdk.desc"),
               "backups/h/allusers/full/1/vm/a.vmdk");
-    EXPECT_EQ(derived(buildBaseName, entry), "a");
+    EXPECT_EQ(derived(buildBaseName, disk_entry), "a");
 }
 
 // ---- Datastore
@@ -210,15 +211,15 @@ TEST(DiskPaths, PlatformPathJoinsBaseAndRelative)
 
 TEST(DiskPaths, OutMayBeIn)
 {
-    LmfString text = string_of(entry);
+    LmfString text = string_of(disk_entry);
     buildOriginalDescPath(text, text);
     buildOriginalVmdkPath(text, text);
     EXPECT_EQ(text.text(), "backups/h/allusers/full/1/vm/a.vmdk");
-    text = entry;
+    text = disk_entry;
     buildBaseName(text, text);
     buildViewDescPath(string_of("v"), text, text);
     EXPECT_EQ(text.text(), "v/a.vmdk");
-    text = entry;
+    text = disk_entry;
     buildDatastore(text, text);
     buildDatastoreViewDescPath(text, text, text);
     EXPECT_EQ(text.text(), "[ds] [ds]");

@@ -23,30 +23,30 @@
 namespace
 {
 
-constexpr char tag[] = "_ixfs_folder_delete()";
+constexpr char delete_tag[] = "_ixfs_folder_delete()";
 
 Line found_folder_line(const std::string& path)
 {
-    return {IXFS_LOG_ERR, tag,
+    return {IXFS_LOG_ERR, delete_tag,
             "INF - Found a directory, calling _ixfs_folder_delete(\"" + path + "\")\n"};
 }
 
 Line not_unlinked_line(const std::string& path, int error)
 {
-    return {IXFS_LOG_ERR, tag,
+    return {IXFS_LOG_ERR, delete_tag,
             "ERR - ACE_OS::unlink(" + path + ") failed, error = " + std::to_string(error) + "\n"};
 }
 
 Line not_removed_line(const std::string& path, int error)
 {
-    return {IXFS_LOG_ERR, tag,
+    return {IXFS_LOG_ERR, delete_tag,
             "ERR - Unable to remove directory: " + path + ", error = " + std::to_string(error) +
                 "\n"};
 }
 
 Line not_opened_line(const std::string& path, int error)
 {
-    return {IXFS_LOG_ERR, tag,
+    return {IXFS_LOG_ERR, delete_tag,
             "ERR - ACE_OS::opendir(" + path + ") failed, error = " + std::to_string(error) + "\n"};
 }
 
@@ -75,7 +75,7 @@ protected:
 
     Line still_mounted_line(const std::string& name) const
     {
-        return {IXFS_LOG_ERR, tag, "ERR - still mounted, not deleted: " + dir / name + "\n"};
+        return {IXFS_LOG_ERR, delete_tag, "ERR - still mounted, not deleted: " + dir / name + "\n"};
     }
 
     // Lets unlinking one file fail.
@@ -101,7 +101,7 @@ TEST_F(FolderDelete, MissingPathFailsToOpen)
 {
     EXPECT_EQ(remove("missing"), 1);
     EXPECT_EQ(log.take(),
-              (Lines{{IXFS_LOG_ERR, tag,
+              (Lines{{IXFS_LOG_ERR, delete_tag,
                       "ERR - ACE_OS::opendir(" + dir / "missing" + ") failed, error = 2\n"}}));
 }
 
@@ -192,7 +192,7 @@ TEST_F(FolderDelete, RegularFileIsNotAFolderAndStays)
     dir.write("file", "bytes");
     EXPECT_EQ(remove("file"), 1);
     EXPECT_EQ(log.take(),
-              (Lines{{IXFS_LOG_ERR, tag,
+              (Lines{{IXFS_LOG_ERR, delete_tag,
                       "ERR - ACE_OS::opendir(" + dir / "file" + ") failed, error = 20\n"}}));
     EXPECT_EQ(dir.read("file"), "bytes");
 }
@@ -213,7 +213,7 @@ TEST_F(FolderDelete, FolderOnWhichAFileSystemIsMountedStays)
     dir.write("stored/disk", "data");
     const auto mounted = RealMount::bind(dir / "stored", dir / "d/mount");
     EXPECT_EQ(remove("d"), 1);
-    EXPECT_EQ(log.take(), (Lines{{IXFS_LOG_ERR, tag,
+    EXPECT_EQ(log.take(), (Lines{{IXFS_LOG_ERR, delete_tag,
                                   "ERR - still mounted, not deleted: " + dir / "d/mount" + "\n"},
                                  not_removed_line(dir / "d", 39)}));
     EXPECT_EQ(dir.read("stored/disk"), "data");

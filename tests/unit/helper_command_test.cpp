@@ -7,10 +7,6 @@
 namespace
 {
 
-constexpr char shown_mount_command[] =
-    R"("/usr/varnis/stowline/bin/ixfs" mount -server media1 -port 40100 -timeout 60  )"
-    R"(-cred mount-secret /usr/varnis/var/ixfs/me...)";
-
 class HelperCommand : public MountTest
 {
 protected:

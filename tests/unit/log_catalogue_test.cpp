@@ -12,14 +12,14 @@
 namespace
 {
 
-constexpr char head[] = "| tag | sev. | text | when, and what to do |\n|---|---|---|---|\n";
+constexpr char table_head[] = "| tag | sev. | text | when, and what to do |\n|---|---|---|---|\n";
 
 class Catalogue : public HandleTest
 {
 protected:
     LogCatalogue catalogue_of(const std::string& rows)
     {
-        dir.write("catalogue", "# Title\n\nProse.\n\n" + (head + rows) + "\nProse.\n");
+        dir.write("catalogue", "# Title\n\nProse.\n\n" + (table_head + rows) + "\nProse.\n");
         return LogCatalogue(dir / "catalogue");
     }
 

@@ -19,7 +19,7 @@ struct Ender {
 };
 using HandlePtr = std::unique_ptr<_ixfs_control_t, Ender>;
 
-HandlePtr make_handle(ixfs_log_callback callback)
+HandlePtr make_logging_handle(ixfs_log_callback callback)
 {
     return HandlePtr(ixfs_init(0, nullptr, callback, nullptr, nullptr));
 }
@@ -33,7 +33,7 @@ TEST(LogPerHandle, EachHandleLogsToItsOwnObject)
         logs.emplace_back([&text](int severity, const char* tag, const char* message) {
             text += std::to_string(severity) + tag + message;
         });
-        handles.push_back(make_handle(logs.back().callback()));
+        handles.push_back(make_logging_handle(logs.back().callback()));
     }
     for (std::size_t i = 0; i < handles.size(); ++i)
         _ixfs_log(handles[i].get(), " tag ", IXFS_LOG_WRN, "%zu", i);
@@ -66,7 +66,7 @@ TEST(LogPerHandle, EachHandleInCLogsToItsOwnContext)
     std::vector<HandlePtr> handles;
     for (std::string& text : texts) {
         callbacks.push_back(claim_log_in_c(append, &text));
-        handles.push_back(make_handle(callbacks.back()));
+        handles.push_back(make_logging_handle(callbacks.back()));
     }
     for (std::size_t i = 0; i < handles.size(); ++i)
         _ixfs_log(handles[i].get(), " tag ", IXFS_LOG_WRN, "%zu", i);

@@ -14,10 +14,6 @@
 namespace
 {
 
-constexpr char shown_command[] =
-    R"("/usr/varnis/stowline/bin/ixfs" mount -server media1 -port 40100 -timeout 60  )"
-    R"(-cred mount-secret /usr/varnis/var/ixfs/me...)";
-
 class MountFailures : public MountTest
 {
 protected:
@@ -44,7 +40,7 @@ protected:
     Lines lines_before_deletion() const
     {
         return lines_before_mount_command() +
-               lines_of_run(mount_says, shown_command,
+               lines_of_run(mount_says, shown_mount_command,
                             {"MNTPATH=/m/x", "MOUNTPOINT=" + image.path()}) +
                mount_says.info("MOUNTPOINT= MOUNTPOINT=" + image.path()) +
                mount_says.info("INF - response - EXIT_STATUS=0") +
@@ -108,7 +104,7 @@ TEST_F(MountFailures, HelperThatMountsNothing)
     helper.answers({{"EXIT_STATUS=0"}});
     EXPECT_EQ(mount(), nullptr);
     EXPECT_EQ(log.lines(), lines_before_mount_command() +
-                               lines_of_run(mount_says, shown_command, {"EXIT_STATUS=0"}) +
+                               lines_of_run(mount_says, shown_mount_command, {"EXIT_STATUS=0"}) +
                                mount_says.error("ERR - nothing is mounted"));
     EXPECT_EQ(ixfs_last_error(handle.get()), EC_SYSTEM_ERROR);
 }
@@ -137,7 +133,7 @@ TEST_F(MountFailures, NoMemoryForTheMountPathUndoesTheMount)
     }
     EXPECT_EQ(log.lines(),
               lines_before_mount_command() +
-                  lines_of_run(mount_says, shown_command, {"MNTPATH=/" + path}) +
+                  lines_of_run(mount_says, shown_mount_command, {"MNTPATH=/" + path}) +
                   mount_says.error("ERR - allocation for mount path failed, error = 12") +
                   mount_says.info("INF - response - MOUNTPOINT=" + image.path()) +
                   mount_says.info("MOUNTPOINT= MOUNTPOINT=" + image.path()) +

@@ -12,10 +12,6 @@
 namespace
 {
 
-constexpr char shown_command[] =
-    R"("/usr/varnis/stowline/bin/ixfs" mount -server media1 -port 40100 -timeout 60  )"
-    R"(-cred mount-secret /usr/varnis/var/ixfs/me...)";
-
 using Mount = MountTest;
 
 TEST_F(Mount, SaysWhatItDoesInOrder)
@@ -24,7 +20,7 @@ TEST_F(Mount, SaysWhatItDoesInOrder)
     EXPECT_STREQ(mount(), image.path().c_str());
     EXPECT_EQ(log.lines_here(),
               lines_before_mount_command() +
-                  lines_of_run(mount_says, shown_command,
+                  lines_of_run(mount_says, shown_mount_command,
                                {"connecting", "MNTPATH=/m/x", "MOUNTPOINT=" + image.path()}) +
                   mount_says.info("MOUNTPOINT= MOUNTPOINT=" + image.path()) +
                   mount_says.info("INF - response - EXIT_STATUS=0") +
@@ -40,7 +36,7 @@ TEST_F(Mount, WithMountPointButNoMountPathSucceedsWithoutValidation)
     EXPECT_STREQ(mount(), "/nowhere/at/all");
     EXPECT_EQ(log.lines_here(),
               lines_before_mount_command() +
-                  lines_of_run(mount_says, shown_command, {"MOUNTPOINT=/nowhere/at/all"}) +
+                  lines_of_run(mount_says, shown_mount_command, {"MOUNTPOINT=/nowhere/at/all"}) +
                   mount_says.info("MOUNTPOINT= MOUNTPOINT=/nowhere/at/all") +
                   mount_says.info("INF - response - EXIT_STATUS=0") +
                   mount_says.info("INF - mount point - /nowhere/at/all"));

@@ -24,7 +24,7 @@ Texts fields(const VmirPath& record)
             record.viewVmdkPath.text(),      record.datastoreViewDescPath.text()};
 }
 
-Line failed_line(const std::string& step)
+Line failed_path_line(const std::string& step)
 {
     return {IXFS_LOG_ERR, "populateVmirPath",
             "ERR - Failed to build vmdk paths for file: " + step +
@@ -49,7 +49,7 @@ protected:
             EXPECT_EQ(exception.status, 20);
             EXPECT_EQ(exception.message, step + ": error code: 20, invalid parameter");
         }
-        EXPECT_EQ(log.take(), (Lines{failed_line(step)}));
+        EXPECT_EQ(log.take(), (Lines{failed_path_line(step)}));
     }
 
     LmfString view_path = string_of(view_folder);

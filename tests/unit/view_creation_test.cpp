@@ -17,7 +17,7 @@ namespace fs = std::filesystem;
 
 using Strings = std::vector<std::string>;
 
-Line failed_line(int status)
+Line failed_view_line(int status)
 {
     return {IXFS_LOG_ERR, "create_view_vmir",
             "ERR - Create view for VM Instant Recovery has failed: " + std::to_string(status) +
@@ -128,7 +128,7 @@ TEST_F(ViewCreation, MalformedDiskPathIsRefusedBeforeTheLock)
               config_lines() +
                   (Lines{{IXFS_LOG_ERR, "populateVmirPath",
                           "ERR - Failed to build vmdk paths for file: " + cause.message + "\n"},
-                         failed_line(20)}));
+                         failed_view_line(20)}));
     expect_no_folder_touched();
 }
 
@@ -161,7 +161,7 @@ TEST_F(ViewCreation, ViewForWhichMemoryIsShortIs36)
                           "ERR - calloc(" + std::to_string(sizeof(_ixfs_view_t)) +
                               ") failed, error = 12\n"},
                          {IXFS_LOG_ERR, "createGlobalLockForView", "ERR - Failed to create view\n"},
-                         failed_line(36)}));
+                         failed_view_line(36)}));
     expect_no_folder_touched();
 }
 
@@ -174,7 +174,7 @@ TEST_F(ViewCreation, FailedLockIs158AndTouchesNoFolder)
         config_lines() +
             (Lines{{IXFS_LOG_ERR, view_lock::tag, "ERR - ACE_OS::hostname() failed, error = 14\n"},
                    {IXFS_LOG_ERR, "createGlobalLockForView", "ERR - Failed to get lock\n"},
-                   failed_line(158)}));
+                   failed_view_line(158)}));
     expect_no_folder_touched();
 }
 
@@ -205,7 +205,7 @@ TEST_F(ViewCreation, FolderThatCannotBeMadeIs1AndNothingIsDeleted)
     EXPECT_EQ(image_lines(),
               expected + (Lines{{IXFS_LOG_ERR, "makeViewFolder",
                                  "ERR - Could not create folder for view: " + view_folder + "\n"},
-                                failed_line(1)}));
+                                failed_view_line(1)}));
     EXPECT_TRUE(log.with_tag("_ixfs_folder_delete()").empty());
     expect_no_folder_touched();
 }
@@ -233,7 +233,7 @@ TEST_F(ViewCreation, DiskNamedLikeAnothersDataLinkIsRefused)
                                        "ERR - Another disk's descriptor has the name of the data "
                                        "file of: " +
                                            entries[0] + "\n"},
-                                      failed_line(20)}));
+                                      failed_view_line(20)}));
     expect_no_folder_touched();
     for (const std::string name : {"a", "a-flat"}) {
         EXPECT_EQ(mount_point.read(original_path(name + ".vmdk")), "data of vm/" + name);
@@ -258,7 +258,7 @@ TEST_F(ViewCreation, DiskInTheViewFolderIsRefused)
     EXPECT_EQ(image_lines(),
               config_lines() + (Lines{{IXFS_LOG_ERR, "create_view_vmir",
                                        "ERR - Disk lies in the view folder: " + entries[0] + "\n"},
-                                      failed_line(20)}));
+                                      failed_view_line(20)}));
     EXPECT_EQ(view_names(), (Strings{"a.vmdk", "a.vmdk.desc"}));
     EXPECT_EQ(mount_point.read(view_path("a.vmdk")), "data of _vmir/a");
 }
