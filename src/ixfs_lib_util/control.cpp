@@ -93,8 +93,8 @@ void ixfs_term(_ixfs_control_t* handle)
 {
     if (_ixfs_is_invalid(handle))
         return;
-    // Views first: their locks say that somebody works in the image, so they go while it is
-    // mounted.
+    // Views first: nobody works in the image any more, and the unmount may wait for others without a
+    // limit. A caller that has unmounted already, as a preparation has, keeps their locks until here.
     while (handle->views != nullptr)
         _ixfs_view_delete(handle, handle->views);
     free_name_groups(handle->name_groups);
