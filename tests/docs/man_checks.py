@@ -9,7 +9,8 @@ from public_headers import Headers, tokens
 # Pages of others to which ours refer.
 FOREIGN = {("dlclose", "3"), ("execve", "2"), ("exit", "3"), ("fork", "2"), ("ipcs", "1"),
            ("link", "2"), ("malloc", "3"), ("mkdir", "2"), ("mount_namespaces", "7"),
-           ("pkg-config", "1"), ("printf", "3"), ("sh", "1"), ("sysvipc", "7"), ("unshare", "1")}
+           ("pkg-config", "1"), ("printf", "3"), ("sh", "1"), ("systemctl", "1"), ("sysvipc", "7"),
+           ("unshare", "1")}
 # They bound the type of the statuses, and are none.
 NO_STATUS = {"EC_STATUS_LOWEST", "EC_STATUS_HIGHEST"}
 

@@ -40,9 +40,9 @@ def options_of_synopsis(part: list[list[str]]) -> set[tuple[str, str]]:
     return found
 
 
-def compare(what: str, of_page: set, of_help: set) -> list[str]:
+def compare(what: str, of_page: set, of_help: set, source: str = "--help") -> list[str]:
     return [f"{what}: {which} is only {where}"
-            for where, only in (("in the page", of_page - of_help), ("in --help", of_help - of_page))
+            for where, only in (("in the page", of_page - of_help), (f"in {source}", of_help - of_page))
             for which in sorted(only)]
 
 
@@ -86,6 +86,20 @@ def check_ctl(page: Page, help_text: str, helps: dict[str, str]) -> list[str]:
         of_help = numbers(text[text.index("Exit status:"):])
         problems += compare("exit statuses", exit_statuses(page.part("Sh EXIT STATUS")), of_help)
     return problems
+
+
+def check_service(page: Page, unit: str) -> list[str]:
+    """Its files, its time limit, the exit status that is a success."""
+    files = set(re.findall(r"/[\w./-]*%i[\w.-]*", unit))
+    shown = {macro[2].replace("<instance>", "%i") for macro in page.part("Sh FILES")
+             if macro[:2] == ["It", "Pa"] and "<instance>" in macro[2]}
+    text = " ".join(page.source.split())
+    settings = {(setting, *re.findall(rf"^{setting}=(\d+)(?:min)?$", unit, re.MULTILINE))
+                for setting in ("TimeoutStopSec", "SuccessExitStatus")}
+    told = {("TimeoutStopSec", *re.findall(r"(\d+) minutes after the stop", text)),
+            ("SuccessExitStatus", *re.findall(r"exit status (\d+) counts as a success", text))}
+    return [*compare("files of the service", shown, files, "the unit"),
+            *compare("settings of the service", told, settings, "the unit")]
 
 
 def positionals(page: Page, subcommand: str) -> list[list[str]]:

@@ -20,6 +20,7 @@ LINKS = pathlib.Path(os.environ["IXFS_MAN_LINKS"])
 TOOLS = {name: os.environ[name.upper().replace("-", "_") + "_PROGRAM"]
          for name in ("ixfs-loopback", "ixfs-prepare", "ixfsctl")}
 SUBCOMMANDS = ("status", "clean", "explain")
+UNIT = (ROOT / "tools/ixfs-prepare/ixfs-prepare@.service.in").read_text(encoding="utf-8")
 HELP = {name: man_options.help_of(program) for name, program in TOOLS.items()}
 SUBCOMMAND_HELP = {name: man_options.help_of(TOOLS["ixfsctl"], name) for name in SUBCOMMANDS}
 
@@ -58,6 +59,7 @@ class ManPages(unittest.TestCase):
 
     def test_they_agree_with_the_tools(self):
         self.assertEqual(man_options.check_prepare(PAGES["ixfs-prepare.1"], HELP["ixfs-prepare"]), [])
+        self.assertEqual(man_options.check_service(PAGES["ixfs-prepare.1"], UNIT), [])
         self.assertEqual(man_options.check_ctl(PAGES["ixfsctl.1"], HELP["ixfsctl"], SUBCOMMAND_HELP),
                          [])
         self.assertEqual(man_options.check_loopback(PAGES["ixfs-loopback.1"], HELP["ixfs-loopback"]),
@@ -149,6 +151,16 @@ class Faults(unittest.TestCase):
                 (".It 3\n", ".It 4\n", "exit statuses: 3 is only in --help")):
             with self.subTest(complaint):
                 self.assertIn(complaint, check(altered("ixfs-prepare.1", old, new), text))
+
+    def test_of_the_service(self):
+        for old, new, complaint in (
+                ("<instance>.jsonl", "<instance>.json", "/run/ixfs-prepare/%i.jsonl is only in the unit"),
+                ("5 minutes", "6 minutes", "('TimeoutStopSec', '6') is only in the page"),
+                ("status 143 counts", "status 3 counts",
+                 "('SuccessExitStatus', '143') is only in the unit")):
+            with self.subTest(complaint):
+                self.assertIn(complaint, "\n".join(man_options.check_service(
+                    altered("ixfs-prepare.1", old, new), UNIT)))
 
     def test_of_a_subcommand(self):
         for old, new, complaint in (
