@@ -153,14 +153,9 @@ class Faults(unittest.TestCase):
                 self.assertIn(complaint, check(altered("ixfs-prepare.1", old, new), text))
 
     def test_of_the_service(self):
-        for old, new, complaint in (
-                ("<instance>.jsonl", "<instance>.json", "/run/ixfs-prepare/%i.jsonl is only in the unit"),
-                ("5 minutes", "6 minutes", "('TimeoutStopSec', '6') is only in the page"),
-                ("status 143 counts", "status 3 counts",
-                 "('SuccessExitStatus', '143') is only in the unit")):
-            with self.subTest(complaint):
-                self.assertIn(complaint, "\n".join(man_options.check_service(
-                    altered("ixfs-prepare.1", old, new), UNIT)))
+        page = altered("ixfs-prepare.1", "<instance>.jsonl", "<instance>.json")
+        self.assertIn("/run/ixfs-prepare/%i.jsonl is only in the unit",
+                      "\n".join(man_options.check_service(page, UNIT)))
 
     def test_of_a_subcommand(self):
         for old, new, complaint in (

@@ -307,9 +307,9 @@ IXFS_API extern char g_lc_time[256];
  * directory that cannot be made.
  *
  * After a failure other than EC_ALREADY_MOUNTED the handle has no mount. The mount directory stays
- * on disk. Two mounts are undone, and their mount point is removed: one without "backups", and one
- * whose mount path could not be copied for lack of memory. What a helper mounted before it failed
- * stays mounted. The handle's thread.
+ * on disk. Two mounts are undone, as ixfs_unmount does it: one without "backups", and one whose
+ * mount path could not be copied for lack of memory. What a helper mounted before it failed stays
+ * mounted. The handle's thread.
  */
 IXFS_API char* ixfs_mount(_ixfs_control_t* handle, const char* mount_cred, const char* unmount_cred,
                           int port, const char* server, unsigned int timeout, const char* reserved);
@@ -317,10 +317,17 @@ IXFS_API char* ixfs_mount(_ixfs_control_t* handle, const char* mount_cred, const
 /* Ends the handle's mount. Whatever it returns, the handle has no mount afterwards.
  *
  * Tells the validation thread to stop, without waiting for it; waits without a time limit for the
- * mount mutex; runs the helper's forced unmount. If the helper cannot run or reports a failure, the
- * library unmounts by force itself. Then it removes the mount point directory with its content. If
- * the helper had reported a mount path at the mount, the directory is removed in the same way after
- * its run.
+ * mount mutex; runs the helper's forced unmount. What follows depends on the mount path:
+ *
+ *   the helper had reported one at the mount  whatever it reports now, the mount point directory is
+ *                                             removed with its content
+ *   it had reported none                      if it reports a failure now, other than a busy
+ *                                             server, the library unmounts by force itself and
+ *                                             removes the directory likewise; else it does nothing
+ *                                             more
+ *
+ * If the mutex cannot be had, or no shell can be started for the helper, the library unmounts by
+ * force itself and removes the directory, with a mount path and without.
  *
  * The directory stays if a file system is still mounted there, if it lies in a file system that
  * came since the mount began, such as one that the helper mounted and that is still there, or if

@@ -24,7 +24,8 @@ struct MountCreds {
     const char* server;       // media server name
     int port;                 // 1 or more
     int schedule_type;        // 0 full; 1 or 4 incremental
-    unsigned int timeout;     // seconds, at most 60 are used; see ixfs_mount
+    unsigned int timeout;     // seconds to try again while the server is too busy; at most 60 are
+                              // used, 0 means one try; see ixfs_mount
     const char* reserved;     // ignored
     const char* mount_cred;   // for the mount command
     const char* unmount_cred; // for the unmount command
