@@ -396,7 +396,8 @@ IXFS_API int _ixfs_file_exists(_ixfs_control_t* handle, const char* path);
  *              given up; the first segment of the full path counts only below "/"
  * mode         passed to mkdir, for all that are made; the umask applies
  *
- * Returns 0, or 1 when a directory could not be made; those made before it stay. A mkdir that fails
+ * Returns 0, or 1 when a directory could not be made; those made before it stay. What else has the
+ * name of the last one, such as a file, counts as a directory that was there. A mkdir that fails
  * with ETIME is tried up to 100 times, at once, and then skipped without a line. If the directory
  * is missing, the mkdir of the next segment fails and is logged; after the last segment nothing
  * is. All lines have severity IXFS_LOG_INF, that of a failure too. errno is left as the last failed
