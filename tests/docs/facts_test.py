@@ -1,5 +1,5 @@
-"""The numbers and paths in the documents are those of the sources. What is looked for is also seen to
-be found where it is wrong."""
+"""The numbers and paths in the documents are those of the sources. What is wrong in altered copies is
+seen to be found."""
 import dataclasses
 import pathlib
 import re
@@ -7,7 +7,8 @@ import unittest
 
 ROOT = pathlib.Path(__file__).resolve().parents[2]
 PATTERNS = ("*.md", "docs/*.md", "docs/architecture/*.dot", "docs/architecture/*.msc", "docs/man/*.[1-9]",
-            "include/*.h", "python/*.md", "tools/*/README.md")
+            "examples/*/*.md", "include/*.h", "python/*.md", "tests/*.md", "tests/*/*.md",
+            "tools/*/README.md")
 # It tells what was, too.
 OUT_OF_DATE = {"CHANGELOG.md"}
 WORDS = {"two": 2, "three": 3, "four": 4, "five": 5, "ten": 10}
@@ -46,6 +47,7 @@ ETIME = number_in(f"{LIBRARY}/etime_retry.h", r"most_calls_on_etime = (\d+)")
 TEXT = number_in(f"{LIBRARY}/bounded_text.h", r" text_size = (\d+)")
 MESSAGE = number_in(f"{LIBRARY}/bounded_text.h", r"log_message_size = (\d+)")
 SEMAPHORES = number_in(f"{LIBRARY}/semaphore_set.cpp", r"set_size = (\d+)")
+FOREIGN = number_in(f"{LIBRARY}/semaphore_set.cpp", r"most_foreign_sets = (\d+)")
 LOOKS = number_in("src/ixfs_vmir/configuration.cpp", r"most_checks = (\d+)")
 PAUSE = number_in("src/ixfs_vmir/configuration.cpp", r"pause = \{(\d+), 0\}")
 SLOW = number_in("tools/ixfsctl/status_command.h", r"slow_after = (\d+)")
@@ -64,6 +66,7 @@ FACTS = (
     Fact(TEXT - 1, (r"(?:are|is not cut\), \w+) cut at ([\d,]+) bytes", r"of more than ([\d,]+) bytes",
                     r"longer than ([\d,]+) bytes", r"has at most ([\d,]+) bytes")),
     Fact(MESSAGE - 1, (r"message is cut at ([\d,]+) bytes",)),
+    Fact(FOREIGN, (r"creates it again ([\d,]+) times",)),
     Fact(SEMAPHORES, (r"first of the (\w+) semaphores",)),
     Fact(LOOKS, (r"after (\w+) looks", r"looks (\w+) times", r"up to (\w+) looks",
                  r"can take (\d+) checks")),
@@ -112,6 +115,24 @@ def wrong_places(documents: dict[str, str]) -> list[str]:
             for path in re.findall(r"/usr/varnis(?:/[\w.-]*\w)*", text) if not is_right(path)]
 
 
+def missing_files(documents: dict[str, str]) -> list[str]:
+    folders = "|".join(re.escape(file.name) for file in ROOT.iterdir() if file.is_dir() and file.name != "build")
+    name = re.compile(rf"(?<![\w/.>$-])(?:{folders})/[\w.@-]+(?:/[\w.@-]+)*")
+    return [f"{document}: {path}" for document, text in documents.items()
+            for path in (found.rstrip(".") for found in name.findall(text))
+            if not (ROOT / path).exists()]
+
+
+def wrong_options(documents: dict[str, str]) -> list[str]:
+    """The tables in the README and the man page have the same; the page is compared with the tool."""
+    rows = re.findall(r"^\| (`--.*?) \|", documents["tools/ixfs-prepare/README.md"], re.MULTILINE)
+    of_readme = re.findall(r"--[\w-]+", " ".join(rows))
+    page = documents["docs/man/ixfs-prepare.1"]
+    of_page = [f"-{option}" for option in re.findall(r"^\.It Fl .*?(-[\w-]+)", page, re.MULTILINE)]
+    return [f"ixfs-prepare: {option} is not in both"
+            for option in sorted(set(of_readme) ^ set(of_page))]
+
+
 def wrong_exit_statuses(documents: dict[str, str]) -> list[str]:
     """A tool's README and its man page name the same; the page is compared with the tool."""
     problems = []
@@ -127,7 +148,8 @@ def wrong_exit_statuses(documents: dict[str, str]) -> list[str]:
 
 class Facts(unittest.TestCase):
     def test_are_those_of_the_sources(self) -> None:
-        for check in (wrong_numbers, wrong_places, wrong_exit_statuses):
+        for check in (wrong_numbers, wrong_places, missing_files, wrong_options,
+                      wrong_exit_statuses):
             with self.subTest(check.__name__):
                 self.assertEqual(check(DOCUMENTS), [])
 
@@ -140,6 +162,9 @@ class Facts(unittest.TestCase):
                 (wrong_numbers, "tools/ixfsctl/README.md", "two seconds later", "three seconds later"),
                 (wrong_numbers, "docs/man/libixfs.3", "1,023 bytes", "1,024 bytes"),
                 (wrong_places, "docs/glossary.md", "/usr/varnis/var/ixfs", "/usr/varnis/ixfs"),
+                (missing_files, "docs/man/ixfs-prepare.1", "docs/ixfs-prepare.schema.json",
+                 "docs/prepare.schema.json"),
+                (wrong_options, "tools/ixfs-prepare/README.md", "`--new-disk-uuids` | g", "| g"),
                 (wrong_exit_statuses, "tools/ixfs-prepare/README.md", "\n| 3 |", "\n| 4 |")):
             with self.subTest(new):
                 assert old in DOCUMENTS[name], f"{name} has no {old!r}"
