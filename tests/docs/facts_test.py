@@ -20,7 +20,7 @@ def read(path: str) -> str:
 
 def in_one_line(text: str) -> str:
     """Without what begins the lines of comments and of mdoc."""
-    return re.sub(r"\n(?: ?\*|//|\.(?:Pp|Nm|Fl|Fn|Pa)\b)?\s*|\s+", " ", text)
+    return re.sub(r"\n\s*(?:\*|//|\.(?:Pp|Nm|Fl|Fn|Pa)\b)?\s*|\s+", " ", text)
 
 
 def constant(path: str, pattern: str) -> str:
@@ -50,6 +50,11 @@ SEMAPHORES = number_in(f"{LIBRARY}/semaphore_set.cpp", r"set_size = (\d+)")
 FOREIGN = number_in(f"{LIBRARY}/semaphore_set.cpp", r"most_foreign_sets = (\d+)")
 LOOKS = number_in("src/ixfs_vmir/configuration.cpp", r"most_checks = (\d+)")
 PAUSE = number_in("src/ixfs_vmir/configuration.cpp", r"pause = \{(\d+), 0\}")
+PORT = number_in("tools/ixfs-prepare/values.h", r"highest_port = (\d+)")
+JOBS = number_in("tools/ixfs-prepare/option_table.cpp", r"highest_jobs = (\d+)")
+DEFAULT = number_in("tools/ixfs-prepare/request.h", r"timeout = (\d+)")
+ARGUMENTS = number_in("tools/support/helper_argument.cpp", r"max_variable_length = (\d+)")
+LINES = number_in("tools/ixfs-prepare/phase.h", r"most_helper_lines = (\d+)")
 SLOW = number_in("tools/ixfsctl/status_command.h", r"slow_after = (\d+)")
 UNIT = "tools/ixfs-prepare/ixfs-prepare@.service.in"
 
@@ -62,9 +67,10 @@ FACTS = (
     Fact(ATTEMPTS, (r"(\d+) attempts failed", r"up to (\d+) numbers are tried")),
     Fact(ATTEMPTS - 1, (r"the attempt, 0 to (\d+)", r"number 0, 1, \.\.\. (\d+)")),
     Fact(ETIME, (r"tried up to (\d+) times", r"repeated up to (\d+) times", r"up to (\d+) calls in all",
-                 r"time-outs: up to (\d+)")),
+                 r"time-outs: up to (\d+)", r"checks of (\d+) time-outs", r"can take (\d+) time-outs")),
     Fact(TEXT - 1, (r"(?:are|is not cut\), \w+) cut at ([\d,]+) bytes", r"of more than ([\d,]+) bytes",
-                    r"longer than ([\d,]+) bytes", r"has at most ([\d,]+) bytes")),
+                    r"longer than ([\d,]+) bytes", r"has at most ([\d,]+) bytes",
+                    r"into the extent line; cut at ([\d,]+) bytes")),
     Fact(MESSAGE - 1, (r"message is cut at ([\d,]+) bytes",)),
     Fact(FOREIGN, (r"creates it again ([\d,]+) times",)),
     Fact(SEMAPHORES, (r"first of the (\w+) semaphores",)),
@@ -73,6 +79,11 @@ FACTS = (
     Fact(PAUSE, (r"(\d+) s apart", r"(\d+) seconds apart", r"pauses of (\d+) seconds",
                  r"those of (\d+) seconds for the configuration", r"`wait_for_file` \| (\d+) seconds")),
     Fact(PAUSE * (LOOKS - 1), (r"(\d+) seconds in all", r"up to (\d+) seconds for the configuration")),
+    Fact(PORT, (r"port,? 1 to (\d+)",)),
+    Fact(JOBS, (r"servers to work on at once, 1 to (\d+)",)),
+    Fact(DEFAULT, (r"too busy; the default is (\d+)", r"too busy; (\d+) if not given")),
+    Fact(ARGUMENTS, (r"at most (\d+) bytes, because the helper", r"credential within (\d+) bytes")),
+    Fact(LINES, (r"`last_lines` are its last lines, at most (\w+)",)),
     Fact(SLOW, (r"a running helper counts as wrong; (\d+) if not",)),
     Fact(SLOW // 60, (r"runs for more than (\w+) minutes",)),
     Fact(number_in("tools/ixfsctl/process_end.cpp", r"patience_with_process\((\d+)\)"),
@@ -158,6 +169,7 @@ class Facts(unittest.TestCase):
                 (wrong_numbers, "docs/man/ixfs.7", "300 seconds", "30 seconds"),
                 (wrong_numbers, "docs/architecture/locks.dot", "waits 300 s", "waits 200 s"),
                 (wrong_numbers, "include/ixfs.h", "more than 60 is taken", "more than 90 is taken"),
+                (wrong_numbers, "include/ixfs_vmir.h", "at most 60 are", "at most 90 are"),
                 (wrong_numbers, "docs/hazards.md", "up to 100 calls", "up to 10 calls"),
                 (wrong_numbers, "tools/ixfsctl/README.md", "two seconds later", "three seconds later"),
                 (wrong_numbers, "docs/man/libixfs.3", "1,023 bytes", "1,024 bytes"),
