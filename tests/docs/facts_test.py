@@ -89,7 +89,6 @@ FACTS = (
     Fact(number_in("tools/ixfsctl/process_end.cpp", r"patience_with_process\((\d+)\)"),
          (r"(\w+) seconds later by SIGKILL",)),
     Fact(number_in(UNIT, r"TimeoutStopSec=(\d+)min"), (r"(\w+) minutes after the stop",)),
-    Fact(number_in(UNIT, r"SuccessExitStatus=(\d+)\n"), (r"exit status (\d+) counts as a success",)),
 )
 PRODUCT = "tools/support/product.h"
 PLACES = (constant(PRODUCT, r'helper_path = "(.*?)"'), constant(PRODUCT, r'mount_base = "(.*?)"'),
