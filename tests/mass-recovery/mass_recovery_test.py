@@ -23,13 +23,13 @@ HELPER = """#!/bin/bash
 store=/usr/varnis/var/ixfs-loopback
 stat --format=%a /run/ixfs-mass-recovery >>"$store/modes"
 ls /run/ixfs-mass-recovery >>"$store/beside"
+grep -rs secret HOME/.ansible /run >>"$store/files"
 job=() pid=$PPID
 while ((pid > 1)); do
     read -r _ name _ parent _ <"/proc/$pid/stat"
     if [[ $name == "(ixfs-prepare)" || $name == "(flock)" ]]; then
         job=("$pid" "${job[@]}") # the first process first: it would replace a worker that dies
         cat "/proc/$pid/cmdline" >>"$store/commands"
-        [[ $name != "(flock)" ]] || stat --dereference --format=%a "/proc/$pid/fd/0" >>"$store/modes"
     fi
     pid=$parent
 done
@@ -55,7 +55,7 @@ class Host:
         self.store = folder / "store"
         shutil.copytree(images, self.store)
         helper = folder / "helper"
-        helper.write_text(HELPER.replace("LOOPBACK", LOOPBACK))
+        helper.write_text(HELPER.replace("LOOPBACK", LOOPBACK).replace("HOME", str(folder.parent)))
         self._holder = subprocess.Popen(
             [SUPPORT / "in_namespace", "--helper", helper, "--store", self.store, "sh", "-c",
              "mount -t tmpfs run /run && echo ready && exec sleep infinity"],
@@ -142,7 +142,7 @@ class MassRecovery(unittest.TestCase):
     def recover(self, *arguments):
         """Exit status and output of the playbook."""
         environment = os.environ | {
-            "HOME": str(self.folder), "ANSIBLE_PIPELINING": "1", "ANSIBLE_NOCOLOR": "1",
+            "HOME": str(self.folder), "ANSIBLE_NOCOLOR": "1",
             "LC_ALL": "C.UTF-8", "ANSIBLE_DEPRECATION_WARNINGS": "0"}
         result = subprocess.run(
             ["/usr/bin/ansible-playbook", "-vvv", "--diff", "-i", self.folder / "inventory.json",
@@ -163,9 +163,10 @@ class MassRecovery(unittest.TestCase):
         for secret in SECRETS:
             self.assertNotIn(secret, output)
         for host in self.hosts:
-            self.assertEqual(set((host.store / "modes").read_text().split()), {"700", "600"})
+            self.assertEqual(set((host.store / "modes").read_text().split()), {"700"})
             self.assertEqual(set((host.store / "beside").read_text().split()), {"lock", "results"})
             self.assertNotIn("secret", (host.store / "commands").read_text())
+            self.assertEqual((host.store / "files").read_text(), "")
             self.assertEqual(host.run("ls", "/run/ixfs-mass-recovery"), "lock\n")
 
     def test_what_a_dying_host_leaves_is_done_by_another(self):

@@ -103,7 +103,8 @@ constexpr const char* bash_functions = R"(
     fi
     if [[ -z $ended && $current == --*=* ]]; then
         name=${current%%=*}
-        [[ $COMP_WORDBREAKS == *=* ]] || prefix=$name=
+        # Bash replaces what stands behind a break or a quote.
+        [[ $COMP_WORDBREAKS == *=* || $current == *=[\"\']* ]] || prefix=$name=
         ! @COMMAND@_may "$name" || @COMMAND@_value "${value[$name]-}" "${current#*=}"
         return
     fi
