@@ -27,9 +27,15 @@ def key(vm: Vm | Result) -> str:
 def read_vms(text: str) -> list[Vm]:
     """The VMs of a list. ixfs-prepare checks the rest of each line."""
     vms: dict[str, Vm] = {}
-    for number, line in enumerate(text.splitlines(), 1):
-        vm = json.loads(line)
-        if not all(isinstance(vm.get(name), str) for name in ("server", "backup_id")):
+    for number, line in enumerate(text.split("\n"), 1):  # not at U+2028, which a string may have
+        if not line.strip():
+            continue
+        try:
+            vm = json.loads(line)
+        except ValueError as error:
+            raise ValueError(f"line {number} is no JSON: {error}") from error
+        if not isinstance(vm, dict) or not all(
+                isinstance(vm.get(name), str) for name in ("server", "backup_id")):
             raise ValueError(f"line {number} needs a server and a backup_id")
         if any("cred" in name for name in vm):
             raise ValueError(f"line {number} has credentials: they belong in the vault")
@@ -42,14 +48,20 @@ def read_vms(text: str) -> list[Vm]:
 def results_of(host: str, output: str) -> list[Result]:
     """What a host printed. One that died may have left half a line, and prints no summary."""
     results = []
-    for line in output.splitlines():
+    for line in output.split("\n"):
         try:
             result = json.loads(line)
         except ValueError:
             continue
-        if "server" in result:
+        if isinstance(result, dict) and "server" in result:
             results.append({**result, "host": host})
     return results
+
+
+def newest(results: list[Result], hosts_before: dict[str, str]) -> list[Result]:
+    """Without the failures on a host that another one followed: it says them until it works again."""
+    return [result for result in results if result["status"] == 0
+            or hosts_before.get(key(result), result["host"]) == result["host"]]
 
 
 def merged(vms: list[Vm], results: list[Result]) -> list[Result]:
@@ -126,7 +138,7 @@ def write(path: pathlib.Path, text: str) -> None:
 
 
 def json_lines(path: pathlib.Path) -> list[Result]:
-    return [json.loads(line) for line in path.read_text().splitlines()] if path.exists() else []
+    return [json.loads(line) for line in path.read_text("utf-8").splitlines()] if path.exists() else []
 
 
 def main() -> None:
@@ -139,18 +151,18 @@ def main() -> None:
     options = parser.parse_args()
     said = json.load(sys.stdin)
 
-    vms = read_vms(options.list.read_text())
+    vms = read_vms(options.list.read_text("utf-8"))
     results = json_lines(options.results)
     done = [host for host, answer in said.items()
             if answer.get("rc") == 0 and host not in options.dead]
-    for host in done:
-        results += results_of(host, said[host]["stdout"])
-    results = merged(vms, results)
-    write(options.results, "".join(json.dumps(result) + "\n" for result in results))
-
     # Which host had which VM is kept: a host that is silent later may still be at work on them.
     hosts_file = options.results.with_name(options.results.name + ".hosts")
     hosts_before = json.loads(hosts_file.read_text()) if hosts_file.exists() else {}
+    for host in done:
+        results += newest(results_of(host, said[host]["stdout"]), hosts_before)
+    results = merged(vms, results)
+    write(options.results, "".join(json.dumps(result) + "\n" for result in results))
+
     left = not_prepared(vms, results)
     doubtful = in_doubt(left, hosts_before, done + options.dead)
     free = [vm for vm in left if vm not in doubtful]

@@ -95,11 +95,11 @@ def make_images(folder):
     shutil.copytree(backups / "second", backups / ODD)
     shutil.copytree(folder / "media1", folder / "media2")
     shutil.copytree(backups / "second", folder / "media2/backups/third")
-    shutil.copytree(backups / "second", folder / "media4/backups/second")
+    shutil.copytree(backups / "second", folder / "copy/backups/second")
     vms = []
     for server, clients in (("media1", ["sample-client", "second"]),
                             ("media2", ["sample-client", "second", "third"]),
-                            ("media3", [ODD]), ("media4", ["second"])):
+                            ("media3", [ODD]), ("copy", ["second"])):  # Python's dictionaries have a copy
         for client in clients:
             vms.append({"server": server, "backup_id": backup_id.replace("sample-client", client),
                         "disks": [disk.replace("sample-client", client)], "timeout": 0})
@@ -137,12 +137,13 @@ class MassRecovery(unittest.TestCase):
             "ixfs_credentials": credentials, "ixfs_prepare": PREPARE, "jobs": 1,
             "vm_list": str(self.folder / "vms.jsonl"),
             "results_file": str(self.folder / "results.jsonl")}))
-        (self.folder / "results.jsonl.hosts").write_text('{"media4 second_1700000000": "gone"}')
+        (self.folder / "results.jsonl.hosts").write_text('{"copy second_1700000000": "gone"}')
 
     def recover(self, *arguments):
         """Exit status and output of the playbook."""
         environment = os.environ | {
             "HOME": str(self.folder), "ANSIBLE_NOCOLOR": "1",
+            "ANSIBLE_REMOTE_TMP": str(self.folder / ".ansible/tmp"),
             "LC_ALL": "C.UTF-8", "ANSIBLE_DEPRECATION_WARNINGS": "0"}
         result = subprocess.run(
             ["/usr/bin/ansible-playbook", "-vvv", "--diff", "-i", self.folder / "inventory.json",
@@ -169,13 +170,24 @@ class MassRecovery(unittest.TestCase):
             self.assertEqual((host.store / "files").read_text(), "")
             self.assertEqual(host.run("ls", "/run/ixfs-mass-recovery"), "lock\n")
 
+    def test_refuses_what_would_leave_hosts_out(self):
+        for arguments in (["--check"], ["--limit", "first"]):
+            status, output = self.recover(*arguments)
+            self.assertEqual(status, 2, output)
+            self.assertIn("works neither with --check nor with --limit", output)
+        (self.folder / "inventory.json").write_text('{"recovery": {"hosts": {}}}')
+        status, output = self.recover()
+        self.assertEqual(status, 2, output)
+        self.assertIn("no host in the group", output)
+        self.assertEqual([host.mounts() for host in self.hosts], [[], []])
+
     def test_what_a_dying_host_leaves_is_done_by_another(self):
         first, second = self.hosts
         (first.store / "deadly").write_text("2\n")
         status, output = self.recover()
         self.assertEqual(status, 2, output)
         self.assertIn(f"media3 {ODD}_1700000000: mount helper failed (29) on first", output)
-        self.assertIn("media4 second_1700000000: in doubt, its host may still be at work", output)
+        self.assertIn("copy second_1700000000: in doubt, its host may still be at work", output)
         self.assertEqual(self.outcome(), [
             ("media1", "sample-client", 0, "second"), ("media1", "second", 0, "second"),
             ("media2", "sample-client", 0, "first"), ("media2", "second", 0, "second"),
@@ -192,7 +204,7 @@ class MassRecovery(unittest.TestCase):
         self.assertEqual(status, 0, output)
         self.assertEqual([entry[2] for entry in self.outcome()], [0] * len(self.vms))
         self.assertEqual(sorted(first.mounts() + second.mounts()),
-                         [("media3", ours), ("media4", ours)])
+                         [("copy", ours), ("media3", ours)])
         self.assert_credentials_stay_hidden(output)
 
 

@@ -64,8 +64,19 @@ class Doubt(unittest.TestCase):
 
 class Results(unittest.TestCase):
     def test_half_a_line_and_the_summary_are_no_results(self):
-        output = json.dumps(result("a1", 0)) + '\n{"summary":{}}\n{"server":"a","ba'
+        output = json.dumps(result("a1", 0)) + '\n{"summary":{}}\n"server"\n{"server":"a","ba'
         self.assertEqual(planner.results_of("h2", output), [result("a1", 0, "h2")])
+
+    def test_a_name_may_have_what_unicode_calls_the_end_of_a_line(self):
+        odd = {**result("a1", 0), "paths": ["a\u2028b\x85c"]}
+        output = json.dumps(odd, ensure_ascii=False) + "\n"
+        self.assertEqual(planner.results_of("h1", output), [odd])
+        self.assertEqual(planner.read_vms(output), [odd])
+
+    def test_a_failure_does_not_count_once_the_vm_went_to_another_host(self):
+        results = [result("a1", 29, "h1"), result("a2", 0, "h1"), result("a3", 29, "h1")]
+        before = dict.fromkeys(keys("a1", "a2"), "h2")
+        self.assertEqual(planner.newest(results, before), results[1:])
 
     def test_a_success_stays_and_else_the_newest_counts(self):
         known = [result("a1", 0), result("a2", 29), result("b1", 0)]
@@ -83,7 +94,9 @@ class List(unittest.TestCase):
     def test_a_list_that_would_be_mixed_up_is_refused(self):
         good = '{"server":"a","backup_id":"1"}\n'
         self.assertEqual(planner.read_vms(good), vms("a1"))
-        for text in (good + good, good + '{"server":"a"}\n', "no json\n",
+        self.assertEqual(planner.read_vms(good.replace("\n", "\r\n\r\n")), vms("a1"))
+        self.assertEqual(planner.read_vms(""), [])
+        for text in (good + good, good + '{"server":"a"}\n', "no json\n", "[]\n", "\ufeff" + good,
                      '{"server":"a","backup_id":"1","mount_cred":"x"}\n'):
             with self.assertRaises(ValueError):
                 planner.read_vms(text)
