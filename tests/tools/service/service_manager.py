@@ -10,7 +10,7 @@ import signal
 import subprocess
 
 HANDLED = {"Type", "LoadCredential", "ExecStart", "StandardOutput", "StandardError", "KillMode",
-           "TimeoutStopSec", "SuccessExitStatus"}
+           "TimeoutStopSec"}
 CREDENTIALS = pathlib.Path("/run/credentials")
 
 
@@ -77,9 +77,6 @@ class Service:
         """Whatever still runs of it; nothing, after wait()."""
         if self._process is not None and self._process.poll() is None:
             os.killpg(self._process.pid, signal.SIGKILL)
-
-    def is_success(self, exit_status):
-        return exit_status in {0, *map(int, self._setting("SuccessExitStatus").split())}
 
     def _setting(self, name):
         (value,) = self._settings[name]

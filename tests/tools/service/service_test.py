@@ -153,12 +153,12 @@ class ServiceTest(unittest.TestCase):
     def test_a_new_start_replaces_the_result(self):
         self.run_service()
         self.control("mount/status", "29")
-        status, _ = self.run_service()
-        self.assertFalse(self.service.is_success(status))
+        status, errors = self.run_service()
+        self.assertEqual(status, 1, errors)
         result, _ = self.results()
         self.assertEqual(result["status"], 29)
 
-    def test_a_stop_while_it_mounts_unmounts_and_is_a_success(self):
+    def test_a_stop_while_it_mounts_unmounts_and_is_no_success(self):
         hang = CONTROL / "mount/hang"
         os.mkfifo(hang)
         self.service.start()
@@ -169,7 +169,6 @@ class ServiceTest(unittest.TestCase):
             seconds.write("0\n")
         status, errors = self.service.wait()
         self.assertEqual(status, 143, errors)
-        self.assertTrue(self.service.is_success(status))
         result, _ = self.results()
         self.assertEqual((result["status"], result["signal"]), (0, 15))
         self.assertEqual(calls(), ["mount", "umount"])
@@ -178,15 +177,23 @@ class ServiceTest(unittest.TestCase):
         self.control("umount/keep", "")
         status, errors = self.run_service()
         self.assertEqual(status, 3, errors)
-        self.assertFalse(self.service.is_success(status))
         self.assertIn("ixfsctl clean --server media1", errors)
         run("umount", MOUNT_BASE + "media1")
+
+    def test_only_exit_status_0_is_a_success(self):
+        settings = read_unit(self.unit)["Service"].keys()
+        self.assertFalse({name for name in settings if name.startswith("SuccessExit")})
+
+    def test_an_empty_credential_is_refused(self):
+        self.write("web.unmount-cred", "")
+        status, errors = self.run_service()
+        self.assertEqual(status, 2, errors)
+        self.assertEqual((self.results(), calls()), ([], []))
 
     def test_settings_reach_no_shell(self):
         self.write("web.json", json.dumps({**self.vm, "server": "media1;touch${IFS}/run/x"}))
         status, errors = self.run_service()
         self.assertEqual(status, 2, errors)
-        self.assertFalse(self.service.is_success(status))
         self.assertEqual(calls(), [])
 
     def test_a_name_that_systemd_escapes_names_the_files(self):
