@@ -13,7 +13,7 @@ import sys
 import tempfile
 import unittest
 
-from shells import Bash, BashWithItsCompletion, Zsh
+from shells import Bash, BashThatBreaksNoWordAtEqualsSigns, BashWithItsCompletion, Zsh
 
 SCRIPTS = sys.argv.pop(1)
 os.environ["PATH"] = ":".join([*sys.argv[1:], os.environ["PATH"]])
@@ -216,6 +216,13 @@ class InBash(Completion, unittest.TestCase):
     def test_completes_before_the_rest_of_a_word(self):
         back = "\x02"
         self.assert_becomes("ixfs-prepare --quiX" + back, "ixfs-prepare --quietX")
+
+    def test_completes_values_where_words_do_not_break_at_equals_signs(self):
+        shell = BashThatBreaksNoWordAtEqualsSigns(SCRIPTS, self.folder, self.scratch.name, HOSTS)
+        self.addCleanup(shell.close)
+        for given, completed in (("f", "full "), ("'f", "'full' "), ('"f', '"full" ')):
+            line = "ixfs-prepare --schedule="
+            self.assertEqual(shell.line_after(line + given + "\t"), line + completed)
 
     refused_hosts = ["-x", "a=b", "$(touch${IFS}executed)"]
 

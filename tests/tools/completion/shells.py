@@ -93,6 +93,10 @@ class Bash(Shell):
     command = ["bash", "--noprofile", "--rcfile", os.path.join(HERE, "bashrc"), "-i"]
 
 
+class BashThatBreaksNoWordAtEqualsSigns(Bash):
+    surroundings = {"NO_BREAK": "="}
+
+
 class BashWithItsCompletion(Bash):
     """With Debian's package bash-completion, which finds the scripts by itself."""
 
