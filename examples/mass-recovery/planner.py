@@ -42,6 +42,8 @@ def read_vms(text: str) -> list[Vm]:
         if key(vm) in vms:
             raise ValueError(f"line {number} has the image of an earlier line")
         vms[key(vm)] = vm
+    if not vms:
+        raise ValueError("the list has no VM")
     return list(vms.values())
 
 
@@ -64,13 +66,18 @@ def newest(results: list[Result], hosts_before: dict[str, str]) -> list[Result]:
             or hosts_before.get(key(result), result["host"]) == result["host"]]
 
 
-def merged(vms: list[Vm], results: list[Result]) -> list[Result]:
-    """One result for each VM that has any, in the list's order. A success stays; else the newest."""
+def merged(vms: list[Vm], known: list[Result], new: list[Result]) -> list[Result]:
+    """One result for each VM that has any, in the list's order. A success stays; else the newest.
+
+    What is known of VMs that are no longer in the list follows.
+    """
+    listed = [key(vm) for vm in vms]
+    wanted = set(listed)
     best: dict[str, Result] = {}
-    for result in results:
+    for result in known + [result for result in new if key(result) in wanted]:
         if key(result) not in best or best[key(result)]["status"] != 0:
             best[key(result)] = result
-    return [best[key(vm)] for vm in vms if key(vm) in best]
+    return [best[name] for name in dict.fromkeys(listed + list(best)) if name in best]
 
 
 def not_prepared(vms: list[Vm], results: list[Result]) -> list[Vm]:
@@ -152,15 +159,15 @@ def main() -> None:
     said = json.load(sys.stdin)
 
     vms = read_vms(options.list.read_text("utf-8"))
-    results = json_lines(options.results)
+    new: list[Result] = []
     done = [host for host, answer in said.items()
             if answer.get("rc") == 0 and host not in options.dead]
     # Which host had which VM is kept: a host that is silent later may still be at work on them.
     hosts_file = options.results.with_name(options.results.name + ".hosts")
     hosts_before = json.loads(hosts_file.read_text()) if hosts_file.exists() else {}
     for host in done:
-        results += newest(results_of(host, said[host]["stdout"]), hosts_before)
-    results = merged(vms, results)
+        new += newest(results_of(host, said[host]["stdout"]), hosts_before)
+    results = merged(vms, json_lines(options.results), new)
     write(options.results, "".join(json.dumps(result) + "\n" for result in results))
 
     left = not_prepared(vms, results)

@@ -80,8 +80,9 @@ class Results(unittest.TestCase):
 
     def test_a_success_stays_and_else_the_newest_counts(self):
         known = [result("a1", 0), result("a2", 29), result("b1", 0)]
-        merged = planner.merged(vms("a2", "a1"), known + [result("a1", 29), result("a2", 11, "h2")])
-        self.assertEqual(merged, [result("a2", 11, "h2"), result("a1", 0)])
+        new = [result("a1", 29), result("a2", 11, "h2"), result("c1", 0)]
+        merged = planner.merged(vms("a2", "a1"), known, new)
+        self.assertEqual(merged, [result("a2", 11, "h2"), result("a1", 0), result("b1", 0)])
 
     def test_problems_name_what_is_not_prepared_and_what_is_still_mounted(self):
         results = [result("a1", 29), {**result("a2", 0), "still_mounted": True}]
@@ -95,8 +96,7 @@ class List(unittest.TestCase):
         good = '{"server":"a","backup_id":"1"}\n'
         self.assertEqual(planner.read_vms(good), vms("a1"))
         self.assertEqual(planner.read_vms(good.replace("\n", "\r\n\r\n")), vms("a1"))
-        self.assertEqual(planner.read_vms(""), [])
-        for text in (good + good, good + '{"server":"a"}\n', "no json\n", "[]\n", "\ufeff" + good,
+        for text in ("", good + good, good + '{"server":"a"}\n', "no json\n", "[]\n", "\ufeff" + good,
                      '{"server":"a","backup_id":"1","mount_cred":"x"}\n'):
             with self.assertRaises(ValueError):
                 planner.read_vms(text)
