@@ -46,7 +46,7 @@ int specimen_removed()
     return 1;
 }
 #endif
-#ifdef ADD_FUNCTION
+#if defined(ADD_FUNCTION) || defined(ADD_TO_RELEASED_VERSION)
 int specimen_added()
 {
     return 1;

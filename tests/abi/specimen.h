@@ -83,7 +83,7 @@ SPECIMEN_API int specimen_prepare(const ixfs_prepare_request* request);
 #ifndef REMOVE_FUNCTION
 SPECIMEN_API int specimen_removed();
 #endif
-#ifdef ADD_FUNCTION
+#if defined(ADD_FUNCTION) || defined(ADD_TO_RELEASED_VERSION)
 SPECIMEN_API int specimen_added();
 #endif
 }
