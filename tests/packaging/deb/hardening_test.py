@@ -65,6 +65,14 @@ class CheckHardening(unittest.TestCase):
             with self.subTest(lack):
                 self.expect_only(lack, *options)
 
+    def test_sees_a_source_that_was_compiled_without_one(self):
+        bare = self.folder / "bare.o"
+        subprocess.run(["gcc", *PROTECTED[:3], "-g1", "-fPIE", "-c", "-xc", "-", "-o", bare],
+                       input="int unprotected(void) { return 1; }", text=True, check=True)
+        lacks = self.lacks_of("-xnone", bare)
+        for option in ["-fstack-protector-strong", "-fstack-clash-protection", "-fcf-protection"]:
+            self.assertTrue(any(f"lacks {option}" in lack for lack in lacks), lacks)
+
     def test_the_files_given_lack_nothing(self):
         run = subprocess.run([CHECK, *FILES], stdout=subprocess.PIPE, text=True, check=False)
         self.assertEqual((run.returncode, run.stdout), (0, ""))
