@@ -17,32 +17,32 @@
 namespace view_lock
 {
 
-inline constexpr char tag[] = "_ixfs_view_lock()";
+inline constexpr char lock_tag[] = "_ixfs_view_lock()";
 
 inline Line host_line(const std::string& host)
 {
-    return {IXFS_LOG_ERR, tag, "INF - ACE_OS::hostname: " + host + "\n"};
+    return {IXFS_LOG_ERR, lock_tag, "INF - ACE_OS::hostname: " + host + "\n"};
 }
 
 inline Line base_name_line(const std::string& base_name)
 {
-    return {IXFS_LOG_INF, tag, "INF - base_name: " + base_name + "\n"};
+    return {IXFS_LOG_INF, lock_tag, "INF - base_name: " + base_name + "\n"};
 }
 
 inline Line trying_line(const std::string& mutex)
 {
-    return {IXFS_LOG_INF, tag, "INF - Trying to create mutex: " + mutex + "\n"};
+    return {IXFS_LOG_INF, lock_tag, "INF - Trying to create mutex: " + mutex + "\n"};
 }
 
 inline Line lost_line(int error)
 {
-    return {IXFS_LOG_WRN, tag,
+    return {IXFS_LOG_WRN, lock_tag,
             "WRN - Acquire failed for ACE_Process_Mutex, error = " + std::to_string(error) + "\n"};
 }
 
 inline Line won_line(const std::string& mutex)
 {
-    return {IXFS_LOG_INF, tag, "INF - Successfully created mutex: " + mutex + "\n"};
+    return {IXFS_LOG_INF, lock_tag, "INF - Successfully created mutex: " + mutex + "\n"};
 }
 
 // Whether an operation on a lock is a try to get it.

@@ -18,7 +18,7 @@ namespace
 
 const fs::path store = "/usr/varnis/var/ixfs-loopback";
 constexpr char mounts_below[] = "/usr/varnis/var/ixfs";
-constexpr char helper[] = "/usr/varnis/stowline/bin/ixfs";
+constexpr char helper_path[] = "/usr/varnis/stowline/bin/ixfs";
 const std::string images = "backups/client/allusers/full/";
 
 std::string disk_name(int number)
@@ -162,7 +162,7 @@ std::vector<pid_t> helpers()
             return std::string(std::istreambuf_iterator<char>(file), {});
         }();
         const fs::path program = fs::read_symlink(entry.path() / "exe", error);
-        if (program == helper || arguments.rfind(std::string("sh\0-c", 5), 0) == 0)
+        if (program == helper_path || arguments.rfind(std::string("sh\0-c", 5), 0) == 0)
             found.push_back(std::stoi(name));
     }
     return found;

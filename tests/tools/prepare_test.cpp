@@ -14,8 +14,8 @@ namespace
 
 const fs::path mount_base = "/usr/varnis/var/ixfs";
 const fs::path mount_point = mount_base / "media1";
-const fs::path image = "backups/client/allusers";
-const fs::path vm_folder = mount_point / image / "full/7/vm";
+const fs::path image_below = "backups/client/allusers";
+const fs::path vm_folder = mount_point / image_below / "full/7/vm";
 
 constexpr char descriptor[] = "# Disk DescriptorFile\n"
                               "RW 2048 VMFS \"disk-flat.vmdk\"\n"
@@ -128,7 +128,7 @@ void PrepareTest::use_standard_input()
 
 void PrepareTest::provide_image(const std::string& configuration)
 {
-    const fs::path time_folder = mount_point / image / options.at("schedule") / "7";
+    const fs::path time_folder = mount_point / image_below / options.at("schedule") / "7";
     fs::create_directories(time_folder);
     fs::create_directories(vm_folder);
     write_file(time_folder / "^^.^VIRTUAL_FILE_FSMAP", configuration);
@@ -144,5 +144,5 @@ void PrepareTest::provide_disk(const std::string& name)
 
 std::string PrepareTest::read_view_file(const std::string& name) const
 {
-    return bytes_of(mount_point / image / "full/7/_vmir" / name);
+    return bytes_of(mount_point / image_below / "full/7/_vmir" / name);
 }

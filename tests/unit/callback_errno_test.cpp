@@ -16,11 +16,11 @@ void disturb(int severity, const char* tag, const char* message)
     errno = EXDEV;
 }
 
-int job_lines = 0;
+int lines_of_job = 0;
 
 void disturb_job(void*, int, int, int, int, int, const char*, ...)
 {
-    ++job_lines;
+    ++lines_of_job;
     errno = EXDEV;
 }
 
@@ -30,7 +30,7 @@ protected:
     CallbackErrno()
     {
         handle = disturbed(disturb);
-        job_lines = 0;
+        lines_of_job = 0;
     }
 
     Handle disturbed(ixfs_log_callback callback)
@@ -55,7 +55,7 @@ TEST_F(CallbackErrno, LoggingLeavesErrnoAlone)
         }
     }
     EXPECT_EQ(log.lines().size(), 4U);
-    EXPECT_EQ(job_lines, 4);
+    EXPECT_EQ(lines_of_job, 4);
 }
 
 TEST_F(CallbackErrno, FolderCreationLeavesTheErrnoOfItsLastFailure)

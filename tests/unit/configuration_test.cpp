@@ -20,20 +20,22 @@ namespace
 namespace fs = std::filesystem;
 using namespace std::string_literals;
 
-constexpr char tag[] = "readXml";
+constexpr char read_step[] = "readXml";
 
 Line found_line(std::size_t size, const std::string& path)
 {
-    return {IXFS_LOG_INF, tag,
+    return {IXFS_LOG_INF, read_step,
             "INF - Found xml file of size: " + std::to_string(size) + " bytes, " + path + "\n"};
 }
 
 Line reported_size_line(std::size_t size)
 {
-    return {IXFS_LOG_INF, tag, "INF - Size reported by stat: " + std::to_string(size) + " bytes\n"};
+    return {IXFS_LOG_INF, read_step,
+            "INF - Size reported by stat: " + std::to_string(size) + " bytes\n"};
 }
 
-const Line waiting_line{IXFS_LOG_INF, tag, "INF - waiting for VM Config file to be accessible\n"};
+const Line waiting_line{IXFS_LOG_INF, read_step,
+                        "INF - waiting for VM Config file to be accessible\n"};
 
 // Sleeps that end at once, and what was asked of them.
 class SkippedSleeps
@@ -71,7 +73,7 @@ protected:
 
     Line error(const std::string& front, const std::string& back = "") const
     {
-        return {IXFS_LOG_ERR, tag, "ERR - " + front + config_path() + back + "\n"};
+        return {IXFS_LOG_ERR, read_step, "ERR - " + front + config_path() + back + "\n"};
     }
 
     void expect_no_view()
@@ -99,7 +101,7 @@ protected:
                 const std::string open = "/proc/self/fd/" + std::to_string(descriptor);
                 if (fs::read_symlink(open) != config_path())
                     return std::optional<ssize_t>();
-                number += log.with_tag(tag).size() == lines_until_size_is_known;
+                number += log.with_tag(read_step).size() == lines_until_size_is_known;
                 errno = error_of(number);
                 return errno != 0 ? std::optional<ssize_t>(-1) : std::nullopt;
             });
@@ -251,8 +253,8 @@ TEST_F(Configuration, FileThatGrowsBehindItsSizeIsReadToItsEnd)
     EXPECT_EQ(prepare(), EC_OK);
     EXPECT_EQ(config, "<vm>longer</vm>");
     Lines expected = config_lines();
-    expected[5] = {IXFS_LOG_INF, tag, "INF - Read file size: 15\n"};
-    expected[6] = {IXFS_LOG_INF, tag, "INF - Size after striping padding: 15\n"};
+    expected[5] = {IXFS_LOG_INF, read_step, "INF - Read file size: 15\n"};
+    expected[6] = {IXFS_LOG_INF, read_step, "INF - Size after striping padding: 15\n"};
     EXPECT_EQ(image_lines(), expected + lock_lines() + new_folder_lines());
 }
 

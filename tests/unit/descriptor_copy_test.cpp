@@ -13,14 +13,14 @@ using testing::ContainsRegex;
 const std::string old_uuid = "ddb.uuid = \"60 00 C2 9f 11 f8 50 a5-18 4c 8d 2f 00 23 4d 0a\"\n";
 
 // A descriptor as ESXi writes it.
-const std::string head = "# Disk DescriptorFile\n"
-                         "version=1\n"
-                         "encoding=\"UTF-8\"\n"
-                         "CID=fffffffe\n"
-                         "parentCID=ffffffff\n"
-                         "createType=\"vmfs\"\n"
-                         "\n"
-                         "# Extent description\n";
+const std::string first_lines = "# Disk DescriptorFile\n"
+                                "version=1\n"
+                                "encoding=\"UTF-8\"\n"
+                                "CID=fffffffe\n"
+                                "parentCID=ffffffff\n"
+                                "createType=\"vmfs\"\n"
+                                "\n"
+                                "# Extent description\n";
 const std::string tail = "\n"
                          "# The Disk Data Base \n"
                          "#DDB\n"
@@ -63,10 +63,10 @@ protected:
 
 TEST_F(DescriptorCopy, OnlyTheExtentLineIsRewritten)
 {
-    EXPECT_EQ(copy(head + old_extent + tail), 1);
-    EXPECT_EQ(copied(), head + new_extent + tail);
+    EXPECT_EQ(copy(first_lines + old_extent + tail), 1);
+    EXPECT_EQ(copied(), first_lines + new_extent + tail);
     EXPECT_EQ(log.take(), Lines{extent_line()});
-    EXPECT_EQ(dir.read("old"), head + old_extent + tail);
+    EXPECT_EQ(dir.read("old"), first_lines + old_extent + tail);
 }
 
 TEST_F(DescriptorCopy, WhatFollowsTheOldFileNameIsDropped)
@@ -128,8 +128,8 @@ TEST_F(DescriptorCopy, NullExtentNameIsWrittenAsFormattersWriteIt)
 
 TEST_F(DescriptorCopy, WithoutAnExtentLineAllIsCopiedAndTheCopyFails)
 {
-    EXPECT_EQ(copy(head + tail), 0);
-    EXPECT_EQ(copied(), head + tail);
+    EXPECT_EQ(copy(first_lines + tail), 0);
+    EXPECT_EQ(copied(), first_lines + tail);
     EXPECT_EQ(log.take(), Lines{no_extent_line});
 }
 
@@ -146,8 +146,8 @@ TEST_F(DescriptorCopy, ExtentOfAnotherTypeEndsTheCopy)
          {"RW 2048 FLAT \"vm-flat.vmdk\" 0\n", "RW 2048 VMFSSPARSE \"vm-delta.vmdk\"\n",
           "RW 2048 SESPARSE \"vm-sesparse.vmdk\"\n", "RW 63 ZERO\n", "RW 2048 vmfs \"vm.vmdk\"\n",
           "RW 2048 VMFS\n", "RW VMFS\n", "RW \n"}) {
-        EXPECT_EQ(copy(head + extent + tail), 0) << extent;
-        EXPECT_EQ(copied(), head) << extent;
+        EXPECT_EQ(copy(first_lines + extent + tail), 0) << extent;
+        EXPECT_EQ(copied(), first_lines) << extent;
         EXPECT_EQ(log.take(), (Lines{no_keyword_line, no_extent_line})) << extent;
     }
 }
@@ -218,16 +218,16 @@ TEST_F(DescriptorCopy, NoUuidIsDrawnBehindAnExtentOfAnotherType)
 
 TEST_F(DescriptorCopy, CrlfThroughoutStaysCrlf)
 {
-    EXPECT_EQ(copy(with_crlf(head + old_extent + tail)), 1);
-    EXPECT_EQ(copied(), with_crlf(head) + new_extent + with_crlf(tail));
+    EXPECT_EQ(copy(with_crlf(first_lines + old_extent + tail)), 1);
+    EXPECT_EQ(copied(), with_crlf(first_lines) + new_extent + with_crlf(tail));
 }
 
 TEST_F(DescriptorCopy, LastLineMayLackItsNewline)
 {
     EXPECT_EQ(copy(old_extent + "ddb.toolsVersion = \"0\""), 1);
     EXPECT_EQ(copied(), new_extent + "ddb.toolsVersion = \"0\"");
-    EXPECT_EQ(copy(head + "RW 2048 VMFS \"vm-flat.vmdk\""), 1);
-    EXPECT_EQ(copied(), head + new_extent) << "a rewritten line gets its end";
+    EXPECT_EQ(copy(first_lines + "RW 2048 VMFS \"vm-flat.vmdk\""), 1);
+    EXPECT_EQ(copied(), first_lines + new_extent) << "a rewritten line gets its end";
 }
 
 TEST_F(DescriptorCopy, TrailingNulsAreNotCopied)

@@ -13,7 +13,7 @@
 namespace
 {
 
-const ScriptedHelper::Answer busy{"EXIT_STATUS=25"};
+const ScriptedHelper::Answer says_busy{"EXIT_STATUS=25"};
 
 class HelperRun : public MountTest
 {
@@ -28,7 +28,7 @@ protected:
 TEST_F(HelperRun, BusyServerIsTriedAgainAfterOneSecond)
 {
     FakeClock clock;
-    helper.answers({busy, busy, busy, mounts_image()});
+    helper.answers({says_busy, says_busy, says_busy, mounts_image()});
     EXPECT_STREQ(mount(), image.path().c_str());
 
     const Line again = mount_says.info("INF - too busy to connect, retrying command");
@@ -47,7 +47,7 @@ TEST_F(HelperRun, BusyServerIsTriedAgainAfterOneSecond)
 TEST_F(HelperRun, BusyServerIsTriedUntilTheTimeoutHasPassed)
 {
     FakeClock clock;
-    helper.answers({busy});
+    helper.answers({says_busy});
     EXPECT_EQ(mount(3), nullptr);
 
     const std::string shown =
@@ -65,7 +65,7 @@ TEST_F(HelperRun, BusyServerIsTriedUntilTheTimeoutHasPassed)
 TEST_F(HelperRun, TimeoutZeroEndsWithTheFirstBusyAnswer)
 {
     FakeClock clock;
-    helper.answers({busy});
+    helper.answers({says_busy});
     EXPECT_EQ(mount(0), nullptr);
 
     const std::string shown =
@@ -86,7 +86,7 @@ TEST_F(HelperRun, TimeThatTheHelperTakesCounts)
         clock.advance(30);
         return std::nullopt;
     });
-    helper.answers({busy});
+    helper.answers({says_busy});
     EXPECT_EQ(mount(60), nullptr); // runs that begin at 0 and at 31 end at 30 and at 61
     EXPECT_EQ(helper.runs().size(), 2U);
     EXPECT_EQ(clock.sleeps(), std::vector<double>{1});
@@ -99,7 +99,7 @@ TEST_F(HelperRun, LastSecondOfTheTimeoutIsOver)
         clock.advance(5);
         return std::nullopt;
     });
-    helper.answers({busy});
+    helper.answers({says_busy});
     mount(5);
     EXPECT_EQ(helper.runs().size(), 1U);
     mount(6);
@@ -115,7 +115,7 @@ TEST_F(HelperRun, WallClockThatIsSetChangesNothing)
             clock.set_wall_clock_by(by);
             return std::nullopt;
         });
-        helper.answers({busy, busy, busy, busy, busy, {"EXIT_STATUS=3"}});
+        helper.answers({says_busy, says_busy, says_busy, says_busy, says_busy, {"EXIT_STATUS=3"}});
         EXPECT_EQ(mount(3), nullptr);
         EXPECT_EQ(runs.calls(), 4);
         EXPECT_EQ(clock.sleeps(), (std::vector<double>{1, 1, 1}));
@@ -126,7 +126,7 @@ TEST_F(HelperRun, WallClockThatIsSetChangesNothing)
 
 TEST_F(HelperRun, ClockThatCannotBeReadAtTheStartEndsTheTrying)
 {
-    helper.answers({busy, {"EXIT_STATUS=0"}});
+    helper.answers({says_busy, {"EXIT_STATUS=0"}});
     bool first = true;
     const auto just_booted = interpose::on_time([&](clockid_t, timespec* now) {
         *now = {1, 0};
@@ -141,7 +141,7 @@ TEST_F(HelperRun, ClockThatCannotBeReadAtTheStartEndsTheTrying)
 
 TEST_F(HelperRun, ClockThatCannotBeReadAnyMoreEndsTheTrying)
 {
-    helper.answers({busy, {"EXIT_STATUS=0"}});
+    helper.answers({says_busy, {"EXIT_STATUS=0"}});
     const auto clock = interpose::on_time.fails(EINVAL, 2); // the first call tells the start
     const auto sleep = interpose::on_sleep.returns(0);
     EXPECT_EQ(mount(), nullptr);
@@ -222,7 +222,7 @@ TEST_F(HelperRun, MountFailsWhenTheHelperCannotBeStarted)
 TEST_F(HelperRun, MountFailsWhenALaterRunCannotBeStarted)
 {
     FakeClock clock;
-    helper.answers({busy});
+    helper.answers({says_busy});
     auto popen = interpose::on_popen.fails(EAGAIN, 2);
     EXPECT_EQ(mount(), nullptr);
     EXPECT_EQ(ixfs_last_error(handle.get()), EC_SYSTEM_ERROR);

@@ -16,7 +16,7 @@
 namespace
 {
 
-const Line waiting = context_says.info("INF - waiting for mount mutex...");
+const Line wait_line = context_says.info("INF - waiting for mount mutex...");
 const Line missing_mount_point = unmount_says.error("ERR - invalid parameter, missing mount point");
 
 class MinimalContext : public MountTest
@@ -41,7 +41,7 @@ protected:
 TEST_F(MinimalContext, SaysOnlyThatItWaits)
 {
     EXPECT_EQ(recreate(), 0);
-    EXPECT_EQ(log.lines(), Lines{waiting});
+    EXPECT_EQ(log.lines(), Lines{wait_line});
     EXPECT_EQ(job_log.lines(),
               std::vector<std::string>{"JBD - INF - waiting for mount mutex...\n"});
 }

@@ -169,12 +169,12 @@ TEST_F(ViewCreation, FailedLockIs158AndTouchesNoFolder)
 {
     auto uname = interpose::on_uname.fails(EFAULT);
     EXPECT_EQ(prepare(), 158);
-    EXPECT_EQ(
-        image_lines(),
-        config_lines() +
-            (Lines{{IXFS_LOG_ERR, view_lock::tag, "ERR - ACE_OS::hostname() failed, error = 14\n"},
-                   {IXFS_LOG_ERR, "createGlobalLockForView", "ERR - Failed to get lock\n"},
-                   failed_view_line(158)}));
+    EXPECT_EQ(image_lines(),
+              config_lines() +
+                  (Lines{{IXFS_LOG_ERR, view_lock::lock_tag,
+                          "ERR - ACE_OS::hostname() failed, error = 14\n"},
+                         {IXFS_LOG_ERR, "createGlobalLockForView", "ERR - Failed to get lock\n"},
+                         failed_view_line(158)}));
     expect_no_folder_touched();
 }
 

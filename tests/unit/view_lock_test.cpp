@@ -97,7 +97,7 @@ TEST_F(ViewLock, FiftyAttemptsAreMadeAndNoMore)
     Lines expected = naming_lines;
     for (int attempt = 0; attempt < 50; ++attempt)
         expected.push_back(trying_line(mutex + std::to_string(attempt)));
-    expected.push_back({IXFS_LOG_ERR, tag,
+    expected.push_back({IXFS_LOG_ERR, lock_tag,
                         "ERR - Exceeded retry limit, unable to get the mutex: " + mutex + "49\n"});
     EXPECT_EQ(log.take(), expected);
 }
@@ -143,7 +143,7 @@ TEST_F(ViewLock, UnknownHostNameFails)
     EXPECT_STREQ(base_name, "unset");
     EXPECT_EQ(view->lock, nullptr);
     EXPECT_EQ(log.take(),
-              (Lines{{IXFS_LOG_ERR, tag, "ERR - ACE_OS::hostname() failed, error = 14\n"}}));
+              (Lines{{IXFS_LOG_ERR, lock_tag, "ERR - ACE_OS::hostname() failed, error = 14\n"}}));
 }
 
 #ifndef IXFS_SANITIZER_DEFINES_NEW
@@ -159,7 +159,7 @@ TEST_F(ViewLock, LockForWhichMemoryIsShortFailsAtOnce)
               (Lines{host_line("esx-proxy7"),
                      base_name_line("_vv_esx-proxy7"),
                      trying_line(mutex + "0"),
-                     {IXFS_LOG_ERR, tag,
+                     {IXFS_LOG_ERR, lock_tag,
                       "ERR - Initialization failed for ACE_Process_Mutex, error = 12\n"}}));
 }
 #endif

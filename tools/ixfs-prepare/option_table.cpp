@@ -21,8 +21,9 @@ constexpr const char* description =
 constexpr const char* footer_text =
     "Credentials are read from files or from standard input, never from the command line.\n\n"
     "Exit status:\n"
-    "  0    prepared; with --from: all VMs\n"
-    "  1    a preparation failed, or the result could not be written\n"
+    "  0    prepared, or the view is removed; with --from: all VMs are prepared\n"
+    "  1    a preparation failed, the result could not be written, or you did not\n"
+    "       agree to --remove-view\n"
     "  2    bad usage; nothing was done\n"
     "  3    the image is still mounted\n"
     "  129, 130, 143    ended by SIGHUP, SIGINT, SIGTERM";
