@@ -7,6 +7,9 @@ function(ixfs_add_interpose target)
         list(APPEND calls "${folder}/${name}.cpp")
     endforeach()
     target_sources(${target} PRIVATE ${calls} "${folder}/sanitizer_options.cpp")
+    # Some are compiled otherwise than the headers that the others share.
+    set_source_files_properties(${calls} "${folder}/sanitizer_options.cpp" PROPERTIES
+        SKIP_PRECOMPILE_HEADERS ON)
     target_include_directories(${target} PUBLIC "${folder}")
     target_link_libraries(${target} PUBLIC ixfs::ixfs ${CMAKE_DL_LIBS})
     if(IXFS_SANITIZE)
