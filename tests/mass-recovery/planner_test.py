@@ -8,9 +8,9 @@ import unittest
 
 FILE = pathlib.Path(__file__).resolve().parents[2] / "examples/mass-recovery/planner.py"
 sys.dont_write_bytecode = True
-specification = importlib.util.spec_from_file_location("planner", FILE)
-planner = importlib.util.module_from_spec(specification)
-specification.loader.exec_module(planner)
+found = importlib.util.spec_from_file_location("planner", FILE)
+planner = importlib.util.module_from_spec(found)
+found.loader.exec_module(planner)
 
 
 def vms(*names):

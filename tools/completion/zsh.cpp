@@ -67,7 +67,8 @@ std::vector<std::string> ruled_out_by(const Option& option, const Command& comma
     return names;
 }
 
-std::string specification(const Option& option, const std::string& name, const Command& command)
+// An option as _arguments takes it.
+std::string entry(const Option& option, const std::string& name, const Command& command)
 {
     const std::vector<std::string> ruled_out = ruled_out_by(option, command);
     std::string text = ruled_out.empty() ? "" : "(" + joined(ruled_out) + ")";
@@ -83,10 +84,10 @@ std::string specification(const Option& option, const std::string& name, const C
     return in_quotes(text);
 }
 
-std::string line(const std::string& specification, const std::string& after)
+std::string line(const std::string& text, const std::string& after)
 {
     const std::string condition = after.empty() ? "" : "(( ! ${words[(Ie)" + after + "]} )) || ";
-    return "        " + condition + "arguments+=(" + specification + ")\n";
+    return "        " + condition + "arguments+=(" + text + ")\n";
 }
 
 std::string zsh_case_of(const std::string& word, const Command& command)
@@ -94,7 +95,7 @@ std::string zsh_case_of(const std::string& word, const Command& command)
     std::string text = "    " + (word.empty() ? "''" : word) + ")\n";
     for (const Option& option : command.options) {
         for (const std::string& name : option.names)
-            text += line(specification(option, name, command), option.after);
+            text += line(entry(option, name, command), option.after);
     }
     if (const auto& argument = command.argument)
         text += line(in_quotes("1" + message_and_action(argument->value)), argument->after);
